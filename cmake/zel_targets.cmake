@@ -1,4 +1,4 @@
-# The three ways in which this project adds code.
+# The four ways in which this project adds code.
 
 # zel_sources(FILE...): adds files of the calling folder to the library.
 function(zel_sources)
@@ -20,16 +20,30 @@ function(zel_test name)
     PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
 endfunction()
 
-# zel_fuzz(NAME FILE...): one libFuzzer target.
+# zel_fuzz(NAME FILE...): one libFuzzer target, build/PRESET/bin/fuzz/NAME. The suite runs it for two
+# seconds over what tests/fuzz/corpus/NAME holds; `./dev fuzz` runs it for longer.
 function(zel_fuzz name)
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE zel_internal)
   target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin/fuzz)
+
+  set(seeds)
+  if(IS_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}/corpus/${name})
+    set(seeds ${CMAKE_CURRENT_SOURCE_DIR}/corpus/${name})
+  endif()
+  set(smoke_corpus ${PROJECT_BINARY_DIR}/corpus/smoke/${name})
+  file(MAKE_DIRECTORY ${smoke_corpus})
+  add_test(NAME fuzz_smoke.${name}
+    COMMAND ${name} -seed=1 -max_total_time=2 -timeout=20 ${smoke_corpus} ${seeds})
+  set_tests_properties(fuzz_smoke.${name} PROPERTIES LABELS fuzz TIMEOUT 120)
 endfunction()
 
-# zel_bench(NAME FILE...): one Google Benchmark program.
+# zel_bench(NAME SOURCES file... [LIBRARIES target...]): one Google Benchmark program,
+# build/PRESET/bin/bench/NAME.
 function(zel_bench name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES")
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE zel_internal ${arg_LIBRARIES} benchmark::benchmark)
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin/bench)
 endfunction()
