@@ -5,16 +5,11 @@
 #include <cstdint>
 
 #include "zel/base/export.h"
+#include "zel/runtime/four_character_code.h"
 
 namespace Morvalen::Zel {
 
 class CDependenciesLock;
-
-/// Four ASCII characters read as a big-endian number: a type tag or a format code.
-constexpr uint32_t FourCharacterCode(char const (&text)[5]) {
-  return uint32_t(uint8_t(text[0])) << 24 | uint32_t(uint8_t(text[1])) << 16 |
-         uint32_t(uint8_t(text[2])) << 8 | uint32_t(uint8_t(text[3]));
-}
 
 /// Root of everything that crosses the library's boundary as an object: a type tag, an atomic
 /// reference count that starts at 1 for the creator, a lock that comes into being when somebody
