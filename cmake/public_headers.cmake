@@ -2,8 +2,23 @@
 # read by CMake and by scripts/ alike. Paths from the include root, one a line.
 set(ZEL_PUBLIC_HEADERS
   zel/base/export.h
+  zel/encoder/x265_encoder_api.h
   zel/platform/monitor.h
+  zel/runtime/audio_format.h
+  zel/runtime/four_character_code.h
   zel/runtime/lock.h
   zel/runtime/object.h
+  zel/runtime/property_keys.h
   zel/runtime/result_codes.h
+  zel/runtime/video_format.h
+  zel/runtime/vocabulary.h
+  # The tables behind the vocabulary's headers.
+  zel/runtime/vocabulary/audio_formats.def
+  zel/runtime/vocabulary/code_book_keys.def
+  zel/runtime/vocabulary/container_keys.def
+  zel/runtime/vocabulary/container_reader_keys.def
+  zel/runtime/vocabulary/container_writer_keys.def
+  zel/runtime/vocabulary/media_keys.def
+  zel/runtime/vocabulary/source_keys.def
+  zel/runtime/vocabulary/video_formats.def
 )

@@ -52,7 +52,7 @@ def rule_of(folder):
 
 def public_headers():
     text = (ROOT / "cmake/public_headers.cmake").read_text()
-    return set(re.findall(r"^\s*(zel/\S+\.h)", text, re.MULTILINE))
+    return set(re.findall(r"^\s*(zel/\S+)$", text, re.MULTILINE))
 
 
 def includes_of(path):
