@@ -15,7 +15,9 @@ CDependenciesObjectVS2012::~CDependenciesObjectVS2012() {
   delete lock.load(std::memory_order_acquire);
 }
 
-bool CDependenciesObjectVS2012::IsType(uint32_t tag) const { return type == tag; }
+bool CDependenciesObjectVS2012::IsType(uint32_t tag) const {
+  return type == tag;
+}
 
 uint32_t CDependenciesObjectVS2012::GetHashCode() {
   const uint64_t address = reinterpret_cast<uintptr_t>(this);
@@ -56,15 +58,27 @@ CDependenciesLock& CDependenciesObjectVS2012::EnsureLock() {
   return *lock.load(std::memory_order_acquire);
 }
 
-int CDependenciesObjectVS2012::Enter() { return EnsureLock().Enter(); }
-bool CDependenciesObjectVS2012::TryEnter() { return EnsureLock().TryEnter(); }
+int CDependenciesObjectVS2012::Enter() {
+  return EnsureLock().Enter();
+}
+bool CDependenciesObjectVS2012::TryEnter() {
+  return EnsureLock().TryEnter();
+}
 bool CDependenciesObjectVS2012::Wait(int32_t milliseconds) {
   return EnsureLock().Wait(milliseconds);
 }
-bool CDependenciesObjectVS2012::Wait() { return EnsureLock().Wait(); }
-int CDependenciesObjectVS2012::Notify() { return EnsureLock().Notify(); }
-int CDependenciesObjectVS2012::NotifyAll() { return EnsureLock().NotifyAll(); }
-void CDependenciesObjectVS2012::Exit() { EnsureLock().Exit(); }
+bool CDependenciesObjectVS2012::Wait() {
+  return EnsureLock().Wait();
+}
+int CDependenciesObjectVS2012::Notify() {
+  return EnsureLock().Notify();
+}
+int CDependenciesObjectVS2012::NotifyAll() {
+  return EnsureLock().NotifyAll();
+}
+void CDependenciesObjectVS2012::Exit() {
+  EnsureLock().Exit();
+}
 
 CDependenciesObjectVS2012* CDependenciesObjectVS2012::CreateForLock() {
   auto* object = new CDependenciesObjectVS2012;
@@ -72,8 +86,12 @@ CDependenciesObjectVS2012* CDependenciesObjectVS2012::CreateForLock() {
   return object;
 }
 
-void* CDependenciesObjectVS2012::operator new(size_t size) noexcept { return std::malloc(size); }
-void CDependenciesObjectVS2012::operator delete(void* memory) noexcept { std::free(memory); }
+void* CDependenciesObjectVS2012::operator new(size_t size) noexcept {
+  return std::malloc(size);
+}
+void CDependenciesObjectVS2012::operator delete(void* memory) noexcept {
+  std::free(memory);
+}
 
 CDependenciesObjectVS2012::CAutoLock::CAutoLock(CDependenciesObjectVS2012* const held)
     : object(held) {

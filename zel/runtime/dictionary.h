@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+
+#include "zel/base/export.h"
+#include "zel/runtime/holder.h"
+#include "zel/runtime/list.h"
+#include "zel/runtime/object.h"
+#include "zel/runtime/result_codes.h"
+
+namespace Morvalen::Zel {
+
+/// Keys and values in two parallel lists, in the order in which the keys were first set. Lookups
+/// walk, which suits some tens of keys. Not locked.
+template <class K, class V>
+class ZEL_API CDictionary : public virtual CDependenciesObjectVS2012 {
+ public:
+  CDictionary() : keys(new CDependenciesList<K>), values(new CDependenciesList<V>) {}
+
+  int32_t GetCount() const { return keys != nullptr ? keys->GetCount() : 0; }
+
+  /// Stores `value`, which may be null, under `key`, adding a reference to what is kept. A key that
+  /// is there already keeps its position and its key object.
+  /// @return 0; ZelErrorOutOfMemory; ZelErrorInvalidArgument when the key has no place in the value
+  /// list; ZelErrorNotReady when a node is missing on the way to it.
+  int Set(K* key, V* value) {
+    if (keys == nullptr || values == nullptr) return ZelErrorOutOfMemory;
+    int32_t const index = keys->IndexOf(key);
+    if (index >= 0) return values->SetAt(index, value);
+    // A key whose value could not be appended is still there without one. It gets a null now, so
+    // that the lists stay parallel.
+    while (values->GetCount() < keys->GetCount()) {
+      if (int const result = values->Add(nullptr); result < 0) return result;
+    }
+    if (int const result = keys->Add(key); result < 0) return result;
+    return values->Add(value);
+  }
+
+  /// Position of the key, or -1.
+  int32_t IndexOf(K* key) const { return keys != nullptr ? keys->IndexOf(key) : -1; }
+
+  /// The key or value at a position with a reference for the caller; null out of range.
+  K* GetKeyAt(int32_t index) const { return keys != nullptr ? keys->GetAt(index) : nullptr; }
+  V* GetValueAt(int32_t index) const { return values != nullptr ? values->GetAt(index) : nullptr; }
+
+  /// Removes the pair at a position. @return 0, or ZelErrorInvalidArgument out of range.
+  int RemoveAt(int32_t index) {
+    if (index < 0 || index >= GetCount()) return ZelErrorInvalidArgument;
+    if (values != nullptr) values->RemoveAt(index);
+    return keys->RemoveAt(index);
+  }
+  /// Removes all pairs.
+  void Clear() {
+    if (keys != nullptr) keys->Clear();
+    if (values != nullptr) values->Clear();
+  }
+
+  /// The lists, for reading, each with a reference for the caller.
+  CDependenciesList<K>* GetKeys() const { return keys.SafeAcquire(); }
+  CDependenciesList<V>* GetValues() const { return values.SafeAcquire(); }
+
+ private:
+  RObject<CDependenciesList<K>> keys;
+  RObject<CDependenciesList<V>> values;
+};
+
+}  // namespace Morvalen::Zel
