@@ -6,6 +6,7 @@ set(ZEL_PUBLIC_HEADERS
   zel/platform/monitor.h
   zel/runtime/audio_format.h
   zel/runtime/four_character_code.h
+  zel/runtime/debug_output.h
   zel/runtime/lock.h
   zel/runtime/object.h
   zel/runtime/property_keys.h
