@@ -169,10 +169,10 @@ class ZEL_API CMorvalenX265EncoderApi final : public CDependenciesObjectVS2012,
   explicit CMorvalenX265EncoderApi(IMorvalenEncoderConsumer* encoderConsumer);
   ~CMorvalenX265EncoderApi() override;
 
-  int OpenEncoder();
   int WriteStreamHeaders();
-  void DeliverSample(unsigned char const* data, int32_t size, int sliceType, CHevcUserData* sample);
-  void Append(CHevcUserData* userData);
+  void DeliverSample(unsigned char const* data, int32_t size, int sliceType,
+                     CHevcUserData* userData);
+  void Prepend(CHevcUserData* userData);
   void Remove(CHevcUserData* userData);
 
   x265_param* parameters;  // owned, uninitialised until Begin
