@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <new>
 
@@ -95,6 +96,33 @@ class ZEL_API CDependenciesList : public CDependenciesObjectVS2012 {
   int RemoveAt(int32_t index);
   /// Releases all items.
   void Clear();
+
+  /// A walk that borrows the items and leaves the cursor alone, so that any number of threads may
+  /// read at once: `for (T* item : list)`.
+  class Iterator {
+   public:
+    using value_type = T*;
+    using difference_type = ptrdiff_t;
+
+    Iterator() = default;
+    explicit Iterator(CDependenciesListNode<T> const* start) : node(start) {}
+    T* operator*() const { return node->item; }
+    Iterator& operator++() {
+      node = node->next;
+      return *this;
+    }
+    Iterator operator++(int) {
+      Iterator const before = *this;
+      ++*this;
+      return before;
+    }
+    bool operator==(Iterator const&) const = default;
+
+   private:
+    CDependenciesListNode<T> const* node = nullptr;
+  };
+  Iterator begin() const { return Iterator(head); }
+  Iterator end() const { return Iterator(); }
 
   // The built-in cursor; results as of CEnumerator. A list that had no memory for its cursor has
   // nothing to walk with: Reset and GetCurrent report ZelErrorNotReady, MoveNext is false.
