@@ -50,7 +50,7 @@ class ZEL_API CDictionary : public virtual CDependenciesObjectVS2012 {
 
   /// Position of the first key for which `matches(K*)` is true, or -1.
   template <class Matches>
-  int32_t IndexWhere(Matches matches) const {
+  int32_t IndexWhere(Matches const& matches) const {
     if (keys == nullptr) return -1;
     int32_t index = 0;
     for (K* key : *keys) {
@@ -62,7 +62,7 @@ class ZEL_API CDictionary : public virtual CDependenciesObjectVS2012 {
 
   /// The value of the first key for which `matches(K*)` is true, borrowed; null for none.
   template <class Matches>
-  V* FindValue(Matches matches) const {
+  V* FindValue(Matches const& matches) const {
     if (keys == nullptr || values == nullptr) return nullptr;
     auto value = values->begin();
     for (K* key : *keys) {

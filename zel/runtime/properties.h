@@ -15,8 +15,8 @@ class CDictionary;
 /// A property set: names and the bytes that stand under them, in the order in which the names were
 /// first set. It carries configuration between a framework and this library. The set knows nothing
 /// of types: a key's type is a convention between who writes it and who reads it
-/// (zel/runtime/property_keys.h), and a value is the bytes that the writer put there, little-endian,
-/// without tag or terminator:
+/// (zel/runtime/property_keys.h), and a value is the bytes that the writer put there,
+/// little-endian, without tag or terminator:
 ///
 ///   bool, unsigned char                 1 byte
 ///   int16_t, uint16_t                   2 bytes
@@ -52,9 +52,9 @@ class ZEL_API IProperties {
   virtual ~IProperties();
 
   /// Copies the value's bytes to `buffer`; with a null `buffer` only tells their count.
-  /// @return the value's size, whatever `size` is beyond it; 0, with the buffer untouched, for a key
-  /// that is absent or whose value is null; ZelErrorInvalidArgument when `size` is less than the
-  /// value's.
+  /// @return the value's size, whatever `size` is beyond it; 0, with the buffer untouched, for a
+  /// key that is absent or whose value is null; ZelErrorInvalidArgument when `size` is less than
+  /// the value's.
   virtual int GetProperty(char const* name, int32_t size, unsigned char* buffer) const;
 
   /// Stores a copy of `size` bytes. A negative size counts as 0; a null `value` stores zeros.
@@ -97,32 +97,31 @@ class ZEL_API IProperties {
   /// Character text would be stored as a bool: make a CString of it.
   int SetProperty(char const* name, void const* value) = delete;
 
-  // `long long`, where int64_t is another type. `long` has 64 bits on some systems and 32 on others:
-  // use the types with a width.
+  // `long long`, where int64_t is another type. `long` has 64 bits on some systems and 32 on
+  // others: use the types with a width.
   template <std::same_as<long long> Integer>
-    requires(!std::same_as<long long, int64_t>)
-  int GetProperty(char const* name, Integer& value) const {
+  requires(!std::same_as<long long, int64_t>) int GetProperty(char const* name,
+                                                              Integer& value) const {
     return GetProperty(name, int32_t{sizeof value}, reinterpret_cast<unsigned char*>(&value));
   }
   template <std::same_as<unsigned long long> Integer>
-    requires(!std::same_as<unsigned long long, uint64_t>)
-  int GetProperty(char const* name, Integer& value) const {
+  requires(!std::same_as<unsigned long long, uint64_t>) int GetProperty(char const* name,
+                                                                        Integer& value) const {
     return GetProperty(name, int32_t{sizeof value}, reinterpret_cast<unsigned char*>(&value));
   }
   template <std::same_as<long long> Integer>
-    requires(!std::same_as<long long, int64_t>)
-  int SetProperty(char const* name, Integer value) {
+  requires(!std::same_as<long long, int64_t>) int SetProperty(char const* name, Integer value) {
     return SetProperty(name, int64_t{value});
   }
   template <std::same_as<unsigned long long> Integer>
-    requires(!std::same_as<unsigned long long, uint64_t>)
-  int SetProperty(char const* name, Integer value) {
+  requires(!std::same_as<unsigned long long, uint64_t>) int SetProperty(char const* name,
+                                                                        Integer value) {
     return SetProperty(name, uint64_t{value});
   }
 
   /// Reads a four-character code. A code and a number of 32 bits differ in byte order: read each as
-  /// it was written. The bytes of `code` are reversed after the read, even when nothing was read, so
-  /// give it no default: test the result, which is that of GetProperty(name, size, buffer).
+  /// it was written. The bytes of `code` are reversed after the read, even when nothing was read,
+  /// so give it no default: test the result, which is that of GetProperty(name, size, buffer).
   int GetFourProperty(char const* name, unsigned int& code) const;
   int SetFourProperty(char const* name, unsigned int code);
 
@@ -189,7 +188,8 @@ class ZEL_API IProperties {
   CDictionary<CString, CByteArray>* properties;  // one reference; null until the first write
 
   CDictionary<CString, CByteArray>* EnsureDictionary();
-  CByteArray* FindValue(char const* name) const;
+  template <class Name>
+  CByteArray* FindValue(Name name) const;
 };
 
 }  // namespace Morvalen::Zel
