@@ -13,6 +13,13 @@ set(ZEL_PUBLIC_HEADERS
   zel/runtime/result_codes.h
   zel/runtime/video_format.h
   zel/runtime/vocabulary.h
+  zel/platform/automation.h
+  zel/runtime/byte_array.h
+  zel/runtime/encoding.h
+  zel/runtime/float_array.h
+  zel/runtime/four_character_text.h
+  zel/runtime/holder.h
+  zel/runtime/string.h
   # The tables behind the vocabulary's headers.
   zel/runtime/vocabulary/audio_formats.def
   zel/runtime/vocabulary/code_book_keys.def

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstddef>
+
+// The two forms of the text conversion: the scalar one is the definition, the vector one is what
+// runs. Both give the same result for the same input, malformed input included.
+
+namespace zel::platform {
+
+struct TextKernels {
+  size_t (*utf16Length)(const char* text, size_t size);
+  size_t (*utf8ToUtf16)(const char* text, size_t size, wchar_t* out);
+  size_t (*utf8Length)(const wchar_t* units, size_t count);
+  size_t (*utf16ToUtf8)(const wchar_t* units, size_t count, char* out);
+};
+
+const TextKernels& scalarTextKernels();  // the definition; always complete
+const TextKernels& vectorTextKernels();  // the best that this machine runs
+
+}  // namespace zel::platform
