@@ -3,13 +3,13 @@
 set(ZEL_PUBLIC_HEADERS
   zel/base/export.h
   zel/encoder/x265_encoder_api.h
-  zel/platform/monitor.h
+  zel/platform/critical_section.h
+  zel/platform/event.h
   zel/runtime/audio_format.h
   zel/runtime/four_character_code.h
   zel/runtime/debug_output.h
   zel/runtime/lock.h
   zel/runtime/object.h
-  zel/runtime/properties.h
   zel/runtime/property_keys.h
   zel/runtime/result_codes.h
   zel/runtime/video_format.h
@@ -19,8 +19,15 @@ set(ZEL_PUBLIC_HEADERS
   zel/runtime/encoding.h
   zel/runtime/float_array.h
   zel/runtime/four_character_text.h
+  zel/runtime/array.h
+  zel/runtime/dictionary.h
+  zel/runtime/enumerator.h
   zel/runtime/holder.h
+  zel/runtime/list.h
+  zel/runtime/pool.h
+  zel/runtime/queue.h
   zel/runtime/string.h
+  zel/runtime/value_types.h
   # The tables behind the vocabulary's headers.
   zel/runtime/vocabulary/audio_formats.def
   zel/runtime/vocabulary/code_book_keys.def

@@ -10,7 +10,7 @@ namespace Morvalen::Zel {
 
 /// An array of references whose capacity is fixed when it is made. Not locked.
 template <class T>
-class ZEL_API CArray : public virtual CDependenciesObjectVS2012 {
+class CArray : public virtual CDependenciesObjectVS2012 {
  public:
   /// A negative capacity becomes 0. When there is no memory for the items the capacity is 0 too, so
   /// that the array is empty and stays so.
@@ -50,5 +50,8 @@ class ZEL_API CArray : public virtual CDependenciesObjectVS2012 {
   int32_t capacity;
   T** items;
 };
+
+class CString;
+extern template class ZEL_API CArray<CString>;
 
 }  // namespace Morvalen::Zel

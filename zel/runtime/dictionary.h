@@ -13,7 +13,7 @@ namespace Morvalen::Zel {
 /// Keys and values in two parallel lists, in the order in which the keys were first set. Lookups
 /// walk, which suits some tens of keys. Not locked.
 template <class K, class V>
-class ZEL_API CDictionary : public virtual CDependenciesObjectVS2012 {
+class CDictionary : public virtual CDependenciesObjectVS2012 {
  public:
   CDictionary() : keys(new CDependenciesList<K>), values(new CDependenciesList<V>) {}
 
@@ -110,5 +110,8 @@ class ZEL_API CDictionary : public virtual CDependenciesObjectVS2012 {
   RObject<CDependenciesList<K>> keys;
   RObject<CDependenciesList<V>> values;
 };
+
+// The library holds this.
+extern template class ZEL_API CDictionary<CString, CByteArray>;
 
 }  // namespace Morvalen::Zel

@@ -8,7 +8,7 @@ namespace Morvalen::Zel {
 
 /// A walk over a container's items. It starts before the first item. Not locked.
 template <class T>
-class ZEL_API CEnumerator : public CDependenciesObjectVS2012 {
+class CEnumerator : public CDependenciesObjectVS2012 {
  public:
   // The order of the virtual operations is part of the interface.
 

@@ -80,7 +80,7 @@ class Object;
 /// out of the result of this class's `FromObject` and adopts it. Pinned by holder_test.cpp,
 /// StandAloneObjectHoldsNothing.
 template <class T>
-class ZEL_API Object<T, void, void> : public virtual BaseObject {
+class Object<T, void, void> : public virtual BaseObject {
  public:
   Object() : BaseObject(), typed(static_cast<T*>(held)) {}
   /// Adopts as the base of a holder that hands BaseObject the same pointer; see above when it
@@ -123,7 +123,7 @@ class ZEL_API Object<T, void, void> : public virtual BaseObject {
 
 /// The light holder: one typed pointer, no virtual base.
 template <class T>
-class ZEL_API RObject {
+class RObject {
  public:
   /// Adopts.
   RObject(T* adopted = nullptr) : held(adopted) {}
@@ -178,5 +178,13 @@ class ZEL_API RObject {
 
   T* held;
 };
+
+// The library holds these.
+class CString;
+class CByteArray;
+extern template class ZEL_API Object<CString, void, void>;
+extern template class ZEL_API Object<CByteArray, void, void>;
+extern template class ZEL_API RObject<CString>;
+extern template class ZEL_API RObject<CByteArray>;
 
 }  // namespace Morvalen::Zel

@@ -73,7 +73,7 @@ class CDependenciesListEnumerator;
 /// Adding during a walk appends. Don't remove the node at which a walk stands: the built-in cursor
 /// survives it, stepping back by one, but an enumerator of its own doesn't.
 template <class T>
-class ZEL_API CDependenciesList : public CDependenciesObjectVS2012 {
+class CDependenciesList : public CDependenciesObjectVS2012 {
  public:
   static constexpr uint32_t Type = FourCharacterCode("li<>");
 
@@ -146,7 +146,7 @@ class ZEL_API CDependenciesList : public CDependenciesObjectVS2012 {
 
 /// A walk of its own over a list, which it keeps alive.
 template <class T>
-class ZEL_API CDependenciesListEnumerator : public CEnumerator<T> {
+class CDependenciesListEnumerator : public CEnumerator<T> {
  public:
   /// Null makes a list's built-in enumerator, which has no reference to the list, since that would
   /// keep both alive for ever: the list moves its cursor itself.
@@ -301,5 +301,13 @@ template <class T>
 T* CDependenciesList<T>::GetCurrent() {
   return enumerator != nullptr ? enumerator->GetCurrent() : nullptr;
 }
+
+// The library holds these.
+extern template class ZEL_API CEnumerator<CString>;
+extern template class ZEL_API CEnumerator<CByteArray>;
+extern template class ZEL_API CDependenciesListEnumerator<CString>;
+extern template class ZEL_API CDependenciesListEnumerator<CByteArray>;
+extern template class ZEL_API CDependenciesList<CString>;
+extern template class ZEL_API CDependenciesList<CByteArray>;
 
 }  // namespace Morvalen::Zel

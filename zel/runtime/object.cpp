@@ -1,10 +1,20 @@
 #include "zel/runtime/object.h"
 
+#include <cstddef>
 #include <cstdlib>
+#include <new>
 
 #include "zel/runtime/lock.h"
+#include "zel/runtime/process_start.h"
+#include "zel/runtime/result_codes.h"
 
 namespace Morvalen::Zel {
+
+// Before the library's other static objects. It stands here since every program that uses the
+// library has this file in it.
+__attribute__((constructor(101))) static void StartProcess() {
+  ProcessStart::Run();
+}
 
 CDependenciesObjectVS2012::CDependenciesObjectVS2012() : CDependenciesObjectVS2012(0, nullptr) {}
 
@@ -13,6 +23,7 @@ CDependenciesObjectVS2012::CDependenciesObjectVS2012(uint32_t tag, DestroyCallba
 
 CDependenciesObjectVS2012::~CDependenciesObjectVS2012() {
   delete lock.load(std::memory_order_acquire);
+  lock.store(nullptr, std::memory_order_relaxed);
 }
 
 bool CDependenciesObjectVS2012::IsType(uint32_t tag) const {
@@ -44,51 +55,79 @@ void CDependenciesObjectVS2012::Release() const {
   delete self;
 }
 
+// The lock that guards the making of locks, held only while one is made. It is never destroyed:
+// other modules' static objects may lock themselves for the first time while the process ends.
+static CDependenciesLock& CreationLock() {
+  alignas(CDependenciesLock) static std::byte storage[sizeof(CDependenciesLock)];
+  static CDependenciesLock* const creation = new (storage) CDependenciesLock;
+  return *creation;
+}
+
 void CDependenciesObjectVS2012::Synchronize() {
-  static CDependenciesLock creation;
+  CDependenciesLock& creation = CreationLock();
   creation.Enter();
   if (lock.load(std::memory_order_relaxed) == nullptr) {
-    lock.store(new CDependenciesLock, std::memory_order_release);
+    // Released, so that a thread that finds the pointer without the creation lock finds it made.
+    lock.store(new (std::nothrow) CDependenciesLock, std::memory_order_release);
   }
   creation.Exit();
 }
 
-CDependenciesLock& CDependenciesObjectVS2012::EnsureLock() {
+// The object's lock; null when there is no memory for it.
+CDependenciesLock* CDependenciesObjectVS2012::EnsureLock() {
   if (lock.load(std::memory_order_acquire) == nullptr) Synchronize();
-  return *lock.load(std::memory_order_acquire);
+  return lock.load(std::memory_order_acquire);
+}
+
+bool CDependenciesObjectVS2012::HoldsLock() const {
+  CDependenciesLock const* const made = lock.load(std::memory_order_acquire);
+  return made != nullptr && made->IsHeldByCaller();
 }
 
 int CDependenciesObjectVS2012::Enter() {
-  return EnsureLock().Enter();
+  CDependenciesLock* const made = EnsureLock();
+  return made != nullptr ? made->Enter() : ZelErrorOutOfMemory;
 }
+
 bool CDependenciesObjectVS2012::TryEnter() {
-  return EnsureLock().TryEnter();
+  CDependenciesLock* const made = EnsureLock();
+  return made != nullptr && made->TryEnter();
 }
+
 bool CDependenciesObjectVS2012::Wait(int32_t milliseconds) {
-  return EnsureLock().Wait(milliseconds);
+  CDependenciesLock* const made = EnsureLock();
+  return made != nullptr && made->Wait(milliseconds);
 }
+
 bool CDependenciesObjectVS2012::Wait() {
-  return EnsureLock().Wait();
+  CDependenciesLock* const made = EnsureLock();
+  return made != nullptr && made->Wait();
 }
+
 int CDependenciesObjectVS2012::Notify() {
-  return EnsureLock().Notify();
+  CDependenciesLock* const made = EnsureLock();
+  return made != nullptr ? made->Notify() : ZelErrorFailed;
 }
+
 int CDependenciesObjectVS2012::NotifyAll() {
-  return EnsureLock().NotifyAll();
+  CDependenciesLock* const made = EnsureLock();
+  return made != nullptr ? made->NotifyAll() : ZelErrorFailed;
 }
+
 void CDependenciesObjectVS2012::Exit() {
-  EnsureLock().Exit();
+  if (CDependenciesLock* const made = EnsureLock()) made->Exit();
 }
 
 CDependenciesObjectVS2012* CDependenciesObjectVS2012::CreateForLock() {
-  auto* object = new CDependenciesObjectVS2012;
-  object->Synchronize();
+  auto* const object = new CDependenciesObjectVS2012;
+  if (object != nullptr) object->Synchronize();
   return object;
 }
 
 void* CDependenciesObjectVS2012::operator new(size_t size) noexcept {
   return std::malloc(size);
 }
+
 void CDependenciesObjectVS2012::operator delete(void* memory) noexcept {
   std::free(memory);
 }

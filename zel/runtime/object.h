@@ -38,6 +38,7 @@ class ZEL_API CDependenciesObjectVS2012 {
 
   // The order of the virtual operations is part of the interface.
   virtual ~CDependenciesObjectVS2012();
+  /// Whether the type tag is `type`.
   virtual bool IsType(uint32_t type) const;
   /// The object's address folded to 32 bits, unless a class gives its contents' hash.
   virtual uint32_t GetHashCode();
@@ -45,19 +46,25 @@ class ZEL_API CDependenciesObjectVS2012 {
   virtual void Synchronize();
 
  protected:
-  /// Enters the lock; the same thread may enter again. 0, or a negative result code.
+  // An object's lock is its own business and its class's; others reach it through CAutoLock. Each
+  // of these calls `Synchronize` first when there is no lock yet. Should there be no memory for
+  // one, nothing is locked, and they report that.
+
+  /// Enters the lock; the same thread may enter again. @return 0, or ZelErrorOutOfMemory
   virtual int Enter();
   /// Enters the lock if no other thread holds it; whether it did.
   virtual bool TryEnter();
   /// Called with the lock held: leaves it once, waits for a notification or for `milliseconds` to
-  /// pass, and takes it again. True when notified. Every waiter wakes at a notification, so test
-  /// the condition again.
+  /// pass, and takes it again. Every waiter wakes at a notification, so test the condition again.
+  /// @return true when notified, false when the time ran out or the caller doesn't hold the lock.
   virtual bool Wait(int32_t milliseconds);
   virtual bool Wait();
-  /// Called with the lock held: wakes every waiter. Without a waiter it has no effect.
+  /// Called with the lock held: wakes every waiter, both of them. Without a waiter it has no
+  /// effect.
   /// @return 0, or ZelErrorFailed if the system refused.
   virtual int Notify();
   virtual int NotifyAll();
+  /// Leaves the lock once. Does nothing when the calling thread doesn't hold it.
   virtual void Exit();
 
  public:
@@ -72,7 +79,8 @@ class ZEL_API CDependenciesObjectVS2012 {
   /// another owner.
   void Release() const;
 
-  /// A bare object whose lock exists already, with one reference for the caller.
+  /// A bare object whose lock exists already, with one reference for the caller; null when there is
+  /// no memory for it.
   static CDependenciesObjectVS2012* CreateForLock();
 
   /// The storage is plain malloc and free; a failed allocation gives null.
@@ -88,13 +96,22 @@ class ZEL_API CDependenciesObjectVS2012 {
 
   void SetType(uint32_t value) { type = value; }
 
+  /// Whether the calling thread is inside the lock.
+  bool HoldsLock() const;
+
  private:
+  friend class ProcessStart;
+
   uint32_t type;
   mutable std::atomic<int32_t> references;
   std::atomic<CDependenciesLock*> lock;  // set once, under the lock that guards lock creation
   DestroyCallback destroyCallback;
 
-  CDependenciesLock& EnsureLock();
+  CDependenciesLock* EnsureLock();
+
+  // Set when the process starts, by Initialize, which also seeds the C library's random numbers.
+  static bool initialized;
+  static void Initialize();
 };
 
 }  // namespace Morvalen::Zel
