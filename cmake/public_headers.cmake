@@ -10,6 +10,7 @@ set(ZEL_PUBLIC_HEADERS
   zel/runtime/debug_output.h
   zel/runtime/lock.h
   zel/runtime/object.h
+  zel/runtime/properties.h
   zel/runtime/property_keys.h
   zel/runtime/result_codes.h
   zel/runtime/video_format.h

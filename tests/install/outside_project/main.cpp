@@ -1,5 +1,5 @@
-// A caller with classes of its own on the library's root object: it needs the exported functions, the
-// virtual table and the type information.
+// A caller with classes of its own on the library's root object: it needs the exported functions,
+// the virtual table and the type information.
 #include <cstdio>
 
 #include "zel/runtime/object.h"
