@@ -140,8 +140,7 @@ std::string toolHelpText(std::span<const Subcommand> subcommands) {
       "\n"
       "Examples:\n"
       "  zel --version\n";
-  for (const Subcommand& each : subcommands)
-    result += fmt::format("  zel {} --help\n", each.text.name());
+  for (const Subcommand& each : subcommands) result += "  " + each.text.examples.front() + "\n";
   return result;
 }
 
