@@ -1,9 +1,15 @@
 #include "tools/zel/registry.h"
 
+#include "tools/zel/subcommands.h"
+
 namespace zel::tool {
 
 std::vector<Subcommand> allSubcommands() {
-  return {};
+  return {
+      formatsSubcommand(),
+      keysSubcommand(),
+      hevcEncodeSubcommand(),
+  };
 }
 
 }  // namespace zel::tool

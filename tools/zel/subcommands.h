@@ -1,0 +1,13 @@
+#pragma once
+
+#include "tools/zel/subcommand.h"
+
+// One function a subcommand, each in a file named after it.
+
+namespace zel::tool {
+
+Subcommand formatsSubcommand();
+Subcommand hevcEncodeSubcommand();
+Subcommand keysSubcommand();
+
+}  // namespace zel::tool
