@@ -12,6 +12,11 @@ class CString;
 template <class K, class V>
 class CDictionary;
 
+/// `long long`, signed or not, where it is another type than the integer of 64 bits.
+template <class T>
+concept LongLong = (std::same_as<T, long long> && !std::same_as<T, int64_t>) ||
+                   (std::same_as<T, unsigned long long> && !std::same_as<T, uint64_t>);
+
 /// A property set: names and the bytes that stand under them, in the order in which the names were
 /// first set. It carries configuration between a framework and this library. The set knows nothing
 /// of types: a key's type is a convention between who writes it and who reads it
@@ -37,14 +42,15 @@ class ZEL_API IProperties {
  public:
   /// One row of a derived class's table, which ends at the first row whose `name` is null.
   struct Accessor {
-    char const* name;
-    char const* description;
+    char const* name;         ///< the property
+    char const* description;  ///< one line for people
     /// Renders the value as text, with a reference for the caller, who passes `text` null.
     /// @return negative on failure.
     int (*getter)(IProperties* properties, char const* name, CString*& text);
     void* reserved;  ///< of the class that defines the table; not read here
   };
 
+  // Copies are made by pointer: see the protected constructor and SetProperties.
   IProperties(IProperties const&) = delete;
   IProperties& operator=(IProperties const&) = delete;
 
@@ -66,10 +72,10 @@ class ZEL_API IProperties {
   virtual Accessor const* GetPropertyAccessors();
 
  public:
-  // Typed reads, by GetProperty(name, size, buffer). The read succeeded if the result is the type's
-  // size. A shorter value fills the first bytes and leaves the rest; a longer one is
-  // ZelErrorInvalidArgument, and an absent one 0, with the variable as it was. A bool is true for
-  // any byte but 0.
+  /// Typed reads, by GetProperty(name, size, buffer). The read succeeded if the result is the
+  /// type's size. A shorter value fills the first bytes and leaves the rest; a longer one is
+  /// ZelErrorInvalidArgument, and an absent one 0, with the variable as it was. A bool is true for
+  /// any byte but 0.
   int GetProperty(char const* name, bool& value) const;
   int GetProperty(char const* name, unsigned char& value) const;
   int GetProperty(char const* name, int16_t& value) const;
@@ -82,7 +88,7 @@ class ZEL_API IProperties {
   int GetProperty(char const* name, double& value) const;
   int GetProperty(char const* name, void*& value) const;
 
-  // Typed writes, by SetProperty(name, size, value). @return 0, or ZelErrorOutOfMemory.
+  /// Typed writes, by SetProperty(name, size, value). @return 0, or ZelErrorOutOfMemory.
   int SetProperty(char const* name, bool value);
   int SetProperty(char const* name, unsigned char value);
   int SetProperty(char const* name, int16_t value);
@@ -97,26 +103,15 @@ class ZEL_API IProperties {
   /// Character text would be stored as a bool: make a CString of it.
   int SetProperty(char const* name, void const* value) = delete;
 
-  // `long long`, where int64_t is another type. `long` has 64 bits on some systems and 32 on
-  // others: use the types with a width.
-  template <std::same_as<long long> Integer>
-  requires(!std::same_as<long long, int64_t>) int GetProperty(char const* name,
-                                                              Integer& value) const {
+  /// The same for `long long`. Beware of `long`, which has 64 bits on some systems and 32 on
+  /// others: use the types with a width.
+  template <LongLong Integer>
+  int GetProperty(char const* name, Integer& value) const {
     return GetProperty(name, int32_t{sizeof value}, reinterpret_cast<unsigned char*>(&value));
   }
-  template <std::same_as<unsigned long long> Integer>
-  requires(!std::same_as<unsigned long long, uint64_t>) int GetProperty(char const* name,
-                                                                        Integer& value) const {
-    return GetProperty(name, int32_t{sizeof value}, reinterpret_cast<unsigned char*>(&value));
-  }
-  template <std::same_as<long long> Integer>
-  requires(!std::same_as<long long, int64_t>) int SetProperty(char const* name, Integer value) {
-    return SetProperty(name, int64_t{value});
-  }
-  template <std::same_as<unsigned long long> Integer>
-  requires(!std::same_as<unsigned long long, uint64_t>) int SetProperty(char const* name,
-                                                                        Integer value) {
-    return SetProperty(name, uint64_t{value});
+  template <LongLong Integer>
+  int SetProperty(char const* name, Integer value) {
+    return SetProperty(name, int32_t{sizeof value}, reinterpret_cast<unsigned char*>(&value));
   }
 
   /// Reads a four-character code. A code and a number of 32 bits differ in byte order: read each as
@@ -148,6 +143,7 @@ class ZEL_API IProperties {
 
   /// The dictionary with a reference for the caller; null if nothing was ever set.
   CDictionary<CString, CByteArray>* GetProperties() const;
+  /// The number of keys, those with a null value too.
   int32_t GetPropertyCount() const;
   /// The key at a position, in order of first setting, with a reference for the caller; null out of
   /// range.
@@ -165,6 +161,7 @@ class ZEL_API IProperties {
   CString* GetPropertyValue(char const* name);
 
  protected:
+  /// A set in which nothing was ever set.
   IProperties();
   /// A set with a dictionary of its own and the pairs of `other`, whose key and value objects it
   /// shares. Pairs with a null value are dropped, unlike by SetProperties. With a null `other`, or
@@ -174,8 +171,8 @@ class ZEL_API IProperties {
   /// The table's first row with that name; null if there is none, no table, or no name.
   Accessor const* GetPropertyAccessor(char const* name);
 
-  // Getters for use in tables. @return a read's negative code, or 0. Don't rely on the text for an
-  // absent key: numbers show 0 and a bool "false", but nothing was read.
+  /// Getters for use in tables. @return a read's negative code, or 0. Don't rely on the text for an
+  /// absent key: numbers show 0 and a bool "false", but nothing was read.
   static int GetString(IProperties* properties, char const* name, CString*& text);
   /// "true" if the byte is 1, otherwise "false".
   static int GetBool(IProperties* properties, char const* name, CString*& text);

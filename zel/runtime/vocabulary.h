@@ -29,8 +29,8 @@ struct PropertyKey {
 
 /// A class of property keys.
 struct PropertyKeyClass {
-  std::string_view name;  ///< of the class: "CodeBookProperty"
-  std::span<PropertyKey const> keys;
+  std::string_view name;              ///< of the class: "CodeBookProperty"
+  std::span<PropertyKey const> keys;  ///< its constants
 };
 
 /// The constants of VideoFormat.
