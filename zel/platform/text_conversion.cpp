@@ -6,19 +6,19 @@
 namespace zel::platform {
 
 size_t utf16Length(const char* text, size_t size) {
-  return scalarTextKernels().utf16Length(text, size);
+  return vectorTextKernels().utf16Length(text, size);
 }
 
 size_t utf8ToUtf16(const char* text, size_t size, wchar_t* out) {
-  return scalarTextKernels().utf8ToUtf16(text, size, out);
+  return vectorTextKernels().utf8ToUtf16(text, size, out);
 }
 
 size_t utf8Length(const wchar_t* units, size_t count) {
-  return scalarTextKernels().utf8Length(units, count);
+  return vectorTextKernels().utf8Length(units, count);
 }
 
 size_t utf16ToUtf8(const wchar_t* units, size_t count, char* out) {
-  return scalarTextKernels().utf16ToUtf8(units, count, out);
+  return vectorTextKernels().utf16ToUtf8(units, count, out);
 }
 
 namespace {
