@@ -469,7 +469,27 @@ size_t utf8Length(const wchar_t* units, size_t count) {
   return bytes;
 }
 
-// Packs lanes of one to three bytes, and writes up to 12 bytes more than the result says.
+// Packs lanes of one to three bytes. Writes up to `kPackMargin` bytes more than the result says.
+#if HWY_TARGET == HWY_AVX3_DL
+
+constexpr size_t kPackMargin = 48;
+
+// Compression of bytes in one instruction packs all lanes at once. Measured against the shuffles
+// below: see the figures of the change that brought it.
+HWY_INLINE size_t packLanes(WideTag d, WideVec lanes, WideMask twos, WideMask threes, char* out) {
+  const hn::Repartition<uint8_t, WideTag> d8;
+  const auto second = hn::IfThenElseZero(twos, hn::Set(d, 0xFF00));
+  const auto third = hn::IfThenElseZero(threes, hn::Set(d, 0xFF0000));
+  const auto counts = hn::Or(hn::Set(d, 0xFF), hn::Or(second, third));
+  const auto mask = hn::MaskFromVec(hn::BitCast(d8, counts));
+  hn::StoreU(hn::Compress(hn::BitCast(d8, lanes), mask), d8, reinterpret_cast<uint8_t*>(out));
+  return hn::CountTrue(d8, mask);
+}
+
+#else
+
+constexpr size_t kPackMargin = 12;
+
 HWY_INLINE size_t packLanes(WideTag d, WideVec lanes, WideMask twos, WideMask threes, char* out) {
   const hn::FixedTag<uint8_t, 16> d8;
   alignas(64) uint32_t buffer[HWY_MAX_BYTES / sizeof(uint32_t)];
@@ -490,6 +510,8 @@ HWY_INLINE size_t packLanes(WideTag d, WideVec lanes, WideMask twos, WideMask th
   }
   return bytes;
 }
+
+#endif
 
 HWY_INLINE WideVec continuation(WideTag d, WideVec sixBits) {
   return hn::Or(hn::And(sixBits, hn::Set(d, 0x3F)), hn::Set(d, 0x80));
@@ -554,9 +576,8 @@ size_t utf16ToUtf8(const wchar_t* units, size_t count, char* out) {
   };
   // Blocks look at the unit before them.
   scalarUntil(std::min<size_t>(1, count));
-  // They write up to 12 bytes too many; each unit to follow gives room for one at least.
-  constexpr size_t kMargin = 12;
-  while (at + step + kMargin <= count) {
+  // What they write too many each unit to follow gives room for: a byte at least.
+  while (at + step + kPackMargin <= count) {
     const auto block = hn::LoadU(d, lanesOf(units + at));
     if (hn::AllTrue(d, hn::Eq(hn::And(block, hn::Set(d, 0xFFFFFF80)), hn::Zero(d)))) {
       narrowAscii(d, block, out + bytes);
