@@ -15,6 +15,10 @@ namespace {
 constexpr uint32_t kDefaultCodePage = 0;
 constexpr uint32_t kUtf8CodePage = 65001;
 
+// Set while the process starts, and never destroyed: what outlives `main` may still convert text.
+constinit CEncoding* defaultEncoding = nullptr;
+constinit CEncoding* utf8Encoding = nullptr;
+
 bool NamesUtf8(char const* name) {
   constexpr std::string_view kName = "utf-8";
   const std::string_view given = ViewOf(name);
@@ -34,15 +38,17 @@ CEncoding::~CEncoding() {
   codePage = kDefaultCodePage;
 }
 
-// Never destroyed: objects that outlive the end of `main` may still convert text.
+void CEncoding::Start() {
+  defaultEncoding = new CEncoding(nullptr);
+  utf8Encoding = new CEncoding("UTF-8");
+}
+
 CEncoding* CEncoding::GetDefault() {
-  static CEncoding* const instance = new CEncoding(nullptr);
-  return instance;
+  return defaultEncoding;
 }
 
 CEncoding* CEncoding::GetUtf8() {
-  static CEncoding* const instance = new CEncoding("UTF-8");
-  return instance;
+  return utf8Encoding;
 }
 
 CByteArray* CEncoding::GetBytes(wchar_t const* text) const {

@@ -32,6 +32,10 @@ class ZEL_API CEncoding : public CDependenciesObjectVS2012 {
 
  private:
   uint32_t codePage;
+
+  // Makes the two instances.
+  static void Start();
+  friend class ProcessStart;
 };
 
 }  // namespace Morvalen::Zel

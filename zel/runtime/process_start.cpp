@@ -20,6 +20,7 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "zel/runtime/encoding.h"
 #include "zel/runtime/object.h"
 
 namespace Morvalen::Zel {
@@ -44,6 +45,7 @@ void CDependenciesObjectVS2012::Initialize() {
 void ProcessStart::Run() {
   static constexpr StartStep kSteps[] = {
       {"root class", &CDependenciesObjectVS2012::Initialize},
+      {"encodings", &CEncoding::Start},
   };
   static constinit bool done = false;
   if (done) return;
