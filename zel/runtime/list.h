@@ -101,12 +101,16 @@ class CDependenciesList : public CDependenciesObjectVS2012 {
   /// read at once: `for (T* item : list)`.
   class Iterator {
    public:
-    using value_type = T*;
-    using difference_type = ptrdiff_t;
+    using value_type = T*;              ///< an item, borrowed
+    using difference_type = ptrdiff_t;  ///< as iterators have it
 
+    /// The end.
     Iterator() = default;
+    /// At a node; null is the end.
     explicit Iterator(CDependenciesListNode<T> const* start) : node(start) {}
+    /// The item, borrowed; not at the end.
     T* operator*() const { return node->item; }
+    /// Steps to the next item; not at the end.
     Iterator& operator++() {
       node = node->next;
       return *this;
@@ -116,11 +120,13 @@ class CDependenciesList : public CDependenciesObjectVS2012 {
       ++*this;
       return before;
     }
+    /// Whether both stand at the same node.
     bool operator==(Iterator const&) const = default;
 
    private:
     CDependenciesListNode<T> const* node = nullptr;
   };
+  /// The bounds of the walk.
   Iterator begin() const { return Iterator(head); }
   Iterator end() const { return Iterator(); }
 
