@@ -16,7 +16,7 @@ function(zel_test name)
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE zel_internal zel_test_support ${arg_LIBRARIES}
     GTest::gmock GTest::gtest GTest::gtest_main)
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST NO_PRETTY_VALUES
     PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
 endfunction()
 
