@@ -67,7 +67,10 @@ CMorvalenX265EncoderApi::CMorvalenX265EncoderApi(IMorvalenEncoderConsumer* encod
       width(0),
       height(0),
       pending(nullptr),
-      draining(false) {}
+      draining(false) {
+  // x265_param_free follows pointers in there, also when Begin never came to set them.
+  if (parameters != nullptr) *parameters = x265_param{};
+}
 
 // Closes the encoder too, so that a process may open and end encoders all its life. x265's own
 // clean-up of the process is left alone: other encoders, not ours perhaps, may be running.
