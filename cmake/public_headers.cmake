@@ -8,6 +8,7 @@ set(ZEL_PUBLIC_HEADERS
   zel/runtime/audio_format.h
   zel/runtime/four_character_code.h
   zel/runtime/debug_output.h
+  zel/runtime/leaks.h
   zel/runtime/lock.h
   zel/runtime/object.h
   zel/runtime/properties.h

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "zel/runtime/leak_hooks.h"
 #include "zel/runtime/lock.h"
 #include "zel/runtime/process_start.h"
 #include "zel/runtime/result_codes.h"
@@ -19,9 +20,14 @@ __attribute__((constructor(101))) static void StartProcess() {
 CDependenciesObjectVS2012::CDependenciesObjectVS2012() : CDependenciesObjectVS2012(0, nullptr) {}
 
 CDependenciesObjectVS2012::CDependenciesObjectVS2012(uint32_t tag, DestroyCallback destroy)
-    : type(tag), references(1), lock(nullptr), destroyCallback(destroy) {}
+    : type(tag), references(1), lock(nullptr), destroyCallback(destroy) {
+  if constexpr (kLeakHooks) CLeaks::CreateObject(this);
+}
 
 CDependenciesObjectVS2012::~CDependenciesObjectVS2012() {
+  // Here rather than in Release: a destroy callback may keep the object alive, and not every object
+  // ends by a release.
+  if constexpr (kLeakHooks) CLeaks::DestroyObject(this);
   delete lock.load(std::memory_order_acquire);
   lock.store(nullptr, std::memory_order_relaxed);
 }
@@ -35,11 +41,20 @@ uint32_t CDependenciesObjectVS2012::GetHashCode() {
   return static_cast<uint32_t>(address) + static_cast<uint32_t>(address >> 32);
 }
 
+void CDependenciesObjectVS2012::SetType(uint32_t value) {
+  [[maybe_unused]] uint32_t const former = type;
+  type = value;
+  if constexpr (kLeakHooks) CLeaks::RetypeObject(this, former);
+}
+
 void CDependenciesObjectVS2012::Acquire() const {
+  if constexpr (kLeakHooks) CLeaks::AcquireObject(this);
   references.fetch_add(1, std::memory_order_relaxed);
 }
 
 void CDependenciesObjectVS2012::Release() const {
+  // Before the count goes down: after that another thread may destroy the object.
+  if constexpr (kLeakHooks) CLeaks::ReleaseObject(this);
   // Not above zero, rather than zero: an object that was released once too often is destroyed too.
   if (references.fetch_sub(1, std::memory_order_acq_rel) > 1) return;
   auto* self = const_cast<CDependenciesObjectVS2012*>(this);

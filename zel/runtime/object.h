@@ -94,7 +94,8 @@ class ZEL_API CDependenciesObjectVS2012 {
   /// still counted; if it adds references the object lives on.
   CDependenciesObjectVS2012(uint32_t type, DestroyCallback destroy);
 
-  void SetType(uint32_t value) { type = value; }
+  /// For a class's constructor, where the tag isn't passed up.
+  void SetType(uint32_t value);
 
   /// Whether the calling thread is inside the lock.
   bool HoldsLock() const;

@@ -21,6 +21,7 @@
 #include <ctime>
 
 #include "zel/runtime/encoding.h"
+#include "zel/runtime/leak_hooks.h"
 #include "zel/runtime/object.h"
 
 namespace Morvalen::Zel {
@@ -45,6 +46,7 @@ void CDependenciesObjectVS2012::Initialize() {
 void ProcessStart::Run() {
   static constexpr StartStep kSteps[] = {
       {"root class", &CDependenciesObjectVS2012::Initialize},
+      {"leak tracker", &StartLeakTracker},
       {"encodings", &CEncoding::Start},
   };
   static constinit bool done = false;
