@@ -10,6 +10,7 @@
 
 #include "zel/encoder/command_line.h"
 #include "zel/encoder/encoder_keys.h"
+#include "zel/encoder/x265_defects.h"
 #include "zel/encoder/x265_encoder_api.h"
 #include "zel/runtime/result_codes.h"
 
@@ -193,8 +194,15 @@ int ApplyRateControl(Properties& properties, int64_t kbps, x265_param& parameter
   return method.readsHrd ? Apply(kHrdKey, properties, parameters) : 0;
 }
 
-bool IsUsableSize(int32_t size) {
-  return size > 0 && size % 2 == 0;
+constexpr int64_t kMostSamples = int64_t(1) << 30;
+
+bool IsEvenLength(int32_t length) {
+  return length > 0 && length % 2 == 0;
+}
+
+// x265 counts the samples of a picture, its chroma and margins too, in 32 bits.
+bool IsUsableSize(int32_t width, int32_t height) {
+  return IsEvenLength(width) && IsEvenLength(height) && int64_t(width) * height <= kMostSamples;
 }
 
 // x265 keeps both terms of the frame rate in 32 bits.
@@ -202,14 +210,18 @@ bool IsUsableRateTerm(int64_t term) {
   return term > 0 && term <= int64_t(std::numeric_limits<uint32_t>::max());
 }
 
-void SetParameter(void* parameters, char const* name, char const* value) {
-  x265_param_parse(static_cast<x265_param*>(parameters), name, value);
+// x265 stores what it could make of a value, 0 for a word where it wants a number, even when it
+// refuses it. So that a refused option is ignored indeed, the parameters are put back.
+void SetParameter(void* context, char const* name, char const* value) {
+  x265_param& parameters = *static_cast<x265_param*>(context);
+  x265_param const before = parameters;
+  if (x265_param_parse(&parameters, name, value) < 0) parameters = before;
 }
 
 }  // namespace
 
 bool AreUsable(EncoderSettings const& settings) {
-  return IsUsableSize(settings.width) && IsUsableSize(settings.height) &&
+  return IsUsableSize(settings.width, settings.height) &&
          IsUsableRateTerm(settings.frameDuration) && IsUsableRateTerm(settings.timeScale);
 }
 
@@ -226,13 +238,11 @@ int Configure(x265_param& parameters, IMorvalenEncoderConsumer& consumer,
   if (int const result = Apply(kStreamKeys, properties, parameters); result < 0) return result;
   int64_t const kbps = settings.bitRate / 1000;
   if (int const result = ApplyRateControl(properties, kbps, parameters); result < 0) return result;
+  int const detected = parameters.cpuid;
   // Having no command line is no failure, nor is one that x265 refuses parts of.
   if (int const result = ConfigureFromCommandLine(parameters, consumer); result < 0) return result;
-  // Pictures come as 4:2:0: with denser chroma x265 would read past their end. Without chroma it
-  // reads the luma alone, which is there.
-  bool const isReadable =
-      parameters.internalCsp == X265_CSP_I420 || parameters.internalCsp == X265_CSP_I400;
-  return isReadable ? 0 : ZelErrorNotSupported;
+  LimitInstructions(parameters, detected);
+  return IsSafe(parameters) ? 0 : ZelErrorNotSupported;
 }
 
 int ConfigureFromCommandLine(x265_param& parameters, IMorvalenEncoderConsumer& consumer) {

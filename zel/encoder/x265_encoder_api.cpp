@@ -4,6 +4,7 @@
 
 #include <cassert>
 #include <cstddef>
+#include <new>
 #include <span>
 
 #include "zel/encoder/encoder_configuration.h"
@@ -34,6 +35,44 @@ void SetPlanes(x265_picture& picture, unsigned char const* frame, int32_t width,
 
 bool IsCodedAlone(int sliceType) {
   return sliceType == X265_TYPE_IDR || sliceType == X265_TYPE_I;
+}
+
+// x265 3.5 wants to see further ahead than one run of B pictures, where other releases are content
+// with as far. So a lookahead that was raised to the number of B pictures gets one more only when
+// x265 insists.
+x265_encoder* OpenWithLookahead(x265_param& parameters) {
+  x265_encoder* const encoder = x265_encoder_open(&parameters);
+  bool const isShortByOne =
+      parameters.bframes > 0 && parameters.lookaheadDepth == parameters.bframes;
+  if (encoder != nullptr || !isShortByOne) return encoder;
+  ++parameters.lookaheadDepth;
+  return x265_encoder_open(&parameters);
+}
+
+// x265 is C++ behind its C functions, and some of its allocations throw when there is no memory.
+// Nothing may throw across this library's boundary.
+
+int Open(x265_param& parameters, x265_encoder*& encoder) {
+  try {
+    encoder = OpenWithLookahead(parameters);
+  } catch (std::bad_alloc const&) {
+    return ZelErrorOutOfMemory;
+  }
+  return encoder != nullptr ? 0 : ZelErrorNotSupported;
+}
+
+// As x265_encoder_encode. `input` is null to drain.
+int EncodePicture(x265_encoder* encoder, x265_picture* input, x265_picture& output,
+                  std::span<x265_nal const>& nals) {
+  x265_nal* first = nullptr;
+  uint32_t count = 0;
+  try {
+    int const result = x265_encoder_encode(encoder, &first, &count, input, &output);
+    nals = {first, count};
+    return result;
+  } catch (std::bad_alloc const&) {
+    return -1;
+  }
 }
 
 }  // namespace
@@ -82,7 +121,7 @@ CMorvalenX265EncoderApi::~CMorvalenX265EncoderApi() {
     Remove(userData);
     userData->Release();
   }
-  x265_param_free(parameters);
+  if (parameters != nullptr) x265_param_free(parameters);
 }
 
 void CMorvalenX265EncoderApi::Release() {
@@ -101,8 +140,7 @@ int CMorvalenX265EncoderApi::Begin(int32_t pictureWidth, int32_t pictureHeight, 
   width = pictureWidth;
   height = pictureHeight;
   if (int const result = Configure(*parameters, *consumer, settings); result < 0) return result;
-  encoder = x265_encoder_open(parameters);
-  if (encoder == nullptr) return ZelErrorNotSupported;
+  if (int const result = Open(*parameters, encoder); result < 0) return result;
   int const result = WriteStreamHeaders();
   if (result < 0) {
     x265_encoder_close(encoder);
@@ -138,15 +176,13 @@ int CMorvalenX265EncoderApi::Encode(unsigned char const* frame,
   draining = frame == nullptr;
   nextPts += frameDuration;
 
-  x265_nal* nals = nullptr;
-  uint32_t nalCount = 0;
-  int const result =
-      x265_encoder_encode(encoder, &nals, &nalCount, frame != nullptr ? &input : nullptr, &output);
+  std::span<x265_nal const> nals;
+  int const result = EncodePicture(encoder, frame != nullptr ? &input : nullptr, output, nals);
   // On failure the user data stays pending: x265 doesn't say whether it took the picture.
   if (result < 0) return ZelErrorFailed;
   if (result == 0) return 0;
-  assert(nalCount > 0 && output.userData != nullptr);
-  DeliverSample(nals->payload, TotalSize({nals, nalCount}), output.sliceType,
+  assert(!nals.empty() && output.userData != nullptr);
+  DeliverSample(nals.front().payload, TotalSize(nals), output.sliceType,
                 static_cast<CHevcUserData*>(output.userData));
   return 0;
 }

@@ -128,16 +128,18 @@ class ZEL_API CMorvalenX265EncoderApi final : public CDependenciesObjectVS2012,
   ///   choose.
   /// @param bitRate bits a second, for the rate control methods that want one.
   /// @return the size of the headers in bytes, or negative on failure:
-  ///   ZelErrorNullArgument: there is no consumer.
-  ///   ZelErrorOutOfMemory: the object has no storage for the parameters.
-  ///   ZelErrorFailed: `Begin` has succeeded before. The running encoder is left as it is.
-  ///   ZelErrorInvalidArgument: a size that is zero, negative or odd; a `frameDuration` or
-  ///   `timeScale` out of range; no preset; a preset, tuning or profile that has no name; a
-  ///   floating-point key that isn't a finite number; a bit rate or buffer size that leaves x265's
-  ///   range of 32 bits; a command line of exactly 2048 bytes.
-  ///   ZelErrorNotSupported: x265 refuses the configuration, or the command line asks for input
-  ///   that isn't 4:2:0. Other negative values: the consumer's result for the preset, or x265's for
-  ///   the preset, the profile or the headers, unchanged.
+  /// - ZelErrorFailed: `Begin` has succeeded before. The running encoder is left as it is.
+  /// - ZelErrorNullArgument: there is no consumer.
+  /// - ZelErrorOutOfMemory: no memory for the parameters or the encoder.
+  /// - ZelErrorInvalidArgument: a size that is zero, negative, odd or above 2^30 samples; a
+  ///   `frameDuration` or `timeScale` out of range; no preset; a preset, tuning or profile number
+  ///   that has no name; a real number that isn't finite; a bit rate or buffer size that leaves
+  ///   32 bits; a command line of exactly 2048 bytes, which leaves no room for its end.
+  /// - ZelErrorNotSupported: x265 refuses the configuration, or would crash or hang on it, or the
+  ///   command line asks for denser chroma than 4:2:0.
+  /// - The consumer's negative result for the preset, unchanged.
+  /// - x265's negative result for the preset, the profile or the headers, unchanged.
+  ///
   /// Keys other than the preset that can't be read are passed over, and so is a command line that
   /// is longer than the 2048 bytes that are asked for, if the consumer answers with a negative
   /// result. A value in the command line that x265 refuses is ignored.
@@ -154,10 +156,10 @@ class ZEL_API CMorvalenX265EncoderApi final : public CDependenciesObjectVS2012,
   ///   until the access unit of this picture has gone to the consumer, or the encoder ends. Not
   ///   used when `frame` is null.
   /// @return 0, whether or not something came out, or negative on failure:
-  ///   ZelErrorNotReady: no `Begin` has succeeded.
-  ///   ZelErrorInvalidArgument: a picture after draining has begun.
-  ///   ZelErrorOutOfMemory: no memory for the user data.
-  ///   ZelErrorFailed: x265 refuses the picture, or has broken down.
+  /// - ZelErrorNotReady: no `Begin` has succeeded.
+  /// - ZelErrorInvalidArgument: a picture after draining has begun.
+  /// - ZelErrorOutOfMemory: no memory for the user data.
+  /// - ZelErrorFailed: x265 refuses the picture, or has broken down.
   int Encode(unsigned char const* frame, CDependenciesObjectVS2012* userObject) override;
 
   /// As `CDependenciesObjectVS2012::Release`. The last one closes the x265 encoder, releases the
@@ -175,7 +177,7 @@ class ZEL_API CMorvalenX265EncoderApi final : public CDependenciesObjectVS2012,
   void Prepend(CHevcUserData* userData);
   void Remove(CHevcUserData* userData);
 
-  x265_param* parameters;  // owned, uninitialised until Begin
+  x265_param* parameters;  // owned; without meaning until Begin
   x265_encoder* encoder;   // null until Begin succeeds
   IMorvalenEncoderConsumer* consumer;
   int64_t frameDuration;
