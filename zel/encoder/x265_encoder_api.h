@@ -32,9 +32,13 @@ class ZEL_API IMorvalenX265Encoder {
 class ZEL_API IMorvalenX262Encoder {
  public:
   // The order of the virtual operations is part of the interface.
+
+  /// As `IMorvalenX265Encoder::Begin`.
   virtual int Begin(int32_t width, int32_t height, int64_t frameDuration, int64_t timeScale,
                     int32_t threads, int64_t bitRate) = 0;
+  /// As `IMorvalenX265Encoder::Encode`.
   virtual int Encode(unsigned char const* frame, CDependenciesObjectVS2012* userObject) = 0;
+  /// As `IMorvalenX265Encoder::Release`.
   virtual void Release() = 0;
 
  protected:
@@ -54,19 +58,18 @@ class ZEL_API IMorvalenEncoderConsumer {
   virtual int GetProperty(char const* name, int32_t size, unsigned char* buffer) = 0;
 
   /// Takes a compressed access unit, in decoding order. The result is not looked at.
-  /// @param data `size` bytes of an Annex B byte stream, valid until the call returns.
+  /// @param data, size an Annex B byte stream, valid until the call returns.
   /// @param dependent 0 for a picture that is coded without others (IDR or I), 1 otherwise.
   /// @param compositionOffset presentation time minus decoding time. Decoding times run in steps of
   ///   one frame duration from 0; the unit is that of `Begin`'s `frameDuration`.
-  /// @param userData the `CMorvalenX265EncoderApi::CHevcUserData` of the picture that is coded
-  /// here.
-  ///   Borrowed: acquire it to keep it.
+  /// @param userData the `CMorvalenX265EncoderApi::CHevcUserData` of the picture that is
+  ///   coded here. Borrowed: acquire it to keep it.
   virtual int WriteSample(unsigned char const* data, int32_t dependent, int32_t size,
                           int32_t compositionOffset, CDependenciesObjectVS2012* userData) = 0;
 
   /// Takes the stream's headers (the parameter sets), once, from within `Begin`. The result is not
   /// looked at.
-  /// @param data `size` bytes of an Annex B byte stream, valid until the call returns.
+  /// @param data, size an Annex B byte stream, valid until the call returns.
   virtual int WriteHeaders(unsigned char const* data, int32_t size) = 0;
 
  protected:

@@ -42,6 +42,7 @@ ZEL_API void SysFreeString(BSTR text);
 /// Units of a counted string, 0 for null.
 ZEL_API uint32_t SysStringLen(BSTR text);
 
+/// Bounds of one dimension of an array.
 struct SAFEARRAYBOUND {
   uint32_t cElements;
   int32_t lLbound;

@@ -27,7 +27,9 @@ class CArray : public virtual CDependenciesObjectVS2012 {
     delete[] items;
   }
 
+  /// Items stored, nulls included.
   int32_t GetCount() const { return count; }
+  /// Items that there is room for.
   int32_t GetCapacity() const { return capacity; }
 
   /// Stores `item`, which may be null, behind the last one and adds a reference. A full array

@@ -17,6 +17,7 @@ class CDictionary : public virtual CDependenciesObjectVS2012 {
  public:
   CDictionary() : keys(new CDependenciesList<K>), values(new CDependenciesList<V>) {}
 
+  /// Keys stored.
   int32_t GetCount() const { return keys != nullptr ? keys->GetCount() : 0; }
 
   /// Stores `value`, which may be null, under `key`, adding a reference to what is kept. A key that

@@ -16,6 +16,7 @@ class ZEL_API CFloatArray : public CDependenciesObjectVS2012 {
   explicit CFloatArray(int32_t length);
   ~CFloatArray() override;
 
+  /// Floats, not bytes.
   int32_t GetLength() const;
   /// The floats. Memory that is missing is made, uninitialised; null if there is none to be had.
   float* GetData();

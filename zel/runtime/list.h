@@ -25,6 +25,7 @@ bool ItemsEqual(T const* a, T const* b) {
   return a == b;
 }
 
+/// An item in its place in a list.
 template <class T>
 struct CDependenciesListNode {
   T* item;  // one reference; may be null
@@ -38,6 +39,7 @@ struct CDependenciesListCursor {
   CDependenciesListNode<T>* current = nullptr;
   CDependenciesListNode<T>* last = nullptr;
 
+  /// Steps to the next item, or from before the first to `head`; whether there is one.
   bool MoveNext(CDependenciesListNode<T>* head) {
     if (current != nullptr) {
       last = current;
@@ -47,16 +49,20 @@ struct CDependenciesListCursor {
     }
     return current != nullptr;
   }
+  /// The item here, with a reference for the caller.
+  /// @return 0, or ZelErrorNotReady when the walk stands at no item.
   int GetCurrent(RObject<T>& holder) const {
     if (current == nullptr) return ZelErrorNotReady;
     holder.SafeAcquire(current->item);
     return 0;
   }
+  /// The same into a pointer, which stays as it is on failure.
   int GetCurrent(T*& item) const {
     if (current == nullptr) return ZelErrorNotReady;
     item = GetCurrent();
     return 0;
   }
+  /// The same, null when the walk stands at no item.
   T* GetCurrent() const {
     if (current == nullptr) return nullptr;
     if (current->item != nullptr) current->item->Acquire();
@@ -80,6 +86,7 @@ class CDependenciesList : public CDependenciesObjectVS2012 {
   CDependenciesList();
   ~CDependenciesList() override;
 
+  /// Items stored, nulls included.
   int32_t GetCount() const { return count; }
   /// Appends `item` and adds a reference. @return 0, or ZelErrorOutOfMemory
   int Add(T* item);
@@ -130,8 +137,8 @@ class CDependenciesList : public CDependenciesObjectVS2012 {
   Iterator begin() const { return Iterator(head); }
   Iterator end() const { return Iterator(); }
 
-  // The built-in cursor; results as of CEnumerator. A list that had no memory for its cursor has
-  // nothing to walk with: Reset and GetCurrent report ZelErrorNotReady, MoveNext is false.
+  /// The built-in cursor; results as of CEnumerator. A list that had no memory for its cursor has
+  /// nothing to walk with: Reset and GetCurrent report ZelErrorNotReady, MoveNext is false.
   int Reset();
   bool MoveNext();
   int GetCurrent(RObject<T>& holder);

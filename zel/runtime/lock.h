@@ -36,6 +36,7 @@ class ZEL_API CDependenciesLock {
   /// Leaves once. Does nothing when the calling thread isn't in.
   void Exit();
 
+  /// Whether the calling thread is in.
   bool IsHeldByCaller() const;
 
  private:

@@ -23,6 +23,7 @@ class ZEL_API CDependenciesObjectVS2012 {
   /// Holds the lock of an object for a scope. Null is allowed, and then nothing happens.
   class ZEL_API CAutoLock {
    public:
+    /// Enters the lock of `object`, which must outlive the scope.
     explicit CAutoLock(CDependenciesObjectVS2012* const object);
     ~CAutoLock();
     CAutoLock(CAutoLock const&) = delete;
@@ -68,6 +69,7 @@ class ZEL_API CDependenciesObjectVS2012 {
   virtual void Exit();
 
  public:
+  /// The type tag.
   uint32_t GetType() const { return type; }
   /// The references held at this moment: for tests and diagnosis, since another thread may be
   /// changing it.

@@ -35,6 +35,7 @@ class ZEL_API CPoolObject : public CDependenciesObjectVS2012 {
   virtual void ReclaimCleanUp();
 
  protected:
+  /// An object with a type tag, and no pool yet.
   explicit CPoolObject(uint32_t type);
 
   /// Makes `owner` the pool that the object returns to, with a reference of its own; null for none.

@@ -45,8 +45,12 @@ class ZEL_API CDependenciesQueue : public CDependenciesObjectVS2012 {
   using CDependenciesObjectVS2012::Wait;
 
   // The order of the virtual operations is part of the interface.
+
+  /// Whether the queue locks itself.
   virtual bool IsSynchronized();
+  /// Items that there is room for.
   virtual int32_t GetCapacity();
+  /// The level of ExceedsThreshold.
   virtual int32_t GetThreshold();
   /// Sets the level of ExceedsThreshold, brought into 0 to the capacity. It starts at half the
   /// capacity, and growing leaves it.

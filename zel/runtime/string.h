@@ -91,6 +91,7 @@ class ZEL_API CString : public CDependenciesObjectVS2012 {
   CString* operator+(wchar_t const* text) const;
   CString* operator+(CString const* text) const;
 
+  /// Whether there is no text or no unit in it.
   bool IsNullOrEmpty() const;
   /// Whether all units are white space by `iswspace`, or there are none.
   bool IsNullOrWhiteSpace() const;
