@@ -20,21 +20,21 @@ class CriticalSection {
 
   /// Enters, waiting for another thread to leave; the same thread may enter again.
   void enter() {
-    if (heldByCaller()) {
-      ++depth_;
-      return;
+    std::thread::id const caller = std::this_thread::get_id();
+    if (!isOwner(caller)) {
+      mutex_.lock();
+      owner_.store(caller, std::memory_order_relaxed);
     }
-    mutex_.lock();
-    own();
+    ++depth_;
   }
   /// Enters if no other thread is in; whether it did.
   bool tryEnter() {
-    if (heldByCaller()) {
-      ++depth_;
-      return true;
+    std::thread::id const caller = std::this_thread::get_id();
+    if (!isOwner(caller)) {
+      if (!mutex_.try_lock()) return false;
+      owner_.store(caller, std::memory_order_relaxed);
     }
-    if (!mutex_.try_lock()) return false;
-    own();
+    ++depth_;
     return true;
   }
   /// Leaves once. Does nothing when the calling thread isn't in.
@@ -43,15 +43,12 @@ class CriticalSection {
     owner_.store(std::thread::id(), std::memory_order_relaxed);
     mutex_.unlock();
   }
-  bool heldByCaller() const {
-    // Relaxed is enough: only the calling thread ever stores its own id here.
-    return owner_.load(std::memory_order_relaxed) == std::this_thread::get_id();
-  }
+  bool heldByCaller() const { return isOwner(std::this_thread::get_id()); }
 
  private:
-  void own() {
-    owner_.store(std::this_thread::get_id(), std::memory_order_relaxed);
-    depth_ = 1;
+  // Relaxed is enough: only the calling thread ever stores its own id here.
+  bool isOwner(std::thread::id caller) const {
+    return owner_.load(std::memory_order_relaxed) == caller;
   }
 
   std::mutex mutex_;

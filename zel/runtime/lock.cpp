@@ -1,5 +1,7 @@
 #include "zel/runtime/lock.h"
 
+#include <thread>
+
 namespace Morvalen::Zel {
 
 using zel::platform::Event;
@@ -40,7 +42,15 @@ bool CDependenciesLock::WaitUpTo(uint32_t milliseconds) {
   Event* const either[] = {&events[0], &events[1]};
   ++waiters;
   section.leave();
-  int const fired = Event::waitAny(either, milliseconds);
+  int fired = Event::waitAny(either, 0);
+  if (fired == 1) {
+    // The gate stands open for waiters that are still on their way out. They need the lock, and a
+    // caller that finds its condition unmet comes straight back here: without a pause he would take
+    // it from them again and again.
+    std::this_thread::yield();
+  } else if (fired == Event::kTimedOut && milliseconds != 0) {
+    fired = Event::waitAny(either, milliseconds);
+  }
   section.enter();
   --waiters;
   if (fired == 0) return true;
@@ -57,8 +67,12 @@ int CDependenciesLock::Notify() {
 }
 
 int CDependenciesLock::NotifyAll() {
-  // The caller should hold the lock already; entering again costs next to nothing, and a caller who
-  // doesn't hold it gets no torn count of waiters. Setting an event can't fail on this system.
+  // The caller should hold the lock already; one who doesn't must not read a torn count of waiters.
+  // Setting an event can't fail on this system.
+  if (section.heldByCaller()) {
+    if (waiters > 0) events[1].set();
+    return 0;
+  }
   section.enter();
   if (waiters > 0) events[1].set();
   section.leave();
