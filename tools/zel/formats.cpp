@@ -28,7 +28,7 @@ void declareOptions(CLI::App& app, FormatsOptions& options) {
   app.add_option(
       "CODE", options.code,
       "only this code: four characters, where % and two hexadecimal digits stand for any "
-      "byte (dv%20%20 for \"dv  \")");
+      "byte (dv%20%20 ends in two blanks)");
 }
 
 Json nameOrNull(const char* name) {
