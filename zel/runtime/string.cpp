@@ -5,6 +5,7 @@
 #include <cwchar>
 
 #include "zel/platform/text_conversion.h"
+#include "zel/runtime/null_this.h"
 #include "zel/runtime/string_factory.h"
 #include "zel/runtime/text_buffer.h"
 
@@ -14,6 +15,8 @@
 // The forms are atomic pointers that go from null to a buffer once. A thread that finds a form
 // missing converts the other one, tries to put its buffer in place by compare and swap, and frees
 // it if another thread was first: nobody waits, and everybody sees one buffer.
+
+ZEL_NULL_THIS_BEGIN
 
 namespace Morvalen::Zel {
 namespace {
@@ -234,3 +237,5 @@ CString* StringFactory::AdoptWithLength(TextBuffer<wchar_t> text, int32_t length
 }
 
 }  // namespace Morvalen::Zel
+
+ZEL_NULL_THIS_END

@@ -3,11 +3,14 @@
 
 #include "zel/platform/text_conversion.h"
 #include "zel/runtime/array.h"
+#include "zel/runtime/null_this.h"
 #include "zel/runtime/string.h"
 #include "zel/runtime/string_factory.h"
 #include "zel/runtime/text_buffer.h"
 
 // Strings made from strings: joined, cut and replaced.
+
+ZEL_NULL_THIS_BEGIN
 
 namespace Morvalen::Zel {
 namespace {
@@ -58,7 +61,7 @@ struct Replaced {
 template <class Symbol>
 Replaced<Symbol> ReplaceText(View<Symbol> text, View<Symbol> find, View<Symbol> with, size_t room) {
   const size_t count = CountOf(text, find);
-  // At most 2^31 times 2^31.
+  // No overflow: below 2^31 occurrences of below 2^31 symbols.
   const size_t size = text.size() - count * find.size() + count * with.size();
   Replaced<Symbol> result{AllocateText<Symbol>(std::max(size, room)), size};
   if (result.text == nullptr) return result;
@@ -74,44 +77,60 @@ Replaced<Symbol> ReplaceText(View<Symbol> text, View<Symbol> find, View<Symbol> 
   return result;
 }
 
+// Appending works on a null string as on an empty one, so all forms come here by a pointer.
+CString* AppendText(CString const* text, char const* tail) {
+  return StringFactory::FromNarrow(StringFactory::Narrow(text), ViewOf(tail));
+}
+
+CString* AppendText(CString const* text, wchar_t const* tail) {
+  return JoinElements(StringFactory::Wide(text), ViewOf(tail));
+}
+
+CString* AppendText(CString const* text, CString const* tail) {
+  return StringFactory::FromWide(StringFactory::Wide(text), StringFactory::Wide(tail));
+}
+
+CString* AppendSymbol(CString const* text, char symbol) {
+  const char tail[] = {symbol, '\0'};
+  return AppendText(text, tail);
+}
+
+CString* AppendSymbol(CString const* text, wchar_t symbol) {
+  const wchar_t tail[] = {symbol, L'\0'};
+  return AppendText(text, tail);
+}
+
 }  // namespace
 
 CString* CString::Append(char symbol) const {
-  const char text[] = {symbol, '\0'};
-  return Append(text);
+  return AppendSymbol(this, symbol);
 }
-
 CString* CString::Append(wchar_t symbol) const {
-  const wchar_t text[] = {symbol, L'\0'};
-  return Append(text);
+  return AppendSymbol(this, symbol);
 }
-
 CString* CString::Append(char const* text) const {
-  return StringFactory::FromNarrow(StringFactory::Narrow(this), ViewOf(text));
+  return AppendText(this, text);
 }
-
 CString* CString::Append(wchar_t const* text) const {
-  return JoinElements(StringFactory::Wide(this), ViewOf(text));
+  return AppendText(this, text);
 }
-
 CString* CString::Append(CString const* text) const {
-  return StringFactory::FromWide(StringFactory::Wide(this), StringFactory::Wide(text));
+  return AppendText(this, text);
 }
-
 CString* CString::operator+(char symbol) const {
-  return Append(symbol);
+  return AppendSymbol(this, symbol);
 }
 CString* CString::operator+(wchar_t symbol) const {
-  return Append(symbol);
+  return AppendSymbol(this, symbol);
 }
 CString* CString::operator+(char const* text) const {
-  return Append(text);
+  return AppendText(this, text);
 }
 CString* CString::operator+(wchar_t const* text) const {
-  return Append(text);
+  return AppendText(this, text);
 }
 CString* CString::operator+(CString const* text) const {
-  return Append(text);
+  return AppendText(this, text);
 }
 
 CString* CString::Clone() const {
@@ -156,6 +175,7 @@ CString* CString::Join(wchar_t const* separator, CArray<CString>* items) {
 }
 
 CString* CString::Replace(char find, char with) const {
+  if (IsNull(this)) return nullptr;
   // U+FFFD for a symbol that the locale can't widen: the unit is gone from the text either way.
   return Replace(WidenSymbol(find, L'\0'), WidenSymbol(with, zel::platform::kReplacementUnit));
 }
@@ -225,7 +245,8 @@ CArray<CString>* CString::Split(wchar_t separator) const {
 }
 
 CString* CString::Substring(int32_t start) const {
-  return Substring(start, IsNull(this) ? 0 : length - start);
+  if (IsNull(this) || start < 0) return nullptr;
+  return Substring(start, length - start);
 }
 
 CString* CString::Substring(int32_t start, int32_t count) const {
@@ -261,3 +282,5 @@ CString* CString::Trim(wchar_t const* set) const {
 }
 
 }  // namespace Morvalen::Zel
+
+ZEL_NULL_THIS_END

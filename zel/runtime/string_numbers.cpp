@@ -7,36 +7,47 @@
 
 #include "zel/runtime/byte_array.h"
 #include "zel/runtime/hexadecimal.h"
+#include "zel/runtime/null_this.h"
 #include "zel/runtime/string.h"
 #include "zel/runtime/string_factory.h"
 #include "zel/runtime/text_buffer.h"
 
 // Numbers, codes and bytes as text, and back.
 
+ZEL_NULL_THIS_BEGIN
+
 namespace Morvalen::Zel {
 
+namespace {
+
+int64_t ParseInteger(CString const* text, int32_t base) {
+  wchar_t const* units = text != nullptr ? text->GetWChars() : nullptr;
+  return units != nullptr ? std::wcstoll(units, nullptr, base) : 0;
+}
+
+// A 32-bit `long` stops at its limits, which is also what parsing with 64 bits comes to.
+int32_t ClampToInt(int64_t value) {
+  using Limits = std::numeric_limits<int32_t>;
+  return static_cast<int32_t>(std::clamp<int64_t>(value, Limits::min(), Limits::max()));
+}
+
+}  // namespace
+
 int32_t CString::ToInt() const {
-  return ToInt(0);
+  return ClampToInt(ParseInteger(this, 0));
 }
-
 int32_t CString::ToInt(int32_t base) const {
-  // A 32-bit `long` stops at its limits, which also is what parsing with 64 bits comes to.
-  const int64_t value = ToInt64(base);
-  return static_cast<int32_t>(std::clamp<int64_t>(value, std::numeric_limits<int32_t>::min(),
-                                                  std::numeric_limits<int32_t>::max()));
+  return ClampToInt(ParseInteger(this, base));
 }
-
 int64_t CString::ToInt64() const {
-  return ToInt64(0);
+  return ParseInteger(this, 0);
 }
-
 int64_t CString::ToInt64(int32_t base) const {
-  wchar_t const* text = GetWChars();
-  return text != nullptr ? std::wcstoll(text, nullptr, base) : 0;
+  return ParseInteger(this, base);
 }
 
 double CString::ToDouble() const {
-  wchar_t const* text = GetWChars();
+  wchar_t const* text = IsNull(this) ? nullptr : GetWChars();
   return text != nullptr ? std::wcstod(text, nullptr) : 0.0;
 }
 
@@ -108,3 +119,5 @@ CString* CString::WithFormat(char const* format, ...) {
 }
 
 }  // namespace Morvalen::Zel
+
+ZEL_NULL_THIS_END

@@ -2,12 +2,15 @@
 #include <cwchar>
 #include <cwctype>
 
+#include "zel/runtime/null_this.h"
 #include "zel/runtime/string.h"
 #include "zel/runtime/string_factory.h"
 #include "zel/runtime/text_buffer.h"
 
 // Reading a string's text: units, searches and comparisons. What takes an index holds it against
 // `length`, which the wide form always has room for; what takes the whole text goes by its end.
+
+ZEL_NULL_THIS_BEGIN
 
 namespace Morvalen::Zel {
 namespace {
@@ -60,7 +63,7 @@ bool CString::IsNullOrEmpty() const {
 }
 
 bool CString::IsNullOrWhiteSpace() const {
-  if (IsNullOrEmpty()) return true;
+  if (IsNull(this) || length == 0) return true;
   const std::wstring_view text = StringFactory::Wide(this);
   return std::all_of(text.begin(), text.end(), [](wchar_t unit) {
     return std::iswspace(static_cast<std::wint_t>(unit)) != 0;
@@ -74,43 +77,43 @@ wchar_t CString::GetWChar(int32_t index) const {
 }
 
 char CString::GetChar(int32_t index) const {
-  return ByteOf(GetWChar(index));
+  return IsNull(this) ? '\0' : ByteOf(GetWChar(index));
 }
 
 bool CString::IsDigit(int32_t index) const {
-  return std::iswdigit(static_cast<std::wint_t>(GetWChar(index))) != 0;
+  return !IsNull(this) && std::iswdigit(static_cast<std::wint_t>(GetWChar(index))) != 0;
 }
 
 bool CString::IsWhiteSpace(int32_t index) const {
-  return std::iswspace(static_cast<std::wint_t>(GetWChar(index))) != 0;
+  return !IsNull(this) && std::iswspace(static_cast<std::wint_t>(GetWChar(index))) != 0;
 }
 
 bool CString::Contains(char const* needle) const {
-  return IndexOf(needle) >= 0;
+  return !IsNull(this) && IndexOf(needle) >= 0;
 }
 
 bool CString::Contains(wchar_t const* needle) const {
-  return IndexOf(needle) >= 0;
+  return !IsNull(this) && IndexOf(needle) >= 0;
 }
 
 bool CString::ContainsIgnoreCase(char const* needle) const {
-  return !ViewOf(needle).empty() && IndexOfIgnoreCase(needle) >= 0;
+  return !IsNull(this) && !ViewOf(needle).empty() && IndexOfIgnoreCase(needle) >= 0;
 }
 
 bool CString::ContainsIgnoreCase(wchar_t const* needle) const {
-  return IndexOfIgnoreCase(needle) >= 0;
+  return !IsNull(this) && IndexOfIgnoreCase(needle) >= 0;
 }
 
 int32_t CString::IndexOf(char symbol) const {
-  return IndexOf(symbol, 0);
+  return IsNull(this) ? -1 : IndexOf(symbol, 0);
 }
 
 int32_t CString::IndexOf(char symbol, int32_t start) const {
-  return IndexOf(WidenSymbol(symbol, L'\0'), start);
+  return IsNull(this) ? -1 : IndexOf(WidenSymbol(symbol, L'\0'), start);
 }
 
 int32_t CString::IndexOf(wchar_t symbol) const {
-  return IndexOf(symbol, 0);
+  return IsNull(this) ? -1 : IndexOf(symbol, 0);
 }
 
 int32_t CString::IndexOf(wchar_t symbol, int32_t start) const {
@@ -133,7 +136,7 @@ int32_t CString::IndexOf(wchar_t const* needle) const {
 }
 
 int32_t CString::IndexOf(CString const* needle) const {
-  return needle != nullptr ? IndexOf(needle->GetWChars()) : -1;
+  return IsNull(this) || needle == nullptr ? -1 : IndexOf(needle->GetWChars());
 }
 
 int32_t CString::IndexOfIgnoreCase(char const* needle) const {
@@ -168,7 +171,7 @@ int32_t CString::IndexOfAny(wchar_t const* set, int32_t start) const {
 }
 
 int32_t CString::LastIndexOf(char symbol) const {
-  return LastIndexOf(WidenSymbol(symbol, L'\0'));
+  return IsNull(this) ? -1 : LastIndexOf(WidenSymbol(symbol, L'\0'));
 }
 
 int32_t CString::LastIndexOf(wchar_t symbol) const {
@@ -240,3 +243,5 @@ int32_t CString::Compare(CString const* a, CString const* b) {
 }
 
 }  // namespace Morvalen::Zel
+
+ZEL_NULL_THIS_END
