@@ -233,15 +233,18 @@ CArray<CString>* CString::Split(wchar_t separator) const {
   if (between.Failed()) return nullptr;
   std::wstring_view rest = StringFactory::Wide(this);
   const size_t separators = between.View().empty() ? 0 : CountOf(rest, between.View());
-  auto* fields = new CArray<CString>(static_cast<int32_t>(separators + 1));
+  RObject<CArray<CString>> fields(new CArray<CString>(static_cast<int32_t>(separators + 1)));
   if (fields == nullptr) return nullptr;
   for (size_t i = 0; i <= separators; ++i) {
     const size_t end = i < separators ? rest.find(between.View()) : rest.size();
     const RObject<CString> field(StringFactory::FromWide(rest.substr(0, end)));
+    if (field == nullptr) return nullptr;
     fields->Add(field);
     if (i < separators) rest.remove_prefix(end + between.View().size());
   }
-  return fields;
+  // An array that had no memory for its items has dropped them.
+  const bool complete = fields->GetCount() == fields->GetCapacity() && fields->GetCount() > 0;
+  return complete ? fields.SafeAcquire() : nullptr;
 }
 
 CString* CString::Substring(int32_t start) const {
