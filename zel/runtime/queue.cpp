@@ -63,13 +63,12 @@ int32_t CDependenciesQueue::Position(int32_t index) const {
   return std::abs(index) & (capacity - 1);
 }
 
-// Before the newest index overflows, takes whole rounds of the ring off both: no place changes. One
-// round is left below the oldest item where that is possible, so that requeueing doesn't go below
-// 0, where places are different.
+// Before the newest index overflows, takes whole rounds of the ring off both: no place changes. The
+// newest index is one short of a whole round then, so after the item that is coming it is a round
+// at least, and requeueing into a queue that isn't full can't take the oldest below 0.
 void CDependenciesQueue::RewindIndexes() {
   if (tail != std::numeric_limits<int32_t>::max()) return;
-  int32_t rounds = head & ~(capacity - 1);
-  if (rounds > capacity) rounds -= capacity;
+  int32_t const rounds = head & ~(capacity - 1);
   head -= rounds;
   tail -= rounds;
 }

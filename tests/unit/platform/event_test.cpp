@@ -7,6 +7,7 @@
 #include <chrono>
 #include <memory>
 #include <random>
+#include <span>
 #include <thread>
 #include <vector>
 
@@ -392,6 +393,63 @@ TEST(EventStress, WaiterDestroysTheEventAtOnce) {
   }
   stop = true;
   for (std::thread& worker : workers) worker.join();
+}
+
+// Two sets close to each other that fall into every moment of a wait's start: between its first
+// looks and its sleep, and while it is in the lists of some of its events only. A signal that is
+// lost hangs the test, and one that is taken twice leaves the other index out.
+class RacingSets {
+ public:
+  explicit RacingSets(int rounds) : rounds_(rounds), setter_([this] { run(); }) {}
+  ~RacingSets() { setter_.join(); }
+  std::span<Event* const> events() const { return events_; }
+  void roundIsOver() { ++over_; }
+
+ private:
+  void run() {
+    std::mt19937 random(static_cast<unsigned>(zel::test::testSeed()));
+    for (int round = 0; round < rounds_; ++round) {
+      for (int looks = 0; over_ < round; ++looks) {
+        if (looks > 1000) std::this_thread::yield();
+      }
+      for (unsigned pause = random() % 128; pause > 0; --pause) over_.load();
+      size_t const first = random() % 2;
+      events_[first]->set();
+      events_[1 - first]->set();
+    }
+  }
+
+  int const rounds_;
+  Event a_{kAuto}, b_{kAuto};
+  std::array<Event*, 2> const events_{&a_, &b_};
+  std::atomic<int> over_{0};
+  std::thread setter_;
+};
+
+TEST(EventStress, SetsRaceWithTheStartOfAWaitForAny) {
+  constexpr int kRounds = 60000;
+  RacingSets sets(kRounds);
+  int wrong = 0;
+  for (int round = 0; round < kRounds; ++round) {
+    int const one = Event::waitAny(sets.events());
+    int const other = Event::waitAny(sets.events());
+    wrong += one + other == 1 ? 0 : 1;
+    sets.roundIsOver();
+  }
+  EXPECT_EQ(wrong, 0);
+  EXPECT_EQ(Event::waitAny(sets.events(), 0), Event::kTimedOut);
+}
+
+TEST(EventStress, SetsRaceWithTheStartOfAWaitForAll) {
+  constexpr int kRounds = 60000;
+  RacingSets sets(kRounds);
+  int wrong = 0;
+  for (int round = 0; round < kRounds; ++round) {
+    wrong += Event::waitAll(sets.events()) == 0 ? 0 : 1;
+    sets.roundIsOver();
+  }
+  EXPECT_EQ(wrong, 0);
+  EXPECT_EQ(Event::waitAny(sets.events(), 0), Event::kTimedOut);
 }
 
 // Every signal of an auto-reset event that finds its waiter is taken once, whichever way the
