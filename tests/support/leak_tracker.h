@@ -31,7 +31,7 @@ struct CLeaksTestAccess {
     leaks.LogReferenceLeaksByBacktrace(operation, limit);
   }
 
-  void SetCallback(char* (*callback)(void)) { leaks.callback = callback; }
+  void SetCallback(char* (*callback)()) { leaks.callback = callback; }
   void SetMode(int32_t mode) { leaks.mode.store(mode); }
   int32_t Mode() const { return leaks.mode.load(); }
 

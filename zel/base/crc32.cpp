@@ -24,7 +24,7 @@ constexpr Tables kTables = [] {
     }
     tables[0][byte] = state;
   }
-  for (size_t distance = 1; distance < tables.size(); ++distance) {
+  for (size_t distance = 1; distance != tables.size(); ++distance) {
     for (uint32_t byte = 0; byte < 256; ++byte) {
       const uint32_t state = tables[distance - 1][byte];
       tables[distance][byte] = state << 8 ^ tables[0][state >> 24];

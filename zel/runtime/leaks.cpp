@@ -58,7 +58,7 @@ void CLeaks::ShowReferenceLeaksSinceMark(int32_t limit) {
   if (!operation.IsNested()) tracker->LogReferenceLeaksByBacktrace(operation, limit);
 }
 
-void CLeaks::SetCallback(char* (*callback)(void)) {
+void CLeaks::SetCallback(char* (*callback)()) {
   CLeaks* const tracker = instance.load(std::memory_order_acquire);
   if (tracker == nullptr) return;
   Operation operation(*tracker);

@@ -60,7 +60,10 @@ class CLeaks {
   /// The function is called on the thread that creates or acquires an object, with the tracker's
   /// lock held; objects that it uses itself aren't recorded. It must not throw, and must not wait
   /// for another thread.
-  static ZEL_API void SetCallback(char* (*callback)(void));
+  static ZEL_API void SetCallback(char* (*callback)());
+
+  CLeaks(CLeaks const&) = delete;
+  CLeaks& operator=(CLeaks const&) = delete;
 
  private:
   friend class CDependenciesObjectVS2012;  // calls the hooks
@@ -77,8 +80,6 @@ class CLeaks {
 
   CLeaks();
   ~CLeaks();
-  CLeaks(CLeaks const&) = delete;
-  CLeaks& operator=(CLeaks const&) = delete;
 
   // The hooks. The object has to be alive: a release is reported before it's done.
 
@@ -142,7 +143,7 @@ class CLeaks {
   // Null before the process's start has come to it and after its exit has.
   static std::atomic<CLeaks*> instance;
 
-  char* (*callback)(void);
+  char* (*callback)();
   // Read without the lock, so that tracking costs a test when it's off; each hook tests it again
   // with the lock held, so that an old value does no harm.
   std::atomic<int32_t> mode;

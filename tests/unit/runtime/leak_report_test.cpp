@@ -187,6 +187,17 @@ TEST_F(LeakReportTest, LargeCountsKeepTheirDigits) {
       std::string::npos);
 }
 
+TEST_F(LeakReportTest, WithNoReferenceLeftNothingIsAmbiguous) {
+  Begin(CLeaks::ReferenceCountInfo);
+  Add("1\n", a);
+  auto& info = *tracker.References(&a);
+  info.acquires = 2;
+  info.outstanding = 0;
+  info.possible = 3;
+  EXPECT_NE(End().find("    TRACKABLE: 0 reference leaks from 3 possible backtraces\n"),
+            std::string::npos);
+}
+
 TEST_F(LeakReportTest, ReferencesByPlace) {
   Begin(CLeaks::ReferenceCountStack);
   Add("create\n", a);  // sure: two acquires at two places, none released
