@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <string>
 #include <thread>
 #include <vector>
@@ -203,12 +202,11 @@ TEST_F(LeakHooksTest, AnObjectThatReturnsToItsPoolIsStillTheSame) {
 }
 
 TEST_F(LeakHooksTest, ManyThreadsAtOnce) {
-  std::atomic<bool> stop{false};
   auto* shared = new CString("shared");
   std::vector<std::thread> threads;
   for (int i = 0; i < 6; ++i) {
-    threads.emplace_back([&stop, shared] {
-      while (!stop) {
+    threads.emplace_back([shared] {
+      for (int n = 0; n < 150; ++n) {
         shared->Acquire();
         auto* text = new CString("text");
         auto* object = new TaggedObject(0);
@@ -227,7 +225,6 @@ TEST_F(LeakHooksTest, ManyThreadsAtOnce) {
     CLeaks::ShowReferenceLeaksSinceMark(10);
     CLeaks::ShowLeaksSinceMark(10);
   }
-  stop = true;
   for (std::thread& thread : threads) thread.join();
   lines.clear();
   shared->Release();

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstring>
 #include <deque>
 #include <memory>
@@ -508,11 +507,10 @@ TEST_F(LeaksTest, LinesAreLoggedWithoutTheTrackersLock) {
 
 TEST_F(LeaksTest, ManyThreadsAtOnce) {
   tracker.Begin(CLeaks::ReferenceCountStack);
-  std::atomic<bool> stop{false};
   std::vector<std::thread> threads;
   for (int i = 0; i < 6; ++i) {
-    threads.emplace_back([this, &stop] {
-      while (!stop) {
+    threads.emplace_back([this] {
+      for (int n = 0; n < 60; ++n) {
         std::deque<TaggedObject> objects(20);
         for (TaggedObject& object : objects) tracker.Add(&object);
         for (TaggedObject& object : objects) tracker.Acquire(&object);
@@ -527,7 +525,6 @@ TEST_F(LeaksTest, ManyThreadsAtOnce) {
     tracker.ShowReferences();
     tracker.End();
   }
-  stop = true;
   for (std::thread& thread : threads) thread.join();
   tracker.Begin(CLeaks::Object);
   EXPECT_EQ(tracker.End(), 0);
