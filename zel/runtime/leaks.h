@@ -45,6 +45,7 @@ class CLeaks {
   static constexpr int32_t ReferenceCountInfo = 3;   ///< and counts of acquires and releases
   static constexpr int32_t ReferenceCountStack = 4;  ///< and a stack trace of each acquire
 
+  /// As `Leaks::Mark`, with the modes here.
   static ZEL_API void Mark(int32_t mode, uint32_t type);
 
   /// As `Leaks::ShowLeaksSinceMark`, with details of the first `limit` groups.
