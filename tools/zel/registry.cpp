@@ -9,6 +9,7 @@ std::vector<Subcommand> allSubcommands() {
       formatsSubcommand(),
       keysSubcommand(),
       hevcEncodeSubcommand(),
+      testsrcSubcommand(),
   };
 }
 

@@ -9,5 +9,6 @@ namespace zel::tool {
 Subcommand formatsSubcommand();
 Subcommand hevcEncodeSubcommand();
 Subcommand keysSubcommand();
+Subcommand testsrcSubcommand();
 
 }  // namespace zel::tool

@@ -104,6 +104,47 @@ TEST(WaveWriter, ReservesRoomForLongFiles) {
   EXPECT_EQ(littleAt(file, 4), file.size() - 8);
 }
 
+TEST(WaveWriter, TellsALengthKnownBeforehandInAPipe) {
+  MemorySink pipe(false);
+  WaveWriter writer(pipe);
+  ASSERT_TRUE(writer.writeHeaderOf(kStereo16, 2));
+  ASSERT_TRUE(writer.write(std::vector<int32_t>{1, -2, 3, -4}));
+  ASSERT_TRUE(writer.finish()) << writer.error();
+  EXPECT_EQ(pipe.bytes(), written(kStereo16, {1, -2, 3, -4}));
+}
+
+TEST(WaveWriter, PadsALengthKnownBeforehand) {
+  const WaveFormat format = {1, 48000, 24, 0, 0};
+  MemorySink pipe(false);
+  WaveWriter writer(pipe);
+  ASSERT_TRUE(writer.writeHeaderOf(format, 1) && writer.write(std::vector<int32_t>{7}));
+  ASSERT_TRUE(writer.finish());
+  EXPECT_EQ(pipe.bytes(), written(format, {7}));
+}
+
+TEST(WaveWriter, HoldsToTheLengthThatItTold) {
+  for (const size_t frames : {0u, 1u, 3u}) {
+    MemorySink sink;
+    WaveWriter writer(sink);
+    ASSERT_TRUE(writer.writeHeaderOf(kStereo16, 2));
+    ASSERT_TRUE(writer.write(std::vector<int32_t>(frames * 2)));
+    EXPECT_FALSE(writer.finish());
+    EXPECT_THAT(writer.error(), HasSubstr("of the 2 that the header tells of"));
+  }
+}
+
+TEST(WaveWriter, TellsALengthPastFourGigabytesAsRf64) {
+  MemorySink pipe(false);
+  WaveWriter writer(pipe);
+  constexpr uint64_t kFrames = uint64_t{1} << 31;
+  ASSERT_TRUE(writer.writeHeaderOf(kStereo16, kFrames));
+  EXPECT_EQ(tagAt(pipe.bytes(), 0), "RF64");
+  MemorySource source(pipe.bytes());
+  WaveReader reader(source);
+  ASSERT_TRUE(reader.readHeader()) << reader.error();
+  EXPECT_EQ(reader.frames(), kFrames);
+}
+
 // Counts what it is given and keeps only the head, so that 4 GiB cost no memory.
 class HeadSink : public ByteSink {
  public:

@@ -17,6 +17,9 @@ constexpr uint32_t kMaxChannels = 255;
 // The ds64 chunk of EBU Tech 3306 without a table: three 64-bit sizes and a count of entries.
 constexpr uint32_t kSizes64Bytes = 28;
 constexpr uint64_t kSizes64Offset = 12;
+constexpr uint64_t kMostHeaderBytes = 128;
+// Keeps every product of frames and their bytes within 64 bits.
+constexpr uint64_t kMostFrames = uint64_t{1} << 50;
 // A fmt chunk is 16, 18 or 40 bytes; more than this is damage.
 constexpr uint64_t kMaxFormatBytes = 1024;
 
@@ -29,7 +32,17 @@ void putLittle(std::vector<uint8_t>& out, uint64_t value, int bytes) {
 }
 
 void putTag(std::vector<uint8_t>& out, std::string_view tag) {
-  out.insert(out.end(), tag.begin(), tag.end());
+  for (const char letter : tag) out.push_back(static_cast<uint8_t>(letter));
+}
+
+// The ds64 chunk.
+void putWideSizes(std::vector<uint8_t>& out, uint64_t riff, uint64_t data, uint64_t frames) {
+  putTag(out, "ds64");
+  putLittle(out, kSizes64Bytes, 4);
+  putLittle(out, riff, 8);
+  putLittle(out, data, 8);
+  putLittle(out, frames, 8);
+  putLittle(out, 0, 4);  // entries of a table of other chunks' sizes
 }
 
 uint64_t getLittle(std::span<const uint8_t> bytes) {
@@ -231,7 +244,7 @@ bool WaveWriter::put(std::span<const uint8_t> bytes) {
   return sink_.write(bytes) || fail(sink_.error());
 }
 
-bool WaveWriter::writeHeader(const WaveFormat& format, WaveGrowth growth) {
+bool WaveWriter::checkFormat(const WaveFormat& format) {
   if (!error_.empty()) return false;
   if (headerBytes_ != 0) return fail("the header has been written already");
   if (const std::string fault = formatFault(format); !fault.empty()) {
@@ -239,21 +252,46 @@ bool WaveWriter::writeHeader(const WaveFormat& format, WaveGrowth growth) {
   }
   format_ = format;
   if (format_.validBits == 0) format_.validBits = format_.bitsPerSample;
+  return true;
+}
+
+bool WaveWriter::writeHeader(const WaveFormat& format, WaveGrowth growth) {
+  if (!checkFormat(format)) return false;
   growth_ = sink_.canPatch() ? growth : WaveGrowth::kPlain;
+  return putHeader(growth_ == WaveGrowth::kMayBecomeRf64);
+}
+
+bool WaveWriter::writeHeaderOf(const WaveFormat& format, uint64_t frames) {
+  if (!checkFormat(format)) return false;
+  if (frames > kMostFrames) return fail("a Wave file of " + std::to_string(frames) + " frames");
+  promised_ = frames;
+  growth_ = WaveGrowth::kMayBecomeRf64;  // no limit of its own
+  return putHeader(dataBytesOf(frames) >= kUnknownSize - kMostHeaderBytes);
+}
+
+bool WaveWriter::putHeader(bool roomForWideSizes) {
+  const bool extensible = format_.channels > 2 || format_.bitsPerSample > 16 ||
+                          format_.channelMask != 0 || format_.validBits != format_.bitsPerSample;
+  const uint32_t formatBytes = extensible ? 40 : 16;
+  headerBytes_ = 12 + (roomForWideSizes ? 8 + kSizes64Bytes : 0) + 8 + formatBytes + 8;
+  const bool wide = roomForWideSizes && promised_;
+  const bool known = promised_ && !wide;
+  const uint64_t dataBytes = dataBytesOf(promised_.value_or(0));
+  const uint64_t riffBytes = headerBytes_ - 8 + dataBytes + (dataBytes & 1);
 
   std::vector<uint8_t> header;
-  putTag(header, "RIFF");
-  putLittle(header, kUnknownSize, 4);
+  putTag(header, wide ? "RF64" : "RIFF");
+  putLittle(header, known ? riffBytes : kUnknownSize, 4);
   putTag(header, "WAVE");
-  if (growth_ == WaveGrowth::kMayBecomeRf64) {
+  if (wide) {
+    putWideSizes(header, riffBytes, dataBytes, *promised_);
+  } else if (roomForWideSizes) {
     putTag(header, "JUNK");
     putLittle(header, kSizes64Bytes, 4);
     header.resize(header.size() + kSizes64Bytes);
   }
-  const bool extensible = format_.channels > 2 || format_.bitsPerSample > 16 ||
-                          format_.channelMask != 0 || format_.validBits != format_.bitsPerSample;
   putTag(header, "fmt ");
-  putLittle(header, extensible ? 40 : 16, 4);
+  putLittle(header, formatBytes, 4);
   putLittle(header, extensible ? kFormatExtensible : kFormatPcm, 2);
   putLittle(header, format_.channels, 2);
   putLittle(header, format_.sampleRate, 4);
@@ -265,11 +303,11 @@ bool WaveWriter::writeHeader(const WaveFormat& format, WaveGrowth growth) {
     putLittle(header, format_.validBits, 2);
     putLittle(header, format_.channelMask, 4);
     putLittle(header, kFormatPcm, 2);
-    header.insert(header.end(), kSubtypeTail.begin(), kSubtypeTail.end());
+    for (const uint8_t byte : kSubtypeTail) header.push_back(byte);
   }
   putTag(header, "data");
-  putLittle(header, kUnknownSize, 4);
-  headerBytes_ = header.size();
+  putLittle(header, known ? dataBytes : kUnknownSize, 4);
+  assert(header.size() == headerBytes_);
   return put(header);
 }
 
@@ -299,7 +337,7 @@ bool WaveWriter::write(std::span<const int32_t> samples) {
 }
 
 bool WaveWriter::patchSizes() {
-  const uint64_t dataBytes = framesWritten_ * format_.bytesPerFrame();
+  const uint64_t dataBytes = dataBytesOf(framesWritten_);
   const uint64_t riffBytes = headerBytes_ - 8 + dataBytes + (dataBytes & 1);
   const auto patch = [this](uint64_t offset, const std::vector<uint8_t>& bytes) {
     return sink_.patch(offset, bytes) || fail(sink_.error());
@@ -316,12 +354,7 @@ bool WaveWriter::patchSizes() {
   putTag(bytes, "RF64");
   if (!patch(0, bytes)) return false;
   bytes.clear();
-  putTag(bytes, "ds64");
-  putLittle(bytes, kSizes64Bytes, 4);
-  putLittle(bytes, riffBytes, 8);
-  putLittle(bytes, dataBytes, 8);
-  putLittle(bytes, framesWritten_, 8);
-  putLittle(bytes, 0, 4);
+  putWideSizes(bytes, riffBytes, dataBytes, framesWritten_);
   return patch(kSizes64Offset, bytes);
 }
 
@@ -329,11 +362,15 @@ bool WaveWriter::finish() {
   if (!error_.empty()) return false;
   if (headerBytes_ == 0 || finished_) return fail("no open Wave file to finish");
   finished_ = true;
-  constexpr uint8_t kPadding[] = {0};
-  if ((framesWritten_ * format_.bytesPerFrame()) % 2 != 0 && sink_.canPatch() && !put(kPadding)) {
-    return false;
+  if (promised_ && framesWritten_ != *promised_) {
+    return fail(std::to_string(framesWritten_) + " frames were written of the " +
+                std::to_string(*promised_) + " that the header tells of");
   }
-  return !sink_.canPatch() || patchSizes();
+  const bool fixable = sink_.canPatch() && !promised_;
+  constexpr uint8_t kPadding[] = {0};
+  const bool odd = dataBytesOf(framesWritten_) % 2 != 0;
+  if (odd && (fixable || promised_) && !put(kPadding)) return false;
+  return !fixable || patchSizes();
 }
 
 }  // namespace zel::media

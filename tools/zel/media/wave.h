@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -82,8 +83,8 @@ enum class WaveGrowth : uint8_t {
 };
 
 /// Writes a Wave file. More than two channels, more than 16 bits or a channel mask make it
-/// WAVE_FORMAT_EXTENSIBLE. Sizes are put in by `finish`; into a pipe they stay 0xFFFFFFFF, which
-/// readers take as "to the end".
+/// WAVE_FORMAT_EXTENSIBLE. Where the length is not known beforehand, sizes are put in by `finish`;
+/// into a pipe they then stay 0xFFFFFFFF, which readers take as "to the end".
 class WaveWriter {
  public:
   /// `sink` is borrowed until the writer goes; closing it is the caller's part.
@@ -91,6 +92,10 @@ class WaveWriter {
 
   /// To be called once, first. False for a format that cannot be written, or when the sink fails.
   bool writeHeader(const WaveFormat& format, WaveGrowth growth = WaveGrowth::kPlain);
+
+  /// The same for a file of exactly so many frames: its header is right from the start, in a pipe
+  /// too, and has the 64-bit sizes when it takes them. `finish` fails unless they were written.
+  bool writeHeaderOf(const WaveFormat& format, uint64_t frames);
 
   /// Writes whole frames, interleaved; each value is stored with its low bitsPerSample bits.
   bool write(std::span<const int32_t> samples);
@@ -104,14 +109,18 @@ class WaveWriter {
  private:
   bool fail(std::string text);
   bool put(std::span<const uint8_t> bytes);
+  bool checkFormat(const WaveFormat& format);
+  bool putHeader(bool roomForWideSizes);
   bool patchSizes();
+  uint64_t dataBytesOf(uint64_t frames) const { return frames * format_.bytesPerFrame(); }
 
   ByteSink& sink_;
   WaveFormat format_;
   WaveGrowth growth_ = WaveGrowth::kPlain;
   std::vector<uint8_t> buffer_;
   std::string error_;
-  uint64_t headerBytes_ = 0;  // up to the first sample
+  std::optional<uint64_t> promised_;  // frames that the header tells of already
+  uint64_t headerBytes_ = 0;          // up to the first sample
   uint64_t framesWritten_ = 0;
   bool finished_ = false;
 };
