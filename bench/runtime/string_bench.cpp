@@ -1,4 +1,8 @@
+// As the vector kernels have it, so that HWY_TARGETS names the same targets.
+#define HWY_WANT_AVX3_DL
+
 #include <benchmark/benchmark.h>
+#include <hwy/targets.h>
 #include <iconv.h>
 
 #include <cstdlib>
@@ -149,6 +153,33 @@ void throughIconv(benchmark::State& state, Kind kind, const char* to, const char
   finish(state, kind);
 }
 
+// The kernels of a target that is not the best one of this machine.
+TextKernels kernelsOf(int64_t target) {
+  hwy::SetSupportedTargetsForTest(target);
+  hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+  const TextKernels kernels = vectorTextKernels();
+  hwy::SetSupportedTargetsForTest(0);
+  hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+  return kernels;
+}
+
+void registerLesserTargets() {
+  int64_t targets = hwy::SupportedTargets() & HWY_TARGETS;
+  for (targets &= targets - 1; targets != 0; targets &= targets - 1) {
+    const int64_t target = targets & -targets;
+    if (target == HWY_EMU128 || target == HWY_SCALAR) continue;
+    for (const Kind kind : {Ascii, Mixed}) {
+      const std::string row = std::string(hwy::TargetName(target)) + "/" + kKindNames[kind];
+      benchmark::RegisterBenchmark(("utf8-to-wide/zel-" + row).c_str(), [=](benchmark::State& s) {
+        toWide(s, kind, kernelsOf(target));
+      });
+      benchmark::RegisterBenchmark(("wide-to-utf8/zel-" + row).c_str(), [=](benchmark::State& s) {
+        toNarrow(s, kind, kernelsOf(target));
+      });
+    }
+  }
+}
+
 bool registerConversions() {
   for (size_t i = 0; i < kKinds; ++i) {
     const Kind kind = static_cast<Kind>(i);
@@ -169,6 +200,7 @@ bool registerConversions() {
         [=](State& s) { throughIconv(s, kind, "UTF-8", "UTF-16LE"); });
     add("wide-to-utf8/size", [=](State& s) { narrowSize(s, kind); });
   }
+  registerLesserTargets();
   return true;
 }
 [[maybe_unused]] const bool conversionsAreRegistered = registerConversions();

@@ -51,8 +51,8 @@ size_t utf16ToUtf8Scalar(const wchar_t* units, size_t count, char* out) {
 }  // namespace
 
 const TextKernels& scalarTextKernels() {
-  static constexpr TextKernels kKernels = {utf16LengthScalar, utf8ToUtf16Scalar, utf8LengthScalar,
-                                           utf16ToUtf8Scalar};
+  static constexpr TextKernels kKernels = {{utf16LengthScalar, utf8ToUtf16Scalar},
+                                           {utf8LengthScalar, utf16ToUtf8Scalar}};
   return kKernels;
 }
 

@@ -318,15 +318,17 @@ class Targets : public testing::TestWithParam<int64_t> {
 
 TEST_P(Targets, IsTheOneThatWasForced) {
   EXPECT_EQ(hwy::SupportedTargets(), GetParam());
-  const TextKernels& forced = vectorTextKernels();
+  const TextKernels forced = vectorTextKernels();
   if (GetParam() == HWY_EMU128 || GetParam() == HWY_SCALAR) {
-    EXPECT_EQ(&forced, &scalarTextKernels());
+    EXPECT_EQ(forced.utf8ToUtf16, scalarTextKernels().utf8ToUtf16);
+    EXPECT_EQ(forced.utf16ToUtf8, scalarTextKernels().utf16ToUtf8);
     return;
   }
   for (const int64_t other : targetsOfTheMachine()) {
     if (other == GetParam()) continue;
     force(other);
-    EXPECT_NE(&vectorTextKernels(), &forced) << hwy::TargetName(other);
+    EXPECT_NE(vectorTextKernels().utf8ToUtf16, forced.utf8ToUtf16) << hwy::TargetName(other);
+    EXPECT_NE(vectorTextKernels().utf16ToUtf8, forced.utf16ToUtf8) << hwy::TargetName(other);
   }
 }
 
