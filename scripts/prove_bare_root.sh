@@ -108,8 +108,9 @@ for step in "$@"; do
         apt-get -q update >/dev/null
         apt-get -q -y -o Dpkg::Use-Pty=0 install --no-install-recommends $(ls /tmp/*.deb | grep -v dbgsym)
         zel --version
+        zel testsrc --size 320x180 --rate 25 --seconds 1 -o - | zel hevc encode - -o /tmp/clip.hevc
         ldconfig -p | grep ZelDependencies
-        apt-get -q -y purge libzeldependencies-2012-0
+        apt-get -q -y -o Dpkg::Use-Pty=0 purge libzeldependencies-2012-0
         test -z "$(ls /usr/bin/zel /usr/lib/*/libZel* /usr/include/zel 2>/dev/null)"'
       ;;
     *)

@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# demo.sh BUILD OUT: makes a test clip with the tool of BUILD, encodes it, and says what it did. The files stay
+# in OUT.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+build=$1 out=$2
+
+rm -rf "$out"
+mkdir -p "$out"
+PATH=$PWD/$build/tools/zel:$PATH
+
+# show TITLE COMMAND...: the command as a person would type it in OUT, and its own summary below.
+show() {
+  printf '\n%s\n  $ %s\n' "$1" "${*:2}"
+  (cd "$out" && "${@:2}") 2>&1 | sed 's/^/  /'
+}
+
+show "A test clip: six seconds of scenes with cuts, camera moves and grain, and a tone with clicks." \
+  zel testsrc --pattern motion --size 640x360 --rate 25 --seconds 6 -o clip.y4m --audio clip.wav
+show "Encoded to HEVC at constant quality, with the times of every access unit in a table." \
+  zel hevc encode clip.y4m -o clip.hevc --preset fast --crf 24 --timing clip.csv
+show "The same under a fixed bit rate and a decoder buffer of one second, as broadcast wants it." \
+  zel hevc encode clip.y4m -o clip_cbr.hevc --preset fast --rate-control cbr --bitrate 800k --hrd
+
+if command -v ffmpeg >/dev/null; then
+  printf '\nWhat an independent decoder makes of the first one, compared with the clip:\n'
+  # Pictures are compared by number: an elementary stream has no times.
+  ffmpeg -hide_banner -nostdin -i "$out/clip.hevc" -i "$out/clip.y4m" \
+    -lavfi '[0:v]settb=1/25,setpts=N[coded];[1:v]settb=1/25,setpts=N[clip];[coded][clip]psnr' \
+    -f null - 2>&1 | sed -n 's/.*PSNR \(.*\)/  PSNR in dB: \1/p'
+fi
+
+# file NAME WHAT HOW-TO-LOOK
+file() { printf '  %-14s %9s  %-42s %s\n' "$1" "$(du -h --apparent-size "$out/$1" | cut -f1)B" "$2" "$3"; }
+printf '\nIn ./%s:\n' "$out"
+file clip.y4m "the clip's pictures, uncompressed" "ffplay $out/clip.y4m"
+file clip.wav "its sound" "ffplay $out/clip.wav"
+file clip.hevc "encoded at constant quality" "ffplay -framerate 25 $out/clip.hevc"
+file clip_cbr.hevc "encoded at 800 kbit/s" "ffplay -framerate 25 $out/clip_cbr.hevc"
+file clip.csv "each access unit: times, bytes, type" "column -s, -t $out/clip.csv | less"
