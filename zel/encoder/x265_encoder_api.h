@@ -87,10 +87,13 @@ class ZEL_API IMorvalenEncoderConsumer {
 /// called on it. x265 runs threads of its own, which never call back. `Acquire` and `Release` may
 /// be called on any thread. Any number of objects may work at the same time on a thread each.
 ///
-/// The same pictures and options give the same bytes, run after run, when `threads` isn't 0: with
-/// 0, x265 picks the number of frame threads by the machine's processors, and that number shows in
-/// the stream. x265's own information SEI, which it puts into the headers, names the machine's
-/// instruction sets as well.
+/// The same pictures and options give the same bytes, run after run, with two exceptions. When
+/// `threads` is 0, x265 picks the number of frame threads by the machine's processors, and that
+/// number shows in the stream. Under a decoder buffer (CBR, or the VBV keys), x265 corrects its
+/// quantiser within a picture by what its rows have cost so far, and how far each row has come when
+/// it looks is a matter of timing: "--no-wpp" on the command line, which codes the rows one after
+/// the other, makes that repeatable as well. x265's own information SEI, which it puts into the
+/// headers, names the machine's instruction sets too.
 ///
 /// x265 is kept from writing to standard error: its log level is "none" until the command line's
 /// "--log-level" says otherwise.
