@@ -43,7 +43,7 @@ class Console {
   void wrongUsage(std::string_view why);
 
   /// Rewrites the status line. Shown on a terminal only, and not with --quiet.
-  void status(std::string_view line);
+  void status(std::string_view text);
   void clearStatus();
   bool showsStatus() const { return errIsTerminal_ && !quiet; }
   /// For tests, which have no terminal.

@@ -260,7 +260,9 @@ std::optional<uint64_t> expectedFrames(const HevcEncodeOptions& options,
   return count ? std::min(*count, wanted) : wanted;
 }
 
-// From the first picture, which is in `picture`, to the last access unit.
+// From the first picture, which is in `picture`, to the last access unit. Reading is not put on a
+// thread of its own: it takes 0.2 ms for a picture of 1280x720 that the fastest preset encodes in
+// 10 ms, and x265's threads go on meanwhile.
 void encodeAll(const HevcEncodeOptions& options, PictureInput& input, std::span<uint8_t> picture,
                EncodeRun& encodeRun, Progress& progress, Console& console) {
   const auto wanted =

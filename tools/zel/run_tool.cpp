@@ -58,7 +58,7 @@ void declareCommonOptions(CLI::App& app, Console& console) {
 
 // The parser's own texts name types and counts; ours name the option and what it takes.
 std::string textOf(const CLI::ParseError& error, const CLI::App& app) {
-  const std::string what = error.what();
+  std::string what = error.what();
   const std::string name = what.substr(0, what.find(':'));
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
     const CLI::Option* option = app.get_option_no_throw(name);

@@ -46,7 +46,7 @@ extern "C" void removeAllAndEnd(int signal) {
 
 }  // namespace
 
-UnfinishedFile::UnfinishedFile(std::string path, int file) {
+UnfinishedFile::UnfinishedFile(const std::string& path, int file) {
   struct stat status;
   if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) return;
   for (int i = 0; i < kSlots; ++i) {

@@ -13,7 +13,7 @@ namespace zel::tool {
 class UnfinishedFile {
  public:
   /// `path` names the file that the descriptor `file` is open on.
-  UnfinishedFile(std::string path, int file);
+  UnfinishedFile(const std::string& path, int file);
   /// Removes the file, unless `keep` was called.
   ~UnfinishedFile();
   UnfinishedFile(const UnfinishedFile&) = delete;

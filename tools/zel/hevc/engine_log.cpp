@@ -32,7 +32,7 @@ std::vector<std::string> EngineLog::finish() {
   lseek(catcher_, 0, SEEK_SET);
   std::string line;
   char bytes[4096];
-  for (ssize_t count; (count = read(catcher_, bytes, sizeof bytes)) > 0;) {
+  for (ssize_t count = 0; (count = read(catcher_, bytes, sizeof bytes)) > 0;) {
     for (ssize_t i = 0; i < count; ++i) {
       if (bytes[i] != '\n') {
         line += bytes[i];

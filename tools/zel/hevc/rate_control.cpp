@@ -14,70 +14,91 @@ namespace {
 
 using Keys = Morvalen::Zel::CodeBookProperty;
 
-// The values of the encoder's rate control key.
-enum Method : int32_t { kAverage = 0, kQuantiser = 1, kRateFactor = 2, kConstant = 3 };
+// The values of the encoder's rate control key, and one for none: the preset's own, a rate factor.
+enum Method : int32_t { kAverage = 0, kQuantiser = 1, kRateFactor = 2, kConstant = 3, kPreset = 4 };
 
 constexpr NamedValue kMethods[] = {
     {"abr", kAverage}, {"cqp", kQuantiser}, {"crf", kRateFactor}, {"cbr", kConstant}};
 
-std::string nameOf(int64_t method) {
+std::string nameOf(int32_t method) {
   for (const NamedValue& each : kMethods)
-    if (each.value == method) return std::string(each.name);
-  return {};
+    if (each.value == method) return "--rate-control " + std::string(each.name);
+  return "the preset's rate control";
 }
 
-std::optional<int64_t> methodOf(const RateControlOptions& options) {
-  if (options.method) return options.method;
+int32_t methodOf(const RateControlOptions& options) {
+  if (options.method) return static_cast<int32_t>(*options.method);
   const int implied =
       (options.bitRate ? 1 : 0) + (options.quantiser ? 1 : 0) + (options.rateFactor ? 1 : 0);
   if (implied > 1)
     throw WrongUsage("--bitrate, --qp and --crf are three ways of rate control; give one of them");
   if (options.bitRate) return kAverage;
   if (options.quantiser) return kQuantiser;
-  if (options.rateFactor) return kRateFactor;
-  return std::nullopt;
+  return options.rateFactor ? kRateFactor : kPreset;
 }
 
-// An option that the method doesn't read is a misunderstanding, not a detail.
-void refuse(bool given, const char* option, const std::string& method, const char* takenBy) {
-  if (given)
-    throw WrongUsage(
-        fmt::format("{} has no effect with {}; it goes with {}", option, method, takenBy));
+// Which methods read an option. One that is given to another method is a misunderstanding, which
+// the encoder would pass over.
+struct Reader {
+  const char* option;
+  bool (*isGiven)(const RateControlOptions& options);
+  uint32_t methods;  // a bit each
+  const char* goesWith;
+};
+
+constexpr uint32_t bit(Method method) {
+  return 1u << method;
 }
 
-void checkAgreement(const RateControlOptions& options, std::optional<int64_t> method) {
-  const std::string given =
-      method ? "--rate-control " + nameOf(*method) : "the preset's rate control";
-  const bool holdsRate = method == kAverage || method == kConstant;
-  if (!holdsRate) refuse(options.bitRate.has_value(), "--bitrate", given, "abr or cbr");
-  if (!holdsRate) refuse(options.hrd, "--hrd", given, "abr or cbr");
-  if (method != kQuantiser) refuse(options.quantiser.has_value(), "--qp", given, "cqp");
-  if (method != kRateFactor) refuse(options.rateFactor.has_value(), "--crf", given, "crf");
-  if (method != kConstant) refuse(options.bufferDelay.has_value(), "--buffer-delay", given, "cbr");
+using Given = const RateControlOptions&;
+constexpr uint32_t kHoldsRate = bit(kAverage) | bit(kConstant);
+constexpr uint32_t kHasCeiling = bit(kAverage) | bit(kRateFactor) | bit(kPreset);
+
+constexpr Reader kReaders[] = {
+    // option, whether it is given, methods, their names
+    {"--bitrate", [](Given o) { return o.bitRate.has_value(); }, kHoldsRate, "abr or cbr"},
+    {"--qp", [](Given o) { return o.quantiser.has_value(); }, bit(kQuantiser), "cqp"},
+    {"--crf", [](Given o) { return o.rateFactor.has_value(); }, bit(kRateFactor), "crf"},
+    {"--vbv-maxrate", [](Given o) { return o.vbvMaxRate.has_value(); }, kHasCeiling,
+     "abr or crf (with cbr it is --bitrate)"},
+    {"--vbv-bufsize", [](Given o) { return o.vbvBufferSize.has_value(); },
+     kHasCeiling | bit(kConstant), "abr, cbr or crf"},
+    {"--vbv-init", [](Given o) { return o.vbvInitialFill.has_value(); }, kHasCeiling,
+     "abr or crf (with cbr the buffer is 90 % full at first)"},
+    {"--buffer-delay", [](Given o) { return o.bufferDelay.has_value(); }, bit(kConstant), "cbr"},
+    {"--hrd", [](Given o) { return o.hrd; }, kHoldsRate, "abr or cbr"},
+};
+
+void refuseWhatIsNotRead(const RateControlOptions& options, int32_t method) {
+  for (const Reader& reader : kReaders) {
+    if (!reader.isGiven(options) || (reader.methods >> method & 1) != 0) continue;
+    throw WrongUsage(fmt::format("{} has no effect with {}; it goes with {}", reader.option,
+                                 nameOf(method), reader.goesWith));
+  }
+}
+
+void requireWhatTheMethodNeeds(const RateControlOptions& options, int32_t method) {
+  const bool holdsRate = (kHoldsRate >> method & 1) != 0;
+  if (holdsRate && !options.bitRate)
+    throw WrongUsage(nameOf(method) + " needs --bitrate, such as --bitrate 4M");
+  if (method == kQuantiser && !options.quantiser)
+    throw WrongUsage(nameOf(method) + " needs --qp, from 0 to 51");
+}
+
+// x265 drops a buffer that is described by half.
+void requireAWholeBuffer(const RateControlOptions& options, int32_t method) {
   if (method == kConstant) {
-    refuse(options.vbvMaxRate.has_value(), "--vbv-maxrate", given,
-           "abr or crf; with cbr it is --bitrate");
-    refuse(options.vbvInitialFill.has_value(), "--vbv-init", given,
-           "abr or crf; with cbr the buffer is 90 % full at first");
     if (options.bufferDelay && options.vbvBufferSize)
       throw WrongUsage("--buffer-delay and --vbv-bufsize both size the buffer; give one of them");
+    return;
   }
-  if (method == kQuantiser) {
-    refuse(options.vbvMaxRate.has_value(), "--vbv-maxrate", given, "abr or crf");
-    refuse(options.vbvBufferSize.has_value(), "--vbv-bufsize", given, "abr, cbr or crf");
-    refuse(options.vbvInitialFill.has_value(), "--vbv-init", given, "abr or crf");
-  }
-  if (holdsRate && !options.bitRate)
-    throw WrongUsage(given + " needs --bitrate, such as --bitrate 4M");
-  if (method == kQuantiser && !options.quantiser)
-    throw WrongUsage(given + " needs --qp, from 0 to 51");
-  if (options.vbvMaxRate.has_value() && !options.vbvBufferSize)
+  if (options.vbvMaxRate && !options.vbvBufferSize)
     throw WrongUsage("--vbv-maxrate needs --vbv-bufsize: a rate has a most over some time only");
-  if (method != kConstant && options.vbvBufferSize && !options.vbvMaxRate)
+  if (options.vbvBufferSize && !options.vbvMaxRate)
     throw WrongUsage("--vbv-bufsize needs --vbv-maxrate, at which the buffer fills");
   if (options.vbvInitialFill && !options.vbvBufferSize)
     throw WrongUsage("--vbv-init needs --vbv-bufsize, of which it is a part");
-  if (options.hrd && method == kAverage && !options.vbvBufferSize)
+  if (options.hrd && !options.vbvBufferSize)
     throw WrongUsage("--hrd needs --vbv-maxrate and --vbv-bufsize, which it describes");
 }
 
@@ -131,14 +152,16 @@ void addRateControlOptions(CLI::App& app, RateControlOptions& options) {
 }
 
 RateControl resolveRateControl(const RateControlOptions& options) {
-  const std::optional<int64_t> method = methodOf(options);
-  checkAgreement(options, method);
+  const int32_t method = methodOf(options);
+  refuseWhatIsNotRead(options, method);
+  requireWhatTheMethodNeeds(options, method);
+  requireAWholeBuffer(options, method);
 
   RateControl result;
   const auto add = [&result](const char* key, auto value) {
     result.properties.push_back({key, propertyBytes(value)});
   };
-  if (method) add(Keys::X265RateControlMethod, static_cast<int32_t>(*method));
+  if (method != kPreset) add(Keys::X265RateControlMethod, method);
   if (options.bitRate) {
     kilobits(*options.bitRate, "--bitrate");
     result.bitRate = *options.bitRate;

@@ -120,12 +120,11 @@ TEST(RateControl, OptionsWithoutEffectAreRefused) {
        "--buffer-delay has no effect with --rate-control abr; it goes with cbr"},
       {{"--hrd"}, "--hrd has no effect with the preset's rate control; it goes with abr or cbr"},
       {{"--rate-control", "cbr", "--bitrate", "4M", "--vbv-maxrate", "5M"},
-       "--vbv-maxrate has no effect with --rate-control cbr; it goes with abr or crf; with cbr it "
-       "is "
-       "--bitrate"},
+       "--vbv-maxrate has no effect with --rate-control cbr; it goes with abr or crf (with cbr it "
+       "is --bitrate)"},
       {{"--rate-control", "cbr", "--bitrate", "4M", "--vbv-bufsize", "1M", "--vbv-init", "50"},
-       "--vbv-init has no effect with --rate-control cbr; it goes with abr or crf; with cbr the "
-       "buffer is 90 % full at first"},
+       "--vbv-init has no effect with --rate-control cbr; it goes with abr or crf (with cbr the "
+       "buffer is 90 % full at first)"},
       {{"--qp", "30", "--vbv-bufsize", "1M"},
        "--vbv-bufsize has no effect with --rate-control cqp; it goes with abr, cbr or crf"},
   };
