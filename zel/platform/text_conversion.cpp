@@ -59,7 +59,7 @@ namespace {
 
 // What an element stands for: itself, or U+FFFD when it is beyond Unicode. Surrogates stay.
 uint32_t codePointOf(wchar_t element) {
-  const auto value = static_cast<uint32_t>(element);
+  const uint32_t value = elementValue(element);
   return value <= 0x10FFFF ? value : 0xFFFD;
 }
 

@@ -79,8 +79,7 @@ HWY_INLINE WideMask isAbove(WideTag d, WideVec units, int32_t bound) {
 
 // Bytes of a character that begins before `at` and goes on there: 2 where a pair lies across.
 HWY_INLINE bool splitsPair(const wchar_t* at) {
-  return isHighSurrogate(static_cast<uint32_t>(at[-1])) &&
-         isLowSurrogate(static_cast<uint32_t>(at[0]));
+  return isHighSurrogate(elementValue(at[-1])) && isLowSurrogate(elementValue(at[0]));
 }
 
 size_t utf8Length(const wchar_t* units, size_t count) {
@@ -247,8 +246,8 @@ void encodeScalar(Encoder& encoder, size_t end) {
 void finishPair(Encoder& encoder) {
   if (encoder.at == 0 || encoder.at >= encoder.count) return;
   if (!splitsPair(encoder.units + encoder.at)) return;
-  const auto high = static_cast<uint32_t>(encoder.units[encoder.at - 1]);
-  const auto low = static_cast<uint32_t>(encoder.units[encoder.at]);
+  const uint32_t high = elementValue(encoder.units[encoder.at - 1]);
+  const uint32_t low = elementValue(encoder.units[encoder.at]);
   encoder.out[encoder.bytes++] = static_cast<char>(0x80 | (high & 3) << 4 | (low >> 6 & 15));
   encoder.out[encoder.bytes++] = static_cast<char>(0x80 | (low & 0x3F));
   ++encoder.at;

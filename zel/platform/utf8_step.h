@@ -34,6 +34,11 @@ inline Utf8Character decodeUtf8(const unsigned char* text, size_t size) {
   return {codePoint, following + 1, true};
 }
 
+/// The number that an element holds, which is never negative.
+inline uint32_t elementValue(wchar_t element) {
+  return static_cast<uint32_t>(element);
+}
+
 inline bool isHighSurrogate(uint32_t unit) {
   return (unit & 0xFFFFFC00u) == 0xD800;
 }
@@ -59,10 +64,10 @@ struct Utf16Character {
 
 /// The character at the start of `count` elements, 1 or more.
 inline Utf16Character decodeUtf16(const wchar_t* units, size_t count) {
-  const auto first = static_cast<uint32_t>(units[0]);
+  const auto first = elementValue(units[0]);
   if (first < 0xD800 || (first > 0xDFFF && first <= 0x10FFFF)) return {first, 1};
-  if (isHighSurrogate(first) && count > 1 && isLowSurrogate(static_cast<uint32_t>(units[1]))) {
-    return {0x10000 + ((first & 0x3FF) << 10) + (static_cast<uint32_t>(units[1]) & 0x3FF), 2};
+  if (isHighSurrogate(first) && count > 1 && isLowSurrogate(elementValue(units[1]))) {
+    return {0x10000 + ((first & 0x3FF) << 10) + (elementValue(units[1]) & 0x3FF), 2};
   }
   return {0xFFFD, 1};
 }

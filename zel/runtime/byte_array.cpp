@@ -169,11 +169,11 @@ int CByteArray::FromHexString(char const* text, CByteArray*& result) {
   return 0;
 }
 
-ByteArray::ByteArray() : BaseObject(), Object() {}
+ByteArray::ByteArray() = default;
 
 ByteArray::ByteArray(CByteArray* bytes) : BaseObject(bytes) {}
 
-ByteArray::ByteArray(ByteArray const& other) : BaseObject(other), Object() {}
+ByteArray::ByteArray(ByteArray const& other) = default;
 
 ByteArray::ByteArray(unsigned char const* source, int length)
     : BaseObject(new CByteArray(source, length)) {}

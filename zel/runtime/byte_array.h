@@ -21,12 +21,12 @@ class ZEL_API CByteArray : public CDependenciesObjectVS2012 {
   static constexpr uint32_t Type = FourCharacterCode("data");
 
   /// An array without memory, which is made at the first `GetData()`. A negative length becomes 0.
-  explicit CByteArray(int32_t length);
-  /// Wraps `data`, which stays the caller's and has to outlive the array. `parent`, which may be
-  /// null, gets a reference for as long, to keep the memory alive.
-  CByteArray(int32_t length, unsigned char* data, CDependenciesObjectVS2012* parent);
-  /// Copies `length` bytes. With a null `source` the memory is there, uninitialised.
-  CByteArray(unsigned char const* source, int32_t length);
+  explicit CByteArray(int32_t wanted);
+  /// Wraps `foreign` memory, which stays the caller's and has to outlive the array. `keeper`, which
+  /// may be null, gets a reference for as long, to keep the memory alive.
+  CByteArray(int32_t wanted, unsigned char* foreign, CDependenciesObjectVS2012* keeper);
+  /// Copies `wanted` bytes. With a null `source` the memory is there, uninitialised.
+  CByteArray(unsigned char const* source, int32_t wanted);
   ~CByteArray() override;
 
   /// The bytes. Memory that is missing is made, uninitialised; null if there is none to be had.
@@ -38,13 +38,13 @@ class ZEL_API CByteArray : public CDependenciesObjectVS2012 {
   int GetData(int32_t offset, int32_t count, CByteArray** result);
   /// The byte at an index; 0 without data or out of range.
   unsigned char GetData(int32_t index) const;
-  /// Points the array at `data`, which stays the caller's, and releases the parent. Memory that
-  /// the array owns is kept until it dies; null brings it back at the next `GetData()`.
-  void SetData(unsigned char* data);
-  /// Makes this array a window on `parent`, which gets a reference.
+  /// Points the array at `foreign` memory, which stays the caller's, and releases the parent.
+  /// Memory that the array owns is kept until it dies; null brings it back at the next `GetData()`.
+  void SetData(unsigned char* foreign);
+  /// Makes this array a window on `keeper`, which gets a reference.
   /// @return 0; ZelErrorOutOfBounds if the offset is negative or leaves less than this array's
   /// length, ZelErrorNullArgument, ZelErrorOutOfMemory.
-  int SetData(CByteArray* parent, int32_t offset);
+  int SetData(CByteArray* keeper, int32_t offset);
   int32_t GetLength() const;
 
   /// Zeroes all bytes, making the memory if it is missing. @return 0 or ZelErrorOutOfMemory.

@@ -13,16 +13,16 @@ namespace Morvalen::Zel {
 class ZEL_API CFloatArray : public CDependenciesObjectVS2012 {
  public:
   /// An array without memory, which is made at the first `GetData()`. A negative length becomes 0.
-  explicit CFloatArray(int32_t length);
+  explicit CFloatArray(int32_t wanted);
   ~CFloatArray() override;
 
   /// Floats, not bytes.
   int32_t GetLength() const;
   /// The floats. Memory that is missing is made, uninitialised; null if there is none to be had.
   float* GetData();
-  /// Points the array at `data`, which stays the caller's. Memory that the array owns is kept until
-  /// it dies; null brings it back at the next `GetData()`.
-  void SetData(float* data);
+  /// Points the array at `foreign` memory, which stays the caller's. Memory that the array owns is
+  /// kept until it dies; null brings it back at the next `GetData()`.
+  void SetData(float* foreign);
 
   /// Zeroes all, if there is data. @return 0.
   int Clear();

@@ -45,7 +45,8 @@ std::wstring_view TrimmedRight(std::wstring_view text, Predicate trims) {
 template <class Symbol>
 size_t CountOf(View<Symbol> text, View<Symbol> find) {
   size_t count = 0;
-  for (size_t at = text.find(find); at != text.npos; at = text.find(find, at + find.size())) {
+  for (size_t at = text.find(find); at != View<Symbol>::npos;
+       at = text.find(find, at + find.size())) {
     ++count;
   }
   return count;
@@ -67,7 +68,7 @@ Replaced<Symbol> ReplaceText(View<Symbol> text, View<Symbol> find, View<Symbol> 
   if (result.text == nullptr) return result;
   Symbol* out = result.text.get();
   size_t from = 0;
-  for (size_t at = text.find(find); at != text.npos; at = text.find(find, from)) {
+  for (size_t at = text.find(find); at != View<Symbol>::npos; at = text.find(find, from)) {
     out = std::copy(text.begin() + from, text.begin() + at, out);
     out = std::copy(with.begin(), with.end(), out);
     from = at + find.size();
@@ -279,7 +280,9 @@ CString* CString::Trim(wchar_t const* set) const {
   if (IsNull(this)) return nullptr;
   const UnitText units(set);
   if (units.Failed()) return nullptr;
-  const auto trims = [&](wchar_t unit) { return units.View().find(unit) != units.View().npos; };
+  const auto trims = [&](wchar_t unit) {
+    return units.View().find(unit) != std::wstring_view::npos;
+  };
   const std::wstring_view text = TrimmedLeft(StringFactory::Wide(this), trims);
   return StringFactory::FromWide(TrimmedRight(text, trims));
 }

@@ -13,11 +13,11 @@ CDependenciesObjectVS2012* Make(wchar_t const* text) {
 
 }  // namespace
 
-String::String() : BaseObject(), Object() {}
+String::String() = default;
 
 String::String(CString* text) : BaseObject(text) {}
 
-String::String(String const& other) : BaseObject(other), Object() {}
+String::String(String const& other) = default;
 
 String::String(char const* text) : BaseObject(Make(text)) {}
 

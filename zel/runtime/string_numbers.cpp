@@ -57,15 +57,16 @@ uint32_t CString::ToFour() const {
   uint32_t code = 0;
   size_t at = 0;
   for (int symbol = 0; symbol < 4; ++symbol) {
-    int value = static_cast<signed char>(symbolAt(at));
+    const auto byte = static_cast<unsigned char>(symbolAt(at));
+    // Deliberate: a plain byte at or above 0x80 is negative, and borrows from the bytes above it.
+    // Pinned by string_numbers_test.cpp, ToFourAddsHighBytesAsNegativeNumbers.
+    int value = byte < 0x80 ? byte : byte - 0x100;
     if (value == '%') {
       value = std::max(HexadecimalValue(symbolAt(at + 1)), 0) << 4 |
               std::max(HexadecimalValue(symbolAt(at + 2)), 0);
       at += 2;
     }
     ++at;
-    // Deliberate: a plain byte at or above 0x80 is negative, and borrows from the bytes above it.
-    // Pinned by string_numbers_test.cpp, ToFourAddsHighBytesAsNegativeNumbers.
     code = (code << 8) + static_cast<uint32_t>(value);
   }
   return code;
