@@ -295,7 +295,10 @@ ExitCode run(const HevcEncodeOptions& options, Console& console) {
   resolveRateControl(options.rateControl);
   const std::unique_ptr<PictureInput> input = openPictures(options.input, options.size);
   const EncoderSetup setup = setupFor(options, input->format());
-  std::vector<uint8_t> picture(input->format().frameBytes());
+  // Not filled: a header of a few bytes can ask for a gigabyte, and only data makes it real.
+  const size_t pictureBytes = input->format().frameBytes();
+  const auto pictureMemory = std::make_unique_for_overwrite<uint8_t[]>(pictureBytes);
+  const std::span<uint8_t> picture(pictureMemory.get(), pictureBytes);
   readFirst(inputName(options.input), *input, picture);
   warnOfInput(inputName(options.input), input->format(), console);
 
@@ -310,6 +313,7 @@ ExitCode run(const HevcEncodeOptions& options, Console& console) {
   EncodeRun encodeRun(setup, sink);
   encodeRun.begin();
   for (const std::string& warning : encodeRun.warnings()) console.warn("x265: " + warning);
+  for (const std::string& remark : encodeRun.remarks()) console.note("x265: " + remark);
   files = openOutputs(options);
 
   Progress progress(console, expectedFrames(options, *input));

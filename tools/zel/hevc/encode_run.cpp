@@ -30,7 +30,6 @@ std::string resultText(int result) {
 // Presets ask for ways to work in parallel that small pictures have no room for. x265 warns of it;
 // nobody asked for it, and nothing is lost.
 bool isNoise(const EngineMessage& message) {
-  if (message.level == EngineMessage::Level::kOther) return true;
   for (const char* way : {"lookahead-slices", "--wpp disabled"})
     if (message.text.find(way) != std::string::npos) return true;
   return false;
@@ -68,8 +67,11 @@ void EncodeRun::begin() {
   for (const std::string& line : log.finish()) messages.push_back(parseEngineLine(line));
   if (thrown_) std::rethrow_exception(thrown_);
   if (result < 0) throw Failure(refusal(result, messages));
-  for (EngineMessage& message : messages)
-    if (!isNoise(message)) warnings_.push_back(std::move(message.text));
+  for (EngineMessage& message : messages) {
+    if (isNoise(message)) continue;
+    auto& kept = message.level == EngineMessage::Level::kOther ? remarks_ : warnings_;
+    kept.push_back(std::move(message.text));
+  }
 }
 
 void EncodeRun::encode(std::span<const uint8_t> picture) {

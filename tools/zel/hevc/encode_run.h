@@ -44,9 +44,11 @@ class EncodeRun final : private Morvalen::Zel::IMorvalenEncoderConsumer {
 
   /// Opens the encoder; the stream's headers are at hand then, and go to the sink with the first
   /// access unit, so that a refused configuration leaves nothing behind. Throws Failure, with
-  /// x265's reason. What x265 warned of is in `warnings`.
+  /// x265's reason. What x265 warned of is in `warnings`, what else it said, because its log level
+  /// asked for it, in `remarks`.
   void begin();
   const std::vector<std::string>& warnings() const { return warnings_; }
+  const std::vector<std::string>& remarks() const { return remarks_; }
 
   /// Encodes one picture. Throws Failure when the encoder refuses it.
   void encode(std::span<const uint8_t> picture);
@@ -76,6 +78,7 @@ class EncodeRun final : private Morvalen::Zel::IMorvalenEncoderConsumer {
   PropertySet properties_;
   Morvalen::Zel::CMorvalenX265EncoderApi* encoder_;
   std::vector<std::string> warnings_;
+  std::vector<std::string> remarks_;
   std::vector<uint8_t> headers_;
   std::exception_ptr thrown_;  // by the sink, while the library was on the stack
   uint64_t picturesIn_ = 0;

@@ -128,6 +128,12 @@ class RawPictures : public PictureInput {
     if (!file_.error().empty()) throw Failure(file_.error());
     format_.width = static_cast<uint32_t>(size.width);
     format_.height = static_cast<uint32_t>(size.height);
+    media::Y4mHeader asY4m;
+    asY4m.width = format_.width;
+    asY4m.height = format_.height;
+    asY4m.chroma = media::findY4mChroma("420");
+    if (const std::string fault = media::y4mFault(asY4m, {}); !fault.empty())
+      throw WrongUsage("--size: " + fault);
     checkEvenSize(name_, format_);
     if (const auto bytes = regularFileSize(path)) count_ = *bytes / format_.frameBytes();
   }

@@ -123,6 +123,16 @@ TEST(EncodeRun, ARefusalWithoutAReasonIsStillOne) {
   EXPECT_THROW(run.begin(), Failure);
 }
 
+TEST(EncodeRun, WhatX265SaysOnRequestIsKept) {
+  EncoderSetup setup = smallSetup();
+  const std::string commandLine = "--log-level info";
+  setup.properties.push_back({Keys::X265CommandLine, {commandLine.begin(), commandLine.end()}});
+  Collected collected;
+  EncodeRun run(setup, collected.sink());
+  run.begin();
+  EXPECT_THAT(run.remarks(), ::testing::Contains(::testing::HasSubstr("HEVC encoder version")));
+}
+
 TEST(EncodeRun, X265sWarningsAreKept) {
   EncoderSetup setup = smallSetup();
   const std::string commandLine = "--log-level warning --hrd";

@@ -130,6 +130,11 @@ TEST_F(PictureInputTest, ASizeBesideAY4mStreamIsWrongUsage) {
   EXPECT_THROW(input->read(picture), WrongUsage);
 }
 
+TEST_F(PictureInputTest, SizesThatNoPictureHasAreWrongUsage) {
+  EXPECT_THROW(open(frame('a'), PictureSize{65534, 65534}), WrongUsage);
+  EXPECT_THROW(open(frame('a'), PictureSize{2147483646, 2}), WrongUsage);
+}
+
 TEST_F(PictureInputTest, APipeHasNoCount) {
   EXPECT_EQ(openPictures("/dev/zero", PictureSize{16, 8})->pictureCount(), std::nullopt);
 }
