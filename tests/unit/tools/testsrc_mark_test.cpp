@@ -174,7 +174,7 @@ TEST_P(FrameMarkCoded, SurvivesCoarseCoding) {
   ScratchFolder folder;
   PictureOptions options = sized(640, 360);
   options.pattern = GetParam();
-  constexpr uint64_t kFrames = 40;
+  constexpr uint64_t kFrames = 32;
   {
     PictureSource source(options);
     media::FileSink sink(folder.file("in.y4m"));

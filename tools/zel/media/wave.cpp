@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cassert>
 #include <string_view>
 #include <utility>
@@ -321,6 +322,12 @@ bool WaveWriter::write(std::span<const int32_t> samples) {
     return fail("a plain Wave file cannot pass 4 GiB");
   }
   const uint32_t bytes = format_.bitsPerSample / 8;
+  if (bytes == 4 && std::endian::native == std::endian::little) {
+    const void* const stored = samples.data();
+    if (!put({static_cast<const uint8_t*>(stored), samples.size_bytes()})) return false;
+    framesWritten_ = frames;
+    return true;
+  }
   buffer_.resize(samples.size() * bytes);
   uint8_t* to = buffer_.data();
   for (const int32_t sample : samples) {

@@ -4,6 +4,7 @@
 // from every compiler. An angle is a 32-bit phase, the whole circle is 2^32.
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -58,7 +59,8 @@ constexpr int64_t swing(int64_t amplitude, int64_t time, int milliturns, uint32_
 /// The largest whole number whose square is not above `value`.
 constexpr uint32_t squareRoot(uint64_t value) {
   uint64_t root = 0;
-  for (uint64_t bit = uint64_t{1} << 31; bit != 0; bit >>= 1) {
+  const int half = (static_cast<int>(std::bit_width(value)) + 1) / 2;
+  for (uint64_t bit = (uint64_t{1} << half) >> 1; bit != 0; bit >>= 1) {
     const uint64_t next = root | bit;
     if (next * next <= value) root = next;
   }

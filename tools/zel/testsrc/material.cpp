@@ -21,17 +21,21 @@ class ValueNoise {
     for (size_t i = 0; i < values_.size(); ++i) {
       values_[i] = static_cast<uint8_t>(mix64(seed, i, static_cast<uint64_t>(points)));
     }
+    for (int x = 0; x < cellSize(); ++x) shares_.push_back(smooth((x << 8) / cellSize()));
+    column_.resize(static_cast<size_t>(points) + 1);
   }
 
-  int at(int x, int y) const {
+  /// Writes a row of kSize values.
+  void row(int y, int* out) {
     const int shift = kMaterialBits - bits_;
-    const int fx = smooth((x & ((1 << shift) - 1)) << 8 >> shift);
-    const int fy = smooth((y & ((1 << shift) - 1)) << 8 >> shift);
-    const int column = x >> shift;
-    const int row = y >> shift;
-    const int top = between(point(column, row), point(column + 1, row), fx);
-    const int bottom = between(point(column, row + 1), point(column + 1, row + 1), fx);
-    return between(top, bottom, fy) >> 16;
+    const int share = shares_[static_cast<size_t>(y & (cellSize() - 1))];
+    for (size_t i = 0; i < column_.size(); ++i) {
+      const int column = static_cast<int>(i);
+      column_[i] = between(point(column, y >> shift), point(column, (y >> shift) + 1), share);
+    }
+    for (size_t i = 0; i + 1 < column_.size(); ++i) {
+      for (const int across : shares_) *out++ = between(column_[i], column_[i + 1], across) >> 16;
+    }
   }
 
  private:
@@ -39,6 +43,7 @@ class ValueNoise {
   static int smooth(int t) { return (t * t * (768 - 2 * t)) >> 16; }
   static int between(int a, int b, int share) { return a * 256 + (b - a) * share; }
 
+  int cellSize() const { return 1 << (kMaterialBits - bits_); }
   int point(int column, int row) const {
     const int mask = (1 << bits_) - 1;
     return values_[static_cast<size_t>((row & mask) << bits_ | (column & mask))];
@@ -46,21 +51,25 @@ class ValueNoise {
 
   int bits_;
   std::vector<uint8_t> values_;
+  std::vector<int> shares_;  // of the next lattice point, at each place between two
+  std::vector<int> column_;  // the lattice at the row's height, times 256
 };
 
 // Octaves of noise, each twice as fine as the one before and weaker by `falloff` of 256.
 std::vector<uint8_t> octaves(uint64_t seed, int firstBits, int lastBits, int falloff,
                              bool ridged = false) {
   std::vector<int> sums(size_t{kSize} * kSize);
+  std::array<int, kSize> row;
   int weight = 256;
   int total = 0;
   for (int bits = firstBits; bits <= lastBits; ++bits, weight = weight * falloff >> 8) {
-    const ValueNoise noise(seed, bits);
+    ValueNoise noise(seed, bits);
     for (int y = 0; y < kSize; ++y) {
+      noise.row(y, row.data());
+      int* const sum = &sums[static_cast<size_t>(y) * kSize];
       for (int x = 0; x < kSize; ++x) {
-        const int value = noise.at(x, y);
-        const int shaped = ridged ? 255 - std::abs(2 * value - 255) : value;
-        sums[static_cast<size_t>(y) * kSize + x] += shaped * weight;
+        const int shaped = ridged ? 255 - std::abs(2 * row[x] - 255) : row[x];
+        sum[x] += shaped * weight;
       }
     }
     total += weight;
@@ -74,7 +83,16 @@ std::vector<uint8_t> octaves(uint64_t seed, int firstBits, int lastBits, int fal
 // two nearest.
 class Cells {
  public:
-  Cells(uint64_t seed, int latticeBits) : seed_(seed), bits_(latticeBits) {}
+  Cells(uint64_t seed, int latticeBits) : bits_(latticeBits) {
+    const int size = 1 << (kMaterialBits - bits_);
+    for (int row = 0; row < 1 << bits_; ++row) {
+      for (int column = 0; column < 1 << bits_; ++column) {
+        const uint64_t id = mix64(seed, static_cast<uint64_t>(column), static_cast<uint64_t>(row));
+        points_.push_back({id, static_cast<int>(within(id, static_cast<uint32_t>(size))),
+                           static_cast<int>(within(id << 20, static_cast<uint32_t>(size)))});
+      }
+    }
+  }
 
   struct Place {
     uint64_t id;
@@ -83,35 +101,38 @@ class Cells {
 
   Place at(int x, int y) const {
     const int shift = kMaterialBits - bits_;
-    uint64_t nearest = UINT64_MAX;
-    uint64_t second = UINT64_MAX;
+    const int mask = (1 << bits_) - 1;
+    int64_t nearest = INT64_MAX;
+    int64_t second = INT64_MAX;
     uint64_t id = 0;
     for (int row = (y >> shift) - 1; row <= (y >> shift) + 1; ++row) {
       for (int column = (x >> shift) - 1; column <= (x >> shift) + 1; ++column) {
-        const uint64_t cell = hashOf(column, row);
-        const int64_t px = (column << shift) + static_cast<int>(within(cell, 1u << shift));
-        const int64_t py = (row << shift) + static_cast<int>(within(cell << 20, 1u << shift));
-        const auto distance = static_cast<uint64_t>((px - x) * (px - x) + (py - y) * (py - y));
+        const Point& point = points_[static_cast<size_t>((row & mask) << bits_ | (column & mask))];
+        const int64_t dx = column * (1 << shift) + point.x - x;
+        const int64_t dy = row * (1 << shift) + point.y - y;
+        const int64_t distance = dx * dx + dy * dy;
         if (distance < nearest) {
           second = nearest;
           nearest = distance;
-          id = cell;
+          id = point.id;
         } else if (distance < second) {
           second = distance;
         }
       }
     }
-    return {id, static_cast<int>(squareRoot(second << 8) - squareRoot(nearest << 8))};
+    return {id, static_cast<int>(squareRoot(static_cast<uint64_t>(second) << 8) -
+                                 squareRoot(static_cast<uint64_t>(nearest) << 8))};
   }
 
  private:
-  uint64_t hashOf(int column, int row) const {
-    const int mask = (1 << bits_) - 1;
-    return mix64(seed_, static_cast<uint64_t>(column & mask), static_cast<uint64_t>(row & mask));
-  }
+  struct Point {
+    uint64_t id;
+    int x;  // within its cell
+    int y;
+  };
 
-  uint64_t seed_;
   int bits_;
+  std::vector<Point> points_;
 };
 
 struct Texel {
