@@ -30,7 +30,7 @@ mirror=$(apt-get indextargets --format '$(REPO_URI)|$(CODENAME)|$(ORIGIN)' "Crea
 }
 
 leave() {
-  [[ -z $root ]] || umount "$root/proc" 2>/dev/null || true
+  [[ -z $root ]] || umount "$root/proc" "$root/sys" 2>/dev/null || true
 }
 trap leave EXIT
 
@@ -54,7 +54,9 @@ fresh_root() {
   # How to reach the mirror from here: name service, and a proxy if apt is told of one.
   cp /etc/resolv.conf /etc/hosts "$root/etc/"
   apt-config dump | grep -E '^Acquire::(https?::[Pp]roxy|Check-)' >"$root/etc/apt/apt.conf.d/90machine" || true
+  # What any running system has; x265 counts processors through them.
   mount -t proc proc "$root/proc"
+  mount -t sysfs -o ro sysfs "$root/sys"
   local program
   for program in cc g++ clang make ninja cmake git python3; do
     ! chroot "$root" bash -c "command -v $program" || {
