@@ -87,9 +87,11 @@ class ZEL_API IMorvalenEncoderConsumer {
 /// called on it. x265 runs threads of its own, which never call back. `Acquire` and `Release` may
 /// be called on any thread. Any number of objects may work at the same time on a thread each.
 ///
-/// The same pictures and options give the same bytes, run after run, with two exceptions. When
+/// The same pictures and options give the same bytes, run after run, with three exceptions. When
 /// `threads` is 0, x265 picks the number of frame threads by the machine's processors, and that
-/// number shows in the stream. Under a decoder buffer (CBR, or the VBV keys), x265 corrects its
+/// number shows in the stream. An average bit rate with several frame threads may come out
+/// differently once in a while, since what a picture gets depends on what those in work at the time
+/// have cost. Under a decoder buffer (CBR, or the VBV keys), x265 corrects its
 /// quantiser within a picture by what its rows have cost so far, and how far each row has come when
 /// it looks is a matter of timing: "--no-wpp" on the command line, which codes the rows one after
 /// the other, makes that repeatable as well. x265's own information SEI, which it puts into the
