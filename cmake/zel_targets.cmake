@@ -1,9 +1,23 @@
-# The four ways in which this project adds code.
+# The ways in which this project adds code.
 
 # zel_sources(FILE...): adds files of the calling folder to the library.
 function(zel_sources)
   list(TRANSFORM ARGN PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
   target_sources(zel_objects PRIVATE ${ARGN})
+endfunction()
+
+# zel_pass_over_library_faults(TARGET [INTERFACE]): in a sanitizer's build, tells the program, or each
+# program that links the target, which faults are those of libraries and not of their callers. It goes into
+# the program itself: out of an archive nothing would pull it.
+function(zel_pass_over_library_faults target)
+  set(scope PRIVATE)
+  if(ARGC GREATER 1)
+    set(scope ${ARGV1})
+  endif()
+  if(ZEL_SANITIZE)
+    target_sources(${target} ${scope}
+      ${PROJECT_SOURCE_DIR}/tests/support/sanitizer_suppressions.cpp)
+  endif()
 endfunction()
 
 # zel_test(NAME SOURCES file... [LIBRARIES target...] [LABELS label...] [TIMEOUT seconds]):

@@ -56,7 +56,8 @@ void declareInput(CLI::App& app, HevcEncodeOptions& options) {
     if (!options.size) throwBadValue("--size", text, "a width and a height, such as 1920x1080");
   };
   app.add_option_function<std::string>("--size", takeSize, "INPUT has raw pictures of this size")
-      ->type_name("WxH");
+      ->type_name("WxH")
+      ->take_last();
   const auto takeRate = [&options](const std::string& text) {
     options.rate = media::parseRate(text);
     if (!options.rate)
@@ -64,7 +65,8 @@ void declareInput(CLI::App& app, HevcEncodeOptions& options) {
   };
   app.add_option_function<std::string>(
          "--rate", takeRate, "frames a second, such as 30000/1001; instead of what INPUT says")
-      ->type_name("N/D");
+      ->type_name("N/D")
+      ->take_last();
   addWholeNumber(app, "--frames", options.frames, {1, std::numeric_limits<int64_t>::max()},
                  "stop after N pictures of INPUT");
   addText(app, "--timing", options.timing, "FILE",

@@ -69,7 +69,7 @@ bool startsAsWord(std::string_view line, std::string_view word) {
 }
 
 bool holdsSeparator(const std::string& text) {
-  return text.find_first_of(" \n") != text.npos;
+  return text.find_first_of(" \n") != std::string::npos;
 }
 
 }  // namespace
@@ -204,8 +204,9 @@ bool Y4mReader::parseFrameParameter(std::string_view parameter) {
   if (parameter.front() != 'I') return true;
   constexpr std::string_view kPresentations = "tTbB123?";
   constexpr std::string_view kSamplings = "pi?";
-  if (value.size() != 3 || kPresentations.find(value[0]) == value.npos ||
-      kSamplings.find(value[1]) == value.npos || kSamplings.find(value[2]) == value.npos) {
+  if (value.size() != 3 || kPresentations.find(value[0]) == std::string_view::npos ||
+      kSamplings.find(value[1]) == std::string_view::npos ||
+      kSamplings.find(value[2]) == value.npos) {
     return fail("frame " + std::to_string(framesRead_) + ": parameter " + quoted(parameter) +
                 " should be I with a presentation of tTbB123 and two of p, i");
   }
