@@ -3,6 +3,8 @@
 set(ZEL_PUBLIC_HEADERS
   zel/base/export.h
   zel/encoder/x265_encoder_api.h
+  zel/mux/engine/configuration/configuration.h
+  zel/mux/engine/configuration/tarn_array.h
   zel/platform/critical_section.h
   zel/platform/event.h
   zel/runtime/audio_format.h
