@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+
+namespace zel::mux {
+
+/// Where the bytes of one elementary stream come from: files, or one stream of a transport or
+/// program stream. One source feeds one buffer; calls come on the run's thread.
+class stream_source {
+ public:
+  virtual ~stream_source() = default;
+
+  /// Puts up to `room` bytes of elementary stream at `to`. 0 only at the true end; room is above 0.
+  virtual int32_t read(uint8_t* to, int32_t room) = 0;
+
+  /// The first time stamp of the stream in its source, in 90 kHz ticks, or -1: elementary files
+  /// have none. Valid after the first read.
+  virtual int64_t first_pts90k() const { return -1; }
+  /// The stream's first DTS in its source, where it has one; otherwise the PTS.
+  virtual int64_t first_dts90k() const { return first_pts90k(); }
+};
+
+}  // namespace zel::mux

@@ -1,0 +1,145 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "zel/mux/engine/input/elementary_input.h"
+#include "zel/mux/engine/stream/buffer_model.h"
+#include "zel/mux/engine/stream/fixed_ring.h"
+#include "zel/mux/engine/stream/stream.h"
+
+/// What a video stream's analyser and its packet maker share. The analyser fills: it finds access
+/// units, sizes and times them and tells what the stream says of itself. The packet maker drains.
+
+namespace Morvalen::Zel {
+struct tsm_video;
+}
+
+namespace zel::mux {
+
+class reporting;
+
+struct video_time_code {
+  uint8_t hours = 0, minutes = 0, seconds = 0, frames = 0;
+  bool dropFrame = false;
+  bool known = false;
+};
+
+/// One access unit in the input. The bytes stand at [start, start + size).
+struct access_unit {
+  double dts = 0;  // 27 MHz ticks within the wrap
+  double pts = 0;
+  int64_t start = 0;           // position in the input
+  int32_t size = 0;            // as in the input, without what the packet maker inserts
+  int64_t dependentStart = 0;  // second layer, MVC and SVC: its bytes in dependentInput
+  int32_t dependentSize = 0;
+  int32_t pictureStart = 0;    // from `start` to the picture start code (MPEG) or the first slice
+  uint8_t pictureType = 0;     // 1 I, 2 P, 3 B
+  uint8_t fieldStructure = 3;  // picture_structure: 1 top field, 2 bottom field, 3 frame
+  bool topFieldFirst = false;
+  bool timed = false;           // dts and pts are final; units leave in order once they are
+  bool keyPoint = false;        // decoding can start here
+  bool sequenceHeader = false;  // or parameter sets
+  bool gop = false;             // a GOP header stands in it
+  bool hasDelimiter = false;    // AVC, HEVC: starts with an access unit delimiter
+  uint8_t primaryPicType = 7;   // for a delimiter to insert (ITU-T H.264, table 7-5)
+  video_time_code timeCode;
+  // The analyser's own, for ordering.
+  int64_t poc = 0;
+  int32_t fieldCount = 2;
+
+  // Set by plan_insertions() once the size is known; before that, 0.
+  uint8_t delimiterBytes = 0;  // in front of the unit
+  uint8_t quadBytePad = 0;     // zero bytes before pictureStart
+
+  /// What the decoder receives: the size that the removal event has.
+  int32_t sent_size() const { return size + dependentSize + delimiterBytes + quadBytePad; }
+};
+
+inline constexpr size_t kAccessUnits = 649;
+
+enum class video_coding : uint8_t { unknown, mpeg1, mpeg2, mpeg4_part2, avc, hevc };
+
+/// What the stream's headers say, with the defaults of a stream that says nothing.
+struct video_characteristics {
+  video_coding coding = video_coding::unknown;
+  double bitRate = 0;      // bits per second
+  int32_t vbvSize = 0;     // in units of 2,048 bytes
+  int32_t vbvDelay = 0;    // 90 kHz ticks; 65,535: not told
+  double framePeriod = 0;  // 27 MHz ticks
+  double frameRate = 0;    // frames per second
+  int32_t frameRateRounded = 0;
+  int32_t frameRateCode = 0;
+  int32_t width = 0, height = 0;
+  int32_t profile = 0, level = 0;
+  bool escape = false;  // escape bit of profile_and_level_indication
+  int32_t chromaFormat = 1;
+  bool progressiveSequence = false;
+  bool lowDelay = false;
+  bool stillPicture = false;
+  double dependentBitRate = 0;  // second layer, 0 without
+};
+
+/// What the packet maker remembers of the unit and the PES packet that it's in.
+struct video_cursor {
+  bool inUnit = false;
+  int32_t unitSent = 0;       // of the front unit's sent_size(), base layer
+  int32_t dependentSent = 0;  // of its dependentSize
+  int32_t pesUnitsLeft = 0;   // of the PES packet being sent
+  int32_t pesBytes = 0;       // payload so far; for MaxPESlen
+  bool pesStart = true;       // the next packet begins a PES packet
+  bool dependentPesStart = true;
+  uint8_t dependentContinuity = 0;
+  int32_t strictHolds = 0;   // in a row, for StrictVBV
+  int32_t layerTurn = 0;     // packets left to the layer whose turn it is
+  bool paddedSmall = false;  // warning given
+  bool insertedDelimiter = false;
+  bool endCodeChecked = false;
+};
+
+struct video_state : stream_state {
+  tsm_stream* stream = nullptr;
+  const Morvalen::Zel::tsm_video* config = nullptr;
+  reporting* report = nullptr;
+  int32_t index = 0;                  // among the program's video streams
+  video_state* firstVideo = nullptr;  // of the program; itself for the first
+
+  elementary_input input;
+  elementary_input dependentInput;  // second layer, split off `input` by the analyser
+  fixed_ring<access_unit, kAccessUnits> units;
+  buffer_model model;
+  video_characteristics characteristics;
+  video_cursor cursor;
+
+  double runningDts = 0;     // of the next access unit; 27 MHz ticks within the wrap
+  double firstDts = 0;       // D0
+  double firstPts = 0;       // of the first picture in decoding order
+  double stopDts = -1;       // a terminated stream takes no picture from here on; below 0: none
+  int64_t scanPosition = 0;  // where scanning goes on
+  bool sourceEnded = false;  // everything is queued: no more units come
+  video_time_code startTimeCode;
+
+  /// What the analyser keeps for itself.
+  struct analyser_state {
+    virtual ~analyser_state() = default;
+  };
+  std::unique_ptr<analyser_state> analyser;
+};
+
+/// Reads headers until `characteristics` is known, gives it the defaults for what isn't told, and
+/// rewinds: `scanPosition` and the input stand where the stream's data begin. Loads the input as
+/// needed. Reports its findings; a stream without any picture is fatal 23.
+void discover_video(video_state& state);
+
+/// Queues more access units, loading the input as needed: returns once at least one more unit is
+/// timed, or there is no room, or the source has ended (then `sourceEnded` is set and all units are
+/// timed). Each unit gets its removal event, of sent_size() bytes at its DTS.
+/// @return false if the source has ended and nothing was queued.
+bool scan_video(video_state& state);
+
+/// The bytes to be inserted into `unit`, whose size and flags are complete: an access unit
+/// delimiter (warnings 135 and 136), the pad of `QuadByte`. The analyser calls it before it queues
+/// the unit's removal event.
+void plan_insertions(video_state& state, access_unit& unit);
+
+}  // namespace zel::mux
