@@ -1,0 +1,58 @@
+#include "zel/mux/engine/run/output_writer.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace zel::mux {
+
+output_writer::output_writer(const layout& form, const packet_time_stamps& stamps,
+                             Morvalen::Zel::tsm_write_callback write, void* user)
+    : form_(form),
+      stamps_(stamps),
+      write_(write),
+      user_(user),
+      buffer_(static_cast<size_t>(form.packetSize) *
+              static_cast<size_t>(std::max(form.bufferedPackets, 1))) {}
+
+// The bytes behind packet, events and stamp stay the zeros that they began as.
+void output_writer::lay_out(const tsm_packet& packet, uint8_t* out) {
+  const int stampBytes = stamps_.bytes();
+  uint8_t* bytes = stamps_.precedes() ? out + stampBytes : out;
+  std::memcpy(bytes, packet.bytes, kPacketBytes);
+  if (form_.events) {
+    const auto room = static_cast<size_t>(out + form_.packetSize - (bytes + kPacketBytes));
+    std::memcpy(bytes + kPacketBytes, packet.events, std::min<size_t>(room, 2));
+  }
+  if (stampBytes > 0) stamps_.write(stamps_.precedes() ? out : out + kPacketBytes);
+}
+
+bool output_writer::put(const tsm_packet& packet, Morvalen::Zel::tsm_stats& stats) {
+  const bool isNull = packet.pid() == kNullPid;
+  const auto size = static_cast<size_t>(form_.packetSize);
+  ++stats.packetsWritten;
+  ++stats.packetsCounted;
+  stats.nullPackets += isNull ? 1 : 0;
+  stats.bytesWritten += form_.packetSize;
+
+  if (isNull && form_.dropNulls) {
+    stamps_.advance();
+    return true;
+  }
+  lay_out(packet, buffer_.data() + used_);
+  if (stamps_.enabled()) stamps_.advance();
+  if (form_.bufferedPackets <= 0) {
+    return write_(user_, buffer_.data(), form_.packetSize,
+                  isNull ? kNullPacketKind : kPacketKind) == 0;
+  }
+  used_ += size;
+  return used_ < buffer_.size() || flush();
+}
+
+bool output_writer::flush() {
+  if (used_ == 0) return true;
+  const auto size = static_cast<int32_t>(used_);
+  used_ = 0;
+  return write_(user_, buffer_.data(), size, kPacketKind) == 0;
+}
+
+}  // namespace zel::mux

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "zel/mux/engine/callbacks.h"
+#include "zel/mux/engine/run/packet_time_stamps.h"
+#include "zel/mux/engine/stream/stream.h"
+
+namespace zel::mux {
+
+/// Kinds of output, as the write callback is told.
+inline constexpr int kNullPacketKind = 2;
+inline constexpr int kPacketKind = 3;
+
+/// Lays packets out as the file wants them (event bytes, time stamp, stuffing up to the packet
+/// size), gathers them, and hands them to the write callback. Counts what it is given.
+class output_writer {
+ public:
+  struct layout {
+    int packetSize = 188;     // 188 to 512
+    bool events = false;      // the two event bytes stand behind the packet
+    bool dropNulls = false;   // null packets are counted and stamped, not written
+    int bufferedPackets = 0;  // OutPkts; 0 writes each packet at once
+  };
+
+  output_writer(const layout& form, const packet_time_stamps& stamps,
+                Morvalen::Zel::tsm_write_callback write, void* user);
+
+  /// False where the write callback failed.
+  bool put(const tsm_packet& packet, Morvalen::Zel::tsm_stats& stats);
+  /// Writes what is gathered.
+  bool flush();
+
+  packet_time_stamps& stamps() { return stamps_; }
+
+ private:
+  void lay_out(const tsm_packet& packet, uint8_t* out);
+
+  layout form_;
+  packet_time_stamps stamps_;
+  Morvalen::Zel::tsm_write_callback write_;
+  void* user_;
+  std::vector<uint8_t> buffer_;  // whole packets; its size never changes
+  size_t used_ = 0;
+};
+
+}  // namespace zel::mux
