@@ -2,6 +2,7 @@
 # read by CMake and by scripts/ alike. Paths from the include root, one a line.
 set(ZEL_PUBLIC_HEADERS
   zel/base/export.h
+  zel/dnxhd/front_end/avid_compression.h
   zel/encoder/x265_encoder_api.h
   zel/mux/engine/configuration/configuration.h
   zel/mux/engine/configuration/tarn_array.h

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+// The compressions that the codec codes, as its front end describes them. What the bit stream needs
+// to know of an id stands in VCIDTable.
+
+namespace zel::dnxhd {
+
+inline constexpr uint32_t kColorClassYCbCr422 = 8192;
+inline constexpr uint32_t kColorClass444 = 268435456;
+
+/// One row; all words but the two texts are 32 bits wide, and those of a fixed value are carried
+/// along.
+struct CompInfo {
+  uint32_t compressionId;
+  char name[256];
+  uint32_t fieldsPerFrame;
+  uint32_t width;  // of the full raster
+  uint32_t lines;  // of one field
+  uint32_t one;
+  char family[256];
+  uint32_t bitRate;  // bits a second
+  uint32_t ratio;
+  uint32_t frameBytes;
+  uint32_t zero1[2];
+  uint32_t flag1;
+  uint32_t scanFields;
+  uint32_t firstActiveLine1;
+  uint32_t firstActiveLine2;  // 0 in progressive rows
+  uint32_t lineClass;
+  uint32_t two;
+  uint32_t colorClass;
+  uint32_t ones[2];
+  uint32_t depthClass;  // 2: 10 bits; 1: 8 bits
+  uint32_t one2;
+  uint32_t componentWord;  // 8, or 2 for 4:4:4
+  uint32_t planeClass;     // 1, or 2 for 4:4:4
+  uint32_t lines2;
+  uint32_t width2;
+  uint32_t zero2[2];
+  uint32_t two2;
+  uint32_t zero3;
+  uint32_t maxValue;
+  uint32_t thirtyTwo;
+  uint32_t rasterWidth;  // of the coded raster: narrower than `width` where it is thin
+  uint32_t rasterLines;
+};
+
+extern const std::array<CompInfo, 17> kCompInfos;
+
+/// The row of the id, or null.
+const CompInfo* FindCompInfo(uint32_t compressionId);
+
+}  // namespace zel::dnxhd
