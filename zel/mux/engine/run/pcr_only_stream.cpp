@@ -1,0 +1,42 @@
+#include "zel/mux/engine/run/pcr_only_stream.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "zel/mux/engine/stream/pcr_schedule.h"
+
+namespace zel::mux {
+
+void make_pcr_only_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet, tsm_mux&) {
+  stream.clear(kPacketHasPcr);
+  packet.events[0] = packet.events[1] = 0;
+  if (!pcr_is_due(stream, stream.nextTime)) {
+    packet.make_null();
+    stream.step_times();
+    return;
+  }
+  schedule_next_pcr(stream, now, stream.nextTime);
+  const int pid = stream.pid();
+  packet.bytes[0] = 0x47;
+  packet.bytes[1] = static_cast<uint8_t>((stream.has(kTransportPriority) ? 0x20 : 0) | pid >> 8);
+  packet.bytes[2] = static_cast<uint8_t>(pid);
+  packet.bytes[3] = static_cast<uint8_t>(0x20 | stream.continuity());  // it counts payload only
+  packet.bytes[4] = kPacketBytes - 5;
+  packet.bytes[5] = pcr_flags(stream, packet);
+  std::memset(packet.bytes + kPcrPlace, 0xFF, kPacketBytes - kPcrPlace);
+  stream.step_times();
+}
+
+void turn_into_pcr_only(tsm_stream& stream) {
+  stream.clear(kNoMorePackets);
+  stream.set(kPriority);
+  stream.makePacket = make_pcr_only_packet;
+  stream.rate = 1.504e6 / std::max(stream.pcrPeriod, 1u);
+  // One packet a period. Taken from the step itself: 4.0608e10 / rate may fall short of it by a
+  // rounding, and a packet that comes that much early would have to wait a whole period.
+  stream.interval = stream.pcrStep;
+  stream.nextTime = stream.pcrNext;
+  stream.dueTime = add(stream.nextTime, stream.interval);
+}
+
+}  // namespace zel::mux

@@ -1,0 +1,170 @@
+#include "zel/mux/engine/run/slot_loop.h"
+
+#include <cmath>
+
+#include "zel/mux/engine/run/pcr_only_stream.h"
+#include "zel/mux/engine/run/slot_choice.h"
+#include "zel/mux/engine/stream/pcr_schedule.h"
+
+// Time is simulated: it moves by one packet's duration a slot. At each slot the streams that may go
+// are asked, the most urgent first; one that has nothing to send steps its own times and passes the
+// slot to the next, with the clock standing still. The order of the tests is part of the behaviour.
+
+namespace zel::mux {
+
+namespace {
+
+constexpr int kWriteFailed = 82;
+constexpr int kTerminatedEarly = 15;
+constexpr int kEndedEarly = 145;
+constexpr int kSlotsPerSync = 100000;
+constexpr int64_t kPacketsOfSync = 53191489;
+
+void set_clock(tsm_mux& mux) {
+  if (mux.clockIsSet) return;
+  mux.clockIsSet = true;
+  mux.packetTime = time_from_ticks(kPacketBitTicks / mux.rate);
+  mux.now = time_from_ticks(mux.startTime);
+}
+
+// The sum of rounded packet times may not drift from the rate.
+void sync_clock(tsm_mux& mux) {
+  if (++mux.slotsSinceSync <= kSlotsPerSync) return;
+  mux.slotsSinceSync = 0;
+  if (mux.stats.packetsCounted >= kPacketsOfSync || mux.startTime != 0) return;
+  mux.now =
+      time_from_ticks(static_cast<double>(mux.stats.packetsCounted) * 2.7e7 * 1504 / mux.rate);
+}
+
+void put(tsm_mux& mux) {
+  ++mux.sinceProgress;
+  if (!mux.writer.put(mux.packet, mux.stats)) mux.reports.fatal(kWriteFailed);
+  mux.bursts.packet_sent();
+}
+
+void put_null(tsm_mux& mux) {
+  mux.nulls.make(mux.packet);
+  put(mux);
+}
+
+bool termination_reached(tsm_mux& mux) {
+  if (mux.terminatePacket <= 0 || mux.stats.packetsCounted < mux.terminatePacket) return false;
+  for (const auto& stream : mux.streams) {
+    if (!stream->has2(kTerminated) || stream->has(kSourceEnded)) continue;
+    mux.reports.warn(kTerminatedEarly, stream->pid(), int64_t{stream->pid()});
+  }
+  return true;
+}
+
+bool progress_stops(tsm_mux& mux) {
+  if (mux.sinceProgress < mux.progressPeriod) return false;
+  mux.sinceProgress = 0;
+  return mux.progress != nullptr && mux.progress(mux.progressUser, &mux.stats) != 0;
+}
+
+bool run_is_over(const tsm_mux& mux, const slot_survey& survey) {
+  if (mux.terminate) return false;
+  if (mux.forceDuration) return !is_before(mux.now, mux.endTime);
+  return survey.allEnded || survey.stopOnAv;
+}
+
+// The stream of this slot, or null where it goes to a null packet.
+tsm_stream* choose(const tsm_mux& mux, const slot_survey& survey) {
+  tsm_stream* stream = survey.choice();
+  if (stream != nullptr && stream->has2(kHold)) {
+    if (is_before(mux.now, stream->holdUntil)) {
+      stream->step_times();
+      return nullptr;
+    }
+    stream->clear2(kHold);
+  }
+  return mux.bursts.wants_null() ? nullptr : stream;
+}
+
+// Seconds by which the others outlive the first stream to end.
+void note_end(tsm_mux& mux, const tsm_stream& stream) {
+  if (mux.firstEndedPid < 0) {
+    mux.firstEndedPid = stream.pid();
+    mux.firstEndedAt = mux.now;
+    return;
+  }
+  const tsm_time span = subtract(mux.now, mux.firstEndedAt);
+  const uint64_t milliseconds = (uint64_t{span.high} * kLowRange + span.low) / 90;
+  const double seconds = static_cast<double>(milliseconds) / 1000.0;
+  if (seconds > mux.warnIfEndEarly) mux.reports.warn(kEndedEarly, mux.firstEndedPid, seconds);
+}
+
+void write_clock(tsm_mux& mux, const tsm_stream& stream) {
+  tsm_time pcr = add(mux.now, stream.pcrOffset);
+  if (stream.has2(kDriftOnPcr)) {
+    pcr = add_ticks(pcr, static_cast<double>(mux.stats.packetsCounted + 1) * stream.driftPerPacket);
+  }
+  write_pcr(mux.packet.bytes + kPcrPlace, pcr);
+}
+
+// True where a packet is there to go out; otherwise the slot is open to the next candidate.
+bool make_packet(tsm_mux& mux, tsm_stream& stream) {
+  const tsm_time before = stream.nextTime;
+  const bool hadPackets = !stream.has(kNoMorePackets);
+  mux.packet.events[0] = mux.packet.events[1] = 0;
+  stream.makePacket(stream, mux.now, mux.packet, mux);
+
+  const bool ends = hadPackets && stream.has(kNoMorePackets);
+  if (ends && stream.has(kCarriesPcr)) turn_into_pcr_only(stream);
+  if (ends && mux.warnIfEndEarly > 0 && !stream.has(kPsiStream)) note_end(mux, stream);
+  if (stream.has(kPacketHasPcr)) write_clock(mux, stream);
+  if (mux.packet.pid() != kNullPid || stream.kind == stream_kind::data) return true;
+
+  // A stream that passes the slot without stepping its times would be asked for ever.
+  if (!stream.has(kNoMorePackets) && stream.nextTime == before) {
+    stream.nextTime = add(mux.now, mux.packetTime);
+    stream.dueTime = add(stream.nextTime, stream.interval);
+  }
+  return false;
+}
+
+slot_outcome finish(tsm_mux& mux) {
+  if (mux.packetCountMultiple > 1) {
+    while (mux.stats.packetsWritten % mux.packetCountMultiple != 0) put_null(mux);
+  }
+  if (!mux.writer.flush()) mux.reports.fatal(kWriteFailed);
+  return slot_outcome::finished;
+}
+
+}  // namespace
+
+slot_outcome run_slots(tsm_mux& mux) {
+  set_clock(mux);
+  const int64_t firstPacket = mux.stats.packetsWritten;
+  while (true) {
+    const control_word control = mux.control.load(std::memory_order_relaxed);
+    if (control == control_word::end) return slot_outcome::ended;
+    if (control == control_word::restart ||
+        (control == control_word::restart_on_errors && mux.stats.errors > 0)) {
+      return slot_outcome::restart;
+    }
+    if (mux.packetsPerCall > 0 && mux.stats.packetsWritten - firstPacket >= mux.packetsPerCall) {
+      return slot_outcome::paused;
+    }
+    if (termination_reached(mux) || progress_stops(mux)) return finish(mux);
+    sync_clock(mux);
+
+    const slot_survey survey = survey_streams(mux);
+    if (run_is_over(mux, survey)) return finish(mux);
+    tsm_stream* stream = choose(mux, survey);
+    if (stream != nullptr && !pass_smoothing_buffers(*stream, mux)) {
+      stream->dueTime = add(mux.now, tsm_time{0, 0, 1048576});
+      stream->step_times();
+      continue;
+    }
+    if (stream == nullptr) {
+      put_null(mux);
+    } else {
+      if (!make_packet(mux, *stream)) continue;
+      put(mux);
+    }
+    mux.now = add(mux.now, mux.packetTime);
+  }
+}
+
+}  // namespace zel::mux
