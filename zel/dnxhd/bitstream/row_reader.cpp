@@ -1,0 +1,220 @@
+#include "zel/dnxhd/bitstream/row_reader.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <vector>
+
+#include "zel/base/byte_order.h"
+#include "zel/dnxhd/tables/ac_codes.h"
+#include "zel/dnxhd/tables/weights.h"
+
+namespace zel::dnxhd {
+
+namespace {
+
+// More than the widest macroblock takes: 12 blocks of a DC of 20 bits and 64 coefficients of 16
+// bits of code, a sign, 6 escape bits and 10 bits of run, and the eight bytes that a load takes.
+constexpr size_t kMostMacroblockBytes = 3400;
+static_assert(12 * (20 + 64 * (16 + 1 + 6 + 10)) / 8 + 16 <= kMostMacroblockBytes);
+
+// Where coded block i is stored, and whose predictor and weights it has.
+struct BlockPlace {
+  uint16_t offset;
+  uint8_t component;
+};
+constexpr std::array<BlockPlace, 8> kPlaces422 = {
+    {{0, 0}, {64, 0}, {256, 1}, {384, 2}, {128, 0}, {192, 0}, {320, 1}, {448, 2}}};
+constexpr std::array<BlockPlace, 12> kPlaces444 = {{{0, 0},
+                                                    {64, 0},
+                                                    {128, 1},
+                                                    {192, 1},
+                                                    {256, 2},
+                                                    {320, 2},
+                                                    {384, 0},
+                                                    {448, 0},
+                                                    {512, 1},
+                                                    {576, 1},
+                                                    {640, 2},
+                                                    {704, 2}}};
+
+std::span<const BlockPlace> PlacesOf(CodingMode mode) {
+  if (mode == kMode444) return kPlaces444;
+  return kPlaces422;
+}
+
+}  // namespace
+
+// The next bits at the top of a word. Refilling is without branches: it ors in the eight bytes at
+// `at`, of which those count that fit whole; at least 56 bits are then there.
+struct RowReader::Window {
+  const uint8_t* at;
+  uint64_t word = 0;
+  uint32_t count = 0;
+
+  void Refill() {
+    word |= base::loadBig64(at) >> count;
+    at += (63 - count) >> 3;
+    count |= 56;
+  }
+  uint32_t Peek(int bits) const { return static_cast<uint32_t>(word >> (64 - bits)); }
+  void Skip(uint32_t bits) {
+    word <<= bits;
+    count -= bits;
+  }
+  uint32_t Take(int bits) {
+    const uint32_t value = Peek(bits);
+    Skip(static_cast<uint32_t>(bits));
+    return value;
+  }
+  // The first byte of which nothing was taken, seen from the bytes that are whole in the word.
+  size_t BitsTaken(const uint8_t* begin) const {
+    return static_cast<size_t>(at - begin) * 8 - count;
+  }
+};
+
+RowReader::RowReader(const VCIDEntry& entry)
+    : entry_(entry),
+      lookUp_(LookUpOf(entry)),
+      mode_(CodingModeOf(entry)),
+      fieldFlag_(HasFieldFlag(entry)),
+      mbCols_(GeometryOf(entry).mbCols),
+      shift_(mode_ == kMode444 ? 5 : 13 - entry.depth) {}
+
+// The value of level L is (L * w + (w >> 1) + half) / d with w = weight * q, where half is d / 2,
+// but 0 if w equals d.
+void RowReader::SetQuantiser(uint32_t q) {
+  if (q == q_) return;
+  q_ = q;
+  const uint32_t d = 1u << shift_;
+  for (size_t k = 0; k < kBlockCoefficients; ++k) {
+    for (const size_t component : {size_t{0}, kBlockCoefficients}) {
+      const uint32_t weight = component == 0 ? entry_.lumaWeights[k] : entry_.chromaWeights[k];
+      const uint32_t w = weight * q;
+      scales_[component + k] = static_cast<int32_t>(w);
+      biases_[component + k] = static_cast<int32_t>((w >> 1) + (w == d ? 0 : d >> 1));
+    }
+  }
+}
+
+template <bool Store>
+bool RowReader::ReadBlock(Window& window, int& predictor, const int32_t* scales,
+                          const int32_t* biases, int16_t* block) {
+  window.Refill();
+  const DcPart dc = lookUp_.Dc(window.Peek(kDcIndexBits));
+  window.Skip(dc.bits);
+  if (dc.size != 0) {
+    const int bits = static_cast<int>(window.Take(dc.size));
+    // A leading 1 is a positive difference; below that it is less by all ones.
+    predictor += bits >> (dc.size - 1) != 0 ? bits : bits - ((1 << dc.size) - 1);
+  }
+  if (Store) block[0] = static_cast<int16_t>(std::clamp(predictor, -32768, 32767));
+
+  const AcLookUp* table = lookUp_.Ac();
+  uint32_t k = 0;
+  for (;;) {
+    window.Refill();
+    const AcLookUp next = table[window.Peek(kAcIndexBits)];
+    int level = next.level;
+    k += next.advance;
+    if (k > 63) [[unlikely]] {
+      if (next.advance == kAdvanceEnd) {
+        window.Skip(next.bits);
+        return true;
+      }
+      if (next.advance != kAdvanceLong) return false;
+      k -= kAdvanceLong;
+      const AcPart part = lookUp_.Part(window.Peek(16));
+      window.Skip(part.bits);
+      // The end of the block is short, and was found above.
+      const bool negative = window.Take(1) != 0;
+      level = part.level;
+      if ((part.kind & kEscape) != 0) {
+        level += 64 * static_cast<int>(window.Take(lookUp_.EscapeBits()));
+      }
+      if (negative) level = -level;
+      uint32_t run = 0;
+      if ((part.kind & kRun) != 0) {
+        const RunPart found = lookUp_.Run(window.Peek(kRunIndexBits));
+        window.Skip(found.bits);
+        run = found.run;
+      }
+      k += run + 1;
+      if (k > 63) return false;
+    } else {
+      window.Skip(next.bits);
+    }
+    if (Store) {
+      // In 32 bits: 4096 * 255 * 2047 is below 2^31.
+      const int sign = level >> 31;
+      const int magnitude = ((level ^ sign) - sign) * scales[k] + biases[k];
+      const int value = std::min(magnitude >> shift_, 32767);
+      block[kScan[k]] = static_cast<int16_t>((value ^ sign) - sign);
+    }
+  }
+}
+
+template <bool Store>
+bool RowReader::ReadMacroblock(Window& window, int16_t* coefficients, MacroblockFlags& flags) {
+  window.Refill();
+  flags.field = fieldFlag_ && window.Take(1) != 0;
+  const uint32_t q = window.Take(fieldFlag_ ? 10 : 11);
+  flags.color = window.Take(1) != 0;
+  if (Store) SetQuantiser(q);
+  for (const BlockPlace& place : PlacesOf(mode_)) {
+    const size_t weights = place.component == 0 ? 0 : kBlockCoefficients;
+    if (!ReadBlock<Store>(window, predictors_[place.component], scales_.data() + weights,
+                          biases_.data() + weights, Store ? coefficients + place.offset : nullptr))
+      return false;
+  }
+  return true;
+}
+
+template <bool Store>
+ResultWord RowReader::ReadRow(std::span<const uint8_t> data, size_t offset, const RowOutput& out,
+                              size_t& end) {
+  if (offset >= data.size()) return kErrorInMacroblockIndices;
+  const size_t macroblock = BlocksOf(mode_) * kBlockCoefficients;
+  if (Store) std::memset(out.coefficients, 0, mbCols_ * macroblock * sizeof(int16_t));
+  predictors_ = {};
+
+  // Where a macroblock could read past the data, the rest of it is read from a copy with zeros
+  // behind. Inside a macroblock nothing then has to be checked.
+  std::vector<uint8_t> tail;
+  const uint8_t* begin = data.data();
+  size_t beginAt = 0;  // of `begin` in the data
+  size_t safeEnd = data.size() > kMostMacroblockBytes ? data.size() - kMostMacroblockBytes : 0;
+  Window window{begin + offset};
+  MacroblockFlags unused;
+  for (size_t column = 0; column < mbCols_; ++column) {
+    const size_t bitsTaken = beginAt * 8 + window.BitsTaken(begin);
+    if (bitsTaken > data.size() * 8) return kErrorInHuffmanDecode;
+    if (tail.empty() && bitsTaken / 8 >= safeEnd) {
+      beginAt = bitsTaken / 8;
+      tail.assign(data.begin() + static_cast<ptrdiff_t>(beginAt), data.end());
+      tail.resize(tail.size() + 2 * kMostMacroblockBytes);
+      begin = tail.data();
+      window = {begin};
+      window.Refill();
+      window.Skip(bitsTaken % 8);
+    }
+    if (!ReadMacroblock<Store>(window, Store ? out.coefficients + column * macroblock : nullptr,
+                               Store ? out.flags[column] : unused))
+      return kErrorInHuffmanDecode;
+  }
+  const size_t bits = beginAt * 8 + window.BitsTaken(begin);
+  if (bits > data.size() * 8) return kErrorInHuffmanDecode;
+  end = (bits + 31) / 32 * 4;
+  return kSuccessful;
+}
+
+ResultWord RowReader::Read(std::span<const uint8_t> data, size_t offset, const RowOutput& out,
+                           size_t& end) {
+  return ReadRow<true>(data, offset, out, end);
+}
+
+ResultWord RowReader::Check(std::span<const uint8_t> data, size_t offset, size_t& end) {
+  return ReadRow<false>(data, offset, {}, end);
+}
+
+}  // namespace zel::dnxhd
