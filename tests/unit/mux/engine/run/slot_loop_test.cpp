@@ -20,6 +20,10 @@ std::atomic<long> allocations{0};
   if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
   throw std::bad_alloc();
 }
+[[gnu::noinline]] void* operator new(size_t size, const std::nothrow_t&) noexcept {
+  ++allocations;
+  return std::malloc(size == 0 ? 1 : size);
+}
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
   std::free(memory);
 }
@@ -328,6 +332,27 @@ TEST(SlotLoopRuns, TwoRunsGiveTheSameBytes) {
   const std::vector<uint8_t> first = run();
   EXPECT_GT(first.size(), 188u * 2500);
   EXPECT_EQ(run(), first);
+}
+
+TEST_F(SlotLoop, PsiKeepsItsRepetitionBesideAPriorityStreamThatTakesEverySlot) {
+  add_stream('b', 1.504e6, 990).set(kPriority);
+  auto stream = std::make_unique<tsm_stream>();
+  stream->kind = stream_kind::psi;
+  stream->set(kPsiStream);
+  stream->set_pid('p');
+  stream->interval = time_from_ticks(2.7e6);
+  stream->makePacket = psi_make_packet;
+  auto state = std::make_unique<psi_state>();
+  state->sections.push_back({std::vector<uint8_t>(40, 0xAA), false, {}, stream->interval});
+  stream->state = std::move(state);
+  mux.streams.insert(mux.streams.begin(), std::move(stream));
+  // Its deadline is a repetition away, so the first round is a matter of deadlines alone.
+  mux.streams.front()->dueTime = {};
+  EXPECT_EQ(run_slots(mux), slot_outcome::finished);
+  int sent = 0;
+  for (const char pid : order()) sent += pid == 'p' ? 1 : 0;
+  EXPECT_GE(sent, 5);
+  EXPECT_LE(sent, 11);
 }
 
 struct BufferedSlotLoop : SlotLoop {
