@@ -22,7 +22,7 @@ class elementary_input {
   /// Allocates `size` bytes; `source` fills them, at most `granularity` bytes a call of load().
   void open(int32_t size, int32_t granularity, std::unique_ptr<stream_source> source);
   /// The same with a caller's callback, which fills as much as it likes.
-  void open(int32_t size, load_function load, void* userValue);
+  void open(int32_t size, load_function function, void* userValue);
   bool opened() const { return storage_ != nullptr; }
 
   /// Gets more bytes. False when none came: the source has ended (ended() tells) or there is no

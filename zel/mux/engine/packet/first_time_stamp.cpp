@@ -1,0 +1,122 @@
+#include "zel/mux/engine/packet/first_time_stamp.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace zel::mux {
+
+namespace {
+
+constexpr double kTicks90k = 300;
+constexpr double kByteTicks = 2.16e8;  // 8 * 27,000,000: bytes over bits per second to ticks
+constexpr double kTenthSecond = 2.7e6;
+constexpr int32_t kVbvDelayNotTold = 65'535;
+constexpr int32_t kMostOverlap = 60;
+
+bool is_nal_coded(video_coding coding) {
+  return coding == video_coding::avc || coding == video_coding::hevc;
+}
+
+// The time that the whole buffer takes to fill at the stream's rate.
+double fill_time(int64_t limit, double bitRate) {
+  return bitRate > 0 ? static_cast<double>(limit) * kByteTicks / bitRate : 0;
+}
+
+double snapped_up(double ticks, double period, int32_t overlap) {
+  if (period <= 0) return ticks;
+  const double frames = std::max(std::ceil(ticks / period), static_cast<double>(overlap));
+  return frames * period;
+}
+
+double video_base(const video_start_inputs& in, const video_characteristics& video, int64_t limit) {
+  // Reordering shows a picture one period after its DTS at the least; what is set is the PTS.
+  const bool immediate = (video.lowDelay && !in.notLowDelay) || video.stillPicture;
+  const double reorder = immediate ? 0 : video.framePeriod;
+  if (in.ptsi > 0) return in.delay90k * kTicks90k + in.ptsi - reorder;
+  if (in.index > 0) {
+    const double base = in.independent ? (in.delay90k + video.vbvDelay) * kTicks90k
+                                       : in.delay90k * kTicks90k + in.firstStreamBase;
+    return base - reorder;
+  }
+  if (!in.maxDelay && video.vbvDelay != kVbvDelayNotTold) {
+    return (in.delay90k + video.vbvDelay) * kTicks90k;
+  }
+  const double most = is_nal_coded(video.coding) ? 2.6e8 : 2.6e7;
+  return std::min(fill_time(limit, video.bitRate) + in.delay90k * kTicks90k, most);
+}
+
+}  // namespace
+
+video_start first_video_dts(const video_start_inputs& in, const video_characteristics& video,
+                            int64_t limit) {
+  video_start start;
+  start.base = video_base(in, video, limit);
+  if (in.maxDecodeDelay90k > 0) {
+    start.base = std::min(start.base, in.maxDecodeDelay90k * kTicks90k);
+  }
+  double dts = start.base + in.leader90k * kTicks90k + in.streamDelay90k * kTicks90k;
+  if (in.terminated) {
+    start.overlapTooLong = in.overlap > kMostOverlap;
+    dts = snapped_up(dts, video.framePeriod, in.overlap);
+  }
+  const double fill = fill_time(limit, video.bitRate);
+  start.holds = fill > 0 && dts > fill + kTenthSecond;
+  start.dts = dts + in.startTime;
+  start.holdUntil = start.dts - fill - kTenthSecond;
+  return start;
+}
+
+namespace {
+
+// Bytes that stand in the buffer before the first frame is taken, for streams without video.
+double preload_bytes(const audio_characteristics& audio, bool dvbBuf) {
+  if (audio.kind == audio_kind::latm && dvbBuf) return 8'976;
+  if (audio.kind == audio_kind::ac3 && audio.eac3) return 5'000;
+  if (audio.kind == audio_kind::dts && audio.frameSize > 0) return audio.frameSize + 500;
+  return 3'072;
+}
+
+}  // namespace
+
+audio_start first_audio_pts(const audio_start_inputs& in, const audio_characteristics& audio,
+                            int64_t limit) {
+  audio_start start;
+  double bitRate = audio.bitRate;
+  if (in.ptsi > 0 && !in.independent && in.hasVideo) {
+    start.pts = in.ptsi;
+  } else if (in.hasVideo && !in.independent) {
+    start.pts = in.videoFirstPts - (in.videoStreamDelay90k + in.leader90k) * kTicks90k;
+  } else {
+    if (bitRate <= 0) {
+      start.rateMissing = true;
+      bitRate = 640'000;
+    }
+    start.pts = kByteTicks / bitRate * preload_bytes(audio, in.dvbBuf);
+  }
+  start.pts += (in.leader90k + in.delay90k + in.foundDelay90k + in.streamDelay90k) * kTicks90k;
+
+  if (in.followsSource) {
+    const double nearZero = std::max(audio.period * 2, 2'700'000.0);
+    if (start.pts <= nearZero && audio.period > 0) {
+      // The frame grid stays: whole frames only, down to the first place at or above zero.
+      start.moved = -std::floor(start.pts / audio.period) * audio.period;
+      start.pts += start.moved;
+    }
+    if (start.pts < 0) {
+      start.pts = 0;
+      start.adjustmentFailed = true;
+    }
+    start.skewSeconds = static_cast<int64_t>(in.sourceSkew / 2.7e7);
+  }
+  if (in.terminated) {
+    start.overlapTooLong = in.overlap > kMostOverlap;
+    start.pts = snapped_up(start.pts, in.videoFramePeriod, in.overlap);
+  }
+  const double fill = fill_time(limit, bitRate);
+  start.holds = fill > 0 && start.pts > fill + kTenthSecond;
+  start.pts += in.startTime;
+  start.holdUntil = start.pts - fill - kTenthSecond;
+  return start;
+}
+
+}  // namespace zel::mux
