@@ -1,0 +1,361 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "zel/base/bit_writer.h"
+#include "zel/mux/engine/configuration/configuration.h"
+#include "zel/mux/engine/run/reporting.h"
+#include "zel/mux/engine/stream/audio_state.h"
+
+namespace zel::mux {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using Fields = std::vector<std::array<uint32_t, 2>>;
+
+// A frame of `size` bytes that begins with these fields; the rest is zero.
+Bytes frame(size_t size, const Fields& fields) {
+  Bytes bytes(std::max<size_t>(size, 64));
+  base::BitWriter writer(bytes);
+  for (const auto& [value, width] : fields) writer.write(value, static_cast<int>(width));
+  writer.finish();
+  bytes.resize(size);
+  return bytes;
+}
+
+Bytes operator+(Bytes left, const Bytes& right) {
+  left.insert(left.end(), right.begin(), right.end());
+  return left;
+}
+Bytes operator*(const Bytes& bytes, int count) {
+  Bytes all;
+  for (int i = 0; i < count; ++i) all.insert(all.end(), bytes.begin(), bytes.end());
+  return all;
+}
+
+Bytes ac3(uint32_t fscod, uint32_t code, size_t size) {
+  return frame(size, {{0x0B77, 16}, {0, 16}, {fscod, 2}, {code, 6}, {8, 5}, {0, 3}, {2, 3}});
+}
+Bytes eac3(uint32_t type, uint32_t id, uint32_t size) {
+  return frame(size, {{0x0B77, 16},
+                      {type, 2},
+                      {id, 3},
+                      {size / 2 - 1, 11},
+                      {0, 2},
+                      {3, 2},
+                      {2, 3},
+                      {0, 1},
+                      {16, 5}});
+}
+Bytes layer2(uint32_t bitRateIndex, uint32_t rateIndex, size_t size) {
+  return frame(size, {{0xFFFD, 16}, {bitRateIndex, 4}, {rateIndex, 2}, {0, 2}, {0, 8}});
+}
+Bytes adts(uint32_t size) {
+  return frame(size, {{0xFFF, 12},
+                      {1, 4},
+                      {1, 2},
+                      {3, 4},
+                      {0, 1},
+                      {2, 3},
+                      {0, 4},
+                      {size, 13},
+                      {0x7FF, 11},
+                      {0, 2}});
+}
+Bytes dts(uint32_t blocks, uint32_t size) {
+  return frame(size, {{0x7FFE8001, 32},
+                      {1, 1},
+                      {31, 5},
+                      {0, 1},
+                      {blocks - 1, 7},
+                      {size - 1, 14},
+                      {9, 6},
+                      {13, 4},
+                      {15, 5}});
+}
+Bytes extension(uint32_t index, uint32_t size, bool fixed = true) {
+  return frame(size, {{0x64582025, 32},
+                      {0, 8},
+                      {index, 2},
+                      {0, 1},
+                      {31, 8},
+                      {size - 1, 16},
+                      {fixed ? 1u : 0u, 1},
+                      {2, 2},
+                      {0, 3}});
+}
+Bytes latm(uint32_t size, uint32_t rateIndex, uint32_t channels, uint32_t shortFrame) {
+  return frame(size, {{0x2B7, 11},
+                      {size - 3, 13},
+                      {0, 1},
+                      {0, 1},
+                      {1, 1},
+                      {0, 6},
+                      {0, 4},
+                      {0, 3},
+                      {2, 5},
+                      {rateIndex, 4},
+                      {channels, 4},
+                      {shortFrame, 1}});
+}
+Bytes sameLatm(uint32_t size) {
+  return frame(size, {{0x2B7, 11}, {size - 3, 13}, {1, 1}});
+}
+
+class memory_source final : public stream_source {
+ public:
+  memory_source(Bytes bytes, int32_t piece) : bytes_(std::move(bytes)), piece_(piece) {}
+  int32_t read(uint8_t* to, int32_t room) override {
+    const auto left = static_cast<int32_t>(bytes_.size() - at_);
+    const int32_t count = std::min({room, left, piece_});
+    std::copy_n(bytes_.begin() + static_cast<ptrdiff_t>(at_), count, to);
+    at_ += static_cast<size_t>(count);
+    return count;
+  }
+
+ private:
+  Bytes bytes_;
+  size_t at_ = 0;
+  int32_t piece_;
+};
+
+// A stream as the run has it: discovered, then read to its end by a packet maker that takes each
+// frame at once.
+struct Reading {
+  explicit Reading(const Bytes& bytes, int32_t piece = 5000, int32_t skipFrames = 0) {
+    config.skipFrames = skipFrames;
+    state.config = &config;
+    state.report = &report;
+    report.deliver_to(take, this);
+    report.stop_on(false, false);
+    state.input.open(60000, piece, std::make_unique<memory_source>(bytes, piece));
+    discover_audio(state);
+    discovered = state.characteristics;
+    while (scan_audio(state)) {
+      if (state.frames.empty()) break;
+      const audio_frame next = state.frames.front();
+      frames.push_back(next);
+      data = data + Bytes(static_cast<size_t>(next.size));
+      state.input.skip(static_cast<int32_t>(next.start - state.input.read_position()));
+      state.input.take(data.data() + data.size() - next.size, next.size);
+      state.frames.pop();
+      state.model.removals.pop();
+    }
+  }
+
+  static void take(void* user, int fatal, int32_t code, const char* text) {
+    Reading& run = *static_cast<Reading*>(user);
+    ++(fatal != 0 ? run.fatals : run.warnings)[code];
+    run.texts += text;
+  }
+
+  Morvalen::Zel::tsm_stats stats{};
+  tsm_time now{};
+  reporting report{stats, now};
+  Morvalen::Zel::tsm_audio config{};
+  audio_state state;
+  audio_characteristics discovered;
+  std::vector<audio_frame> frames;
+  Bytes data;
+  std::map<int, int> fatals;
+  std::map<int, int> warnings;
+  std::string texts;
+};
+
+using Codes = std::map<int, int>;
+
+TEST(AudioScan, OneFrameIsAStream) {
+  const Bytes bytes = ac3(0, 20, 768);
+  Reading run(bytes);
+  ASSERT_EQ(run.frames.size(), 1u);
+  EXPECT_EQ(run.frames[0].size, 768);
+  EXPECT_TRUE(run.frames[0].firstOfSource);
+  EXPECT_EQ(run.discovered.bitRate, 192000);
+  EXPECT_EQ(run.discovered.period, 864000);
+  EXPECT_EQ(run.fatals, Codes{});
+  EXPECT_EQ(run.data, bytes);
+}
+
+TEST(AudioScan, TimeStampsAreAPeriodApartAndWrap) {
+  Reading run(layer2(10, 1, 576) * 200);
+  ASSERT_EQ(run.frames.size(), 200u);
+  for (size_t i = 0; i < 200; ++i) EXPECT_EQ(run.frames[i].pts, static_cast<double>(i) * 648000);
+  EXPECT_EQ(run.discovered.layer, 2);
+  EXPECT_EQ(run.discovered.averageFrameSize, 576);
+}
+
+TEST(AudioScan, OddAc3SizesAt44100AverageAndWarn) {
+  Reading run((ac3(1, 20, 834) + ac3(1, 21, 836)) * 10);
+  EXPECT_EQ(run.frames.size(), 20u);
+  EXPECT_EQ(run.warnings, (Codes{{5, 19}}));
+  // 835 bytes in 1,536 samples are 191,789.06 bit/s.
+  EXPECT_EQ(run.discovered.bitRate, 191800);
+  EXPECT_NEAR(run.frames[1].pts, 940408.163, 0.001);
+}
+
+TEST(AudioScan, ThreeDependentSubstreamsMakeOneAccessUnit) {
+  const Bytes unit = eac3(0, 0, 768) + eac3(1, 0, 256) + eac3(1, 1, 128) + eac3(1, 2, 64);
+  Reading run(unit * 4);
+  ASSERT_EQ(run.frames.size(), 4u);
+  for (const audio_frame& each : run.frames) {
+    EXPECT_EQ(each.size, 768 + 256 + 128 + 64);
+    EXPECT_EQ(each.bitRate, (768 + 256 + 128 + 64) * 8 * 48000.0 / 1536 + 4);
+  }
+  EXPECT_TRUE(run.discovered.eac3);
+  EXPECT_EQ(run.fatals, Codes{});
+  EXPECT_EQ(run.data, unit * 4);
+}
+
+TEST(AudioScan, ADependentSubstreamFirstIsAnUnderflow) {
+  Reading run(eac3(1, 0, 256) + eac3(0, 0, 768) * 2);
+  EXPECT_EQ(run.fatals, (Codes{{91, 1}}));
+  EXPECT_EQ(run.frames.size(), 2u);
+}
+
+TEST(AudioScan, AFirstByteThatIsNoSyncIsFatal) {
+  Reading run(Bytes{0x47} + ac3(0, 20, 768) * 2);
+  EXPECT_EQ(run.fatals, (Codes{{16, 1}}));
+  EXPECT_NE(run.texts.find("First byte = 0x47."), std::string::npos);
+  EXPECT_EQ(run.frames.size(), 2u);
+}
+
+TEST(AudioScan, NoFrameAtAllIsNeverAcquired) {
+  EXPECT_EQ(Reading(Bytes{}).fatals, (Codes{{19, 1}}));
+  EXPECT_EQ(Reading(Bytes(9000, 0x33)).fatals, (Codes{{16, 1}, {19, 1}}));
+}
+
+TEST(AudioScan, LostSyncNamesTheByteThatWasExpected) {
+  const Bytes a = ac3(0, 20, 768);
+  EXPECT_EQ(Reading(a + Bytes{0x11} + a).fatals, (Codes{{13, 1}}));
+  EXPECT_EQ(Reading(a + Bytes{0x0B, 0x11} + a).fatals, (Codes{{12, 1}}));
+  const Bytes m = layer2(10, 1, 576);
+  EXPECT_EQ(Reading(m + Bytes{0x11} + m).fatals, (Codes{{15, 1}}));
+  EXPECT_EQ(Reading(m + Bytes{0xFF, 0x11} + m).fatals, (Codes{{14, 1}}));
+  const Bytes d = adts(300);
+  EXPECT_EQ(Reading(d + Bytes{0xFF, 0x11} + d).fatals, (Codes{{18, 1}}));
+  const Bytes t = dts(16, 1006);
+  EXPECT_EQ(Reading(t + Bytes{0x7F, 0xFE, 0x11} + t).fatals, (Codes{{39, 1}}));
+  const Bytes l = latm(300, 3, 2, 0);
+  EXPECT_EQ(Reading(l + Bytes{0x11} + l).fatals, (Codes{{102, 1}}));
+  EXPECT_EQ(Reading(l + Bytes{0x56, 0x11} + l).fatals, (Codes{{101, 1}}));
+  Reading run(a + Bytes(5000, 0x22) + a * 3);
+  EXPECT_EQ(run.frames.size(), 4u);
+  EXPECT_EQ(run.data, a * 4);
+}
+
+TEST(AudioScan, ChangesWarn) {
+  EXPECT_EQ(Reading(ac3(0, 20, 768) + ac3(2, 20, 1152)).warnings, (Codes{{4, 1}}));
+  EXPECT_EQ(Reading(ac3(0, 20, 768) + eac3(0, 0, 768)).warnings, (Codes{{97, 1}}));
+  EXPECT_EQ(Reading(eac3(0, 0, 768) + ac3(0, 20, 768)).warnings, (Codes{{82, 1}}));
+  EXPECT_EQ(Reading(layer2(10, 1, 576) + layer2(10, 2, 864)).warnings, (Codes{{7, 1}}));
+  EXPECT_EQ(Reading(layer2(10, 1, 576) + adts(300)).warnings, (Codes{{6, 1}}));
+  EXPECT_EQ(Reading(dts(16, 1006) + dts(32, 1006)).warnings, (Codes{{42, 1}}));
+  EXPECT_EQ(Reading(dts(16, 1006) + dts(16, 1008)).warnings, (Codes{{43, 1}}));
+  EXPECT_EQ(Reading(latm(300, 3, 2, 0) + latm(300, 3, 1, 0)).warnings, (Codes{{65, 1}}));
+  EXPECT_EQ(Reading(latm(300, 3, 2, 0) + latm(300, 4, 2, 0)).warnings, (Codes{{66, 1}}));
+  EXPECT_EQ(Reading(latm(300, 3, 2, 0) + latm(300, 3, 2, 1)).warnings, (Codes{{68, 1}}));
+}
+
+TEST(AudioScan, MovingBitRatesAreToldOnceThenSilent) {
+  EXPECT_EQ(Reading(layer2(10, 1, 576) + layer2(8, 1, 384) * 5).warnings, (Codes{{8, 1}}));
+  Reading run((layer2(10, 1, 576) + layer2(8, 1, 384)) * 10);
+  EXPECT_EQ(run.warnings, (Codes{{8, 1}, {71, 1}}));
+  EXPECT_EQ(run.discovered.bitRate, 160000);
+}
+
+TEST(AudioScan, DtsExtensionsJoinTheirCore) {
+  const Bytes unit = dts(16, 1006) + extension(0, 2000) + extension(1, 500);
+  Reading run(unit * 3);
+  ASSERT_EQ(run.frames.size(), 3u);
+  EXPECT_EQ(run.frames[0].size, 3506);
+  EXPECT_EQ(run.frames[1].pts, 288000);
+  EXPECT_EQ(run.discovered.dtsExtension, 1);
+  EXPECT_EQ(run.fatals, Codes{});
+}
+
+TEST(AudioScan, DtsExtensionsWithoutACore) {
+  Reading run((extension(0, 2000) + extension(1, 500)) * 3);
+  ASSERT_EQ(run.frames.size(), 3u);
+  EXPECT_EQ(run.frames[0].size, 2500);
+  EXPECT_EQ(run.frames[2].pts, 2 * 288000);
+}
+
+TEST(AudioScan, TheFirstExtensionHasADuration) {
+  Reading run(dts(16, 1006) + extension(0, 2000, false));
+  EXPECT_GE(run.fatals[125], 1);
+  EXPECT_EQ(run.frames.size(), 1u);
+}
+
+TEST(AudioScan, DtsHdFilesAreChunks) {
+  const auto chunk = [](const char* name, const Bytes& bytes) {
+    Bytes header(name, name + 8);
+    header.resize(16);
+    header[14] = static_cast<uint8_t>(bytes.size() >> 8);
+    header[15] = static_cast<uint8_t>(bytes.size());
+    return header + bytes;
+  };
+  const Bytes stream = dts(16, 1006) * 3;
+  Reading run(chunk("DTSHDHDR", Bytes(8)) + chunk("AUPR-HDR", Bytes(21)) +
+              chunk("STRMDATA", stream) + chunk("FILEINFO", dts(16, 1006)));
+  EXPECT_EQ(run.fatals, Codes{});
+  EXPECT_EQ(run.data, stream);
+}
+
+TEST(AudioScan, LatmKeepsItsConfiguration) {
+  Reading run(latm(300, 6, 6, 0) + sameLatm(200) * 5);
+  EXPECT_EQ(run.frames.size(), 6u);
+  EXPECT_EQ(run.discovered.channels, 6);
+  EXPECT_EQ(run.frames[1].pts, 1152000);
+  EXPECT_EQ(run.warnings, Codes{});
+}
+
+TEST(AudioScan, ABrokenLatmConfigurationIsFatal) {
+  Reading run(latm(300, 3, 2, 0) + latm(300, 13, 2, 0) + latm(300, 3, 2, 0));
+  EXPECT_GE(run.fatals[103], 1);
+  EXPECT_EQ(run.frames.size(), 2u);
+}
+
+TEST(AudioScan, APartialFrameAtTheEndIsDropped) {
+  Reading run(adts(300) * 3 + frame(5, {{0xFFF1, 16}}));
+  EXPECT_EQ(run.frames.size(), 3u);
+  EXPECT_EQ(run.fatals, Codes{});
+  Bytes cut = adts(300) * 3;
+  cut.resize(899);
+  EXPECT_EQ(Reading(cut).frames.size(), 2u);
+}
+
+TEST(AudioScan, SkippedFramesLeaveNothing) {
+  Reading run(adts(300) * 2 + adts(400) * 3, 5000, 2);
+  ASSERT_EQ(run.frames.size(), 3u);
+  EXPECT_EQ(run.frames[0].pts, 0);
+  EXPECT_EQ(run.frames[0].size, 400);
+  EXPECT_EQ(Reading(adts(300), 5000, -1).fatals, (Codes{{8, 1}}));
+}
+
+TEST(AudioScan, PiecesOfOneByteGiveTheSameFrames) {
+  const Bytes bytes = (dts(16, 1006) + extension(0, 2000)) * 20;
+  Reading whole(bytes);
+  Reading pieces(bytes, 1);
+  EXPECT_EQ(whole.frames.size(), 20u);
+  EXPECT_EQ(pieces.frames.size(), 20u);
+  EXPECT_EQ(whole.data, pieces.data);
+}
+
+TEST(AudioScan, AFullListTakesNoMore) {
+  Reading run(Bytes{});
+  audio_state state;
+  state.report = &run.report;
+  state.input.open(60000, 5000, std::make_unique<memory_source>(adts(100) * 200, 5000));
+  discover_audio(state);
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(scan_audio(state));
+  EXPECT_EQ(state.frames.size(), kAudioFrames);
+  EXPECT_EQ(state.frames[63].start, 6300);
+}
+
+}  // namespace
+}  // namespace zel::mux
