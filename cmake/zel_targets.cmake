@@ -30,6 +30,14 @@ function(zel_test name)
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE zel_internal zel_test_support ${arg_LIBRARIES}
     GTest::gmock GTest::gtest GTest::gtest_main)
+  if(ZEL_SANITIZE)
+    # One process for all cases of a program: under a sanitizer, starting one costs more than most cases do.
+    # What is skipped, `./dev sanitize` tells.
+    add_test(NAME ${name} COMMAND ${name})
+    math(EXPR whole_timeout "${arg_TIMEOUT} * 5")
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${whole_timeout} LABELS "${arg_LABELS}")
+    return()
+  endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST NO_PRETTY_VALUES
     PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
 endfunction()

@@ -206,7 +206,7 @@ bool Y4mReader::parseFrameParameter(std::string_view parameter) {
   constexpr std::string_view kSamplings = "pi?";
   if (value.size() != 3 || kPresentations.find(value[0]) == std::string_view::npos ||
       kSamplings.find(value[1]) == std::string_view::npos ||
-      kSamplings.find(value[2]) == value.npos) {
+      kSamplings.find(value[2]) == std::string_view::npos) {
     return fail("frame " + std::to_string(framesRead_) + ": parameter " + quoted(parameter) +
                 " should be I with a presentation of tTbB123 and two of p, i");
   }
