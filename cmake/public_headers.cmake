@@ -5,6 +5,7 @@ set(ZEL_PUBLIC_HEADERS
   zel/dnxhd/front_end/avid_compression.h
   zel/encoder/x265_encoder_api.h
   zel/mux/engine/configuration/configuration.h
+  zel/mux/engine/configuration/key_table.h
   zel/mux/engine/configuration/tarn_array.h
   zel/platform/critical_section.h
   zel/platform/event.h

@@ -236,7 +236,7 @@ using tsm_config_message_callback = void (*)(void* user, int severity, int code,
 /// file; null: none. Without default output files no output file has to be named.
 /// Errors go to `callback` (null: to nobody), and reading goes on, but for three: no memory, no
 /// Transport section, an unknown section. Then the result is null. PIDs are allotted at the end.
-/// The reader works in static storage: two must not run at once.
+/// The default of the read size, and InReadSize, are the process's; all else is the call's own.
 ZEL_API tsm_config* tsm_config_read(FILE* file, const TarnArray* outputFiles,
                                     const TarnArray* videoFiles, const TarnArray* audioFiles,
                                     void* user, tsm_config_message_callback callback) noexcept;
