@@ -1,17 +1,56 @@
 #!/usr/bin/env bash
-# lint.sh JOBS: the thorough checks. clang-tidy reads the commands of a clang build, so that it sees what
-# that compiler would see; cppcheck looks over the same files for what crosses functions.
+# lint.sh JOBS [--changed]: the thorough checks, over everything or over what differs from main, with the
+# files that include a header that differs. clang-tidy reads the commands of a clang build, so that it sees
+# what that compiler would see; cppcheck looks over the same files for what crosses functions.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-jobs=$1 build=build/lint
+jobs=$1 build=build/lint what=${2-}
+[[ -z $what || $what == --changed ]] || {
+  echo "lint: there is no option '$what'; --changed is the one" >&2
+  exit 2
+}
+
+echo "lint: shell scripts"
+shellcheck dev .ci/run scripts/*.sh tests/install/*.sh
 
 # A rule set that it can't read, clang-tidy replaces by its own in silence.
 if clang-tidy-14 --dump-config 2>&1 | grep 'Error parsing' >&2; then exit 1; fi
 
 cmake --preset release-clang -B "$build" -DZEL_BUILD_TESTS=OFF >/dev/null
-echo "lint: clang-tidy"
+# The sources to look at: all, or those that changed and those that include what changed.
+list_sources() {
+  if [[ -z $what ]]; then
+    git ls-files --cached --others --exclude-standard 'zel/*.cpp' 'tools/*.cpp'
+    return
+  fi
+  local base file
+  base=$(git merge-base HEAD main 2>/dev/null || git merge-base HEAD origin/main)
+  {
+    git diff --name-only --diff-filter=d "$base" -- zel tools
+    git ls-files --others --exclude-standard zel tools
+  } | while read -r file; do
+    case $file in
+      *.cpp) echo "$file" ;;
+      *) git grep --untracked -lF "#include \"$file\"" -- 'zel/*.cpp' 'tools/*.cpp' || true ;;
+    esac
+  done | sort -u
+}
+mapfile -t sources < <(list_sources)
+((${#sources[@]})) || {
+  echo "lint: no source differs from main"
+  exit 0
+}
+# Their part of the compiler's commands, which both programs below go by.
+mkdir -p "$build/sources"
+python3 - "$build/compile_commands.json" "${sources[@]/#/$PWD/}" >"$build/sources/compile_commands.json" <<'END'
+import json, sys
+with open(sys.argv[1]) as commands:
+    json.dump([c for c in json.load(commands) if c["file"] in sys.argv[2:]], sys.stdout)
+END
+
+echo "lint: clang-tidy, ${#sources[@]} files"
 # On standard error it counts what it left out of the system's headers.
-run-clang-tidy-14 -quiet -p "$build" -j "$jobs" '/(zel|tools)/.*\.cpp$' 2>"$build/clang-tidy.err" \
+run-clang-tidy-14 -quiet -p "$build/sources" -j "$jobs" 2>"$build/clang-tidy.err" \
   >"$build/clang-tidy.log" || {
   sed -e 's/\x1b\[[0-9;]*m//g' -e '/^clang-tidy-14 /d' "$build/clang-tidy.log" >&2
   exit 1
@@ -19,9 +58,6 @@ run-clang-tidy-14 -quiet -p "$build" -j "$jobs" '/(zel|tools)/.*\.cpp$' 2>"$buil
 
 echo "lint: cppcheck"
 mkdir -p "$build/cppcheck"
-cppcheck --quiet --project="$build/compile_commands.json" -j "$jobs" --error-exitcode=1 --inline-suppr \
+cppcheck --quiet --project="$build/sources/compile_commands.json" -j "$jobs" --error-exitcode=1 --inline-suppr \
   --enable=warning,performance,portability --suppressions-list=.cppcheck-suppressions \
   --cppcheck-build-dir="$build/cppcheck"
-
-echo "lint: shell scripts"
-shellcheck dev .ci/run scripts/*.sh tests/install/*.sh

@@ -13,7 +13,7 @@ namespace Morvalen::Zel {
 class ZEL_API CDependenciesLock {
  public:
   CDependenciesLock();
-  ~CDependenciesLock();
+  ~CDependenciesLock();  // NOLINT(performance-trivially-destructible): callers link it
   CDependenciesLock(CDependenciesLock const&) = delete;
   CDependenciesLock& operator=(CDependenciesLock const&) = delete;
 

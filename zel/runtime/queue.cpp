@@ -18,6 +18,7 @@ constexpr int32_t kMaximumLogSize = 30;
 // An array of 2^logSize nulls, or null. Not touched here, so that a large ring costs what it holds.
 CDependenciesObjectVS2012** AllocateRing(int32_t logSize) {
   if (logSize > kMaximumLogSize) return nullptr;
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): a slot is a pointer.
   void* const ring = std::calloc(size_t{1} << logSize, sizeof(CDependenciesObjectVS2012*));
   return static_cast<CDependenciesObjectVS2012**>(ring);
 }

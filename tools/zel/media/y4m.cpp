@@ -83,7 +83,8 @@ bool Y4mReader::fail(std::string text) {
 }
 
 bool Y4mReader::failAfterSource(std::string text) {
-  return fail(source_.error().empty() ? std::move(text) : source_.error());
+  if (!source_.error().empty()) text = source_.error();
+  return fail(std::move(text));
 }
 
 // Reads up to the newline, which is dropped. kEnd only when there was not a single byte.

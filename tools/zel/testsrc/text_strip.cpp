@@ -8,8 +8,9 @@ void TextStrip::add(int x, int y, const Font& font, std::string_view text, Colou
   for (const char c : text) {
     const GlyphMask& mask = font.glyph(c);
     for (int row = 0; row < mask.height; ++row) {
-      if (y + row < 0 || y + row >= height()) continue;
-      std::vector<Run>& runs = rows_[static_cast<size_t>(y + row)];
+      const int line = y + row;
+      if (line < 0 || line >= height()) continue;
+      std::vector<Run>& runs = rows_[static_cast<size_t>(line)];
       for (int begin = 0; begin < mask.width;) {
         int end = begin;
         while (end < mask.width && mask.at(end, row)) ++end;
