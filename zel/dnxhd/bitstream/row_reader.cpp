@@ -73,10 +73,11 @@ struct RowReader::Window {
   }
 };
 
-RowReader::RowReader(const VCIDEntry& entry)
+RowReader::RowReader(const VCIDEntry& entry, Reconstruction reconstruction)
     : entry_(entry),
       lookUp_(LookUpOf(entry)),
       mode_(CodingModeOf(entry)),
+      reconstruction_(reconstruction),
       fieldFlag_(HasFieldFlag(entry)),
       mbCols_(GeometryOf(entry).mbCols),
       shift_(mode_ == kMode444 ? 5 : 13 - entry.depth) {}
@@ -92,7 +93,10 @@ void RowReader::SetQuantiser(uint32_t q) {
       const uint32_t weight = component == 0 ? entry_.lumaWeights[k] : entry_.chromaWeights[k];
       const uint32_t w = weight * q;
       scales_[component + k] = static_cast<int32_t>(w);
-      biases_[component + k] = static_cast<int32_t>((w >> 1) + (w == d ? 0 : d >> 1));
+      const bool halfway = reconstruction_ == Reconstruction::kHalfway;
+      const bool exact = halfway ? w == d : weight == 32 && d == 32;
+      const uint32_t within = halfway ? w >> 1 : (w >> 1) + (w >> 2);
+      biases_[component + k] = static_cast<int32_t>(within + (exact ? 0 : d >> 1));
     }
   }
 }

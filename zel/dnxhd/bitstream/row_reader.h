@@ -34,9 +34,16 @@ struct RowOutput {
   MacroblockFlags* flags;  // mbCols
 };
 
+/// Where in its interval a level is reconstructed. The codec does it halfway, without the rounding
+/// term where the step is the divisor. Some decoders in the field take three quarters, and leave
+/// the term out wherever the weight is 32 and the divisor too; that rule is here so that streams
+/// can be compared with theirs, sample for sample.
+enum class Reconstruction { kHalfway, kThreeQuarters };
+
 class RowReader {
  public:
-  explicit RowReader(const VCIDEntry& entry);
+  explicit RowReader(const VCIDEntry& entry,
+                     Reconstruction reconstruction = Reconstruction::kHalfway);
 
   /// Reads the row that starts `offset` bytes into `data`, which are the bytes of the picture
   /// behind its header. `end` is then where the row ended, counted from the start of `data` and
@@ -63,6 +70,7 @@ class RowReader {
   const VCIDEntry& entry_;
   const CodeLookUp& lookUp_;
   CodingMode mode_;
+  Reconstruction reconstruction_;
   bool fieldFlag_;
   size_t mbCols_;
   int shift_;                                             // of the division by d

@@ -1,0 +1,225 @@
+#include <cstdint>
+
+#include "zel/dnxhd/bitstream/transform.h"
+#include "zel/dnxhd/bitstream/transform_constants.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "zel/dnxhd/bitstream/transform_vector.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+// A row of a block is one vector of eight 16-bit lanes. A pass runs over eight rows at once: rows
+// are interleaved in pairs, so that one instruction multiplies a pair by two constants and adds up.
+// Even and odd inputs (inverse), or sums and differences (forward), share their products.
+
+HWY_BEFORE_NAMESPACE();
+namespace zel::dnxhd::HWY_NAMESPACE {
+namespace {
+
+#if HWY_TARGET == HWY_EMU128 || HWY_TARGET == HWY_SCALAR
+
+// Emulated vectors would be slower than the definition.
+void InverseBlocks(int16_t* blocks, size_t count, int fraction) {
+  ScalarTransformKernels().inverse(blocks, count, fraction);
+}
+void ForwardBlocks(int16_t* blocks, size_t count) {
+  ScalarTransformKernels().forward(blocks, count);
+}
+
+#else
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+using D16 = hn::FixedTag<int16_t, 8>;
+using D32 = hn::FixedTag<int32_t, 4>;
+using V16 = hn::Vec<D16>;
+using V32 = hn::Vec<D32>;
+
+// The two halves of a row of 32-bit sums.
+struct Wide {
+  V32 low;
+  V32 high;
+};
+
+// Rows a and b in pairs: lane for lane one of a and one of b.
+struct Pairs {
+  V16 low;
+  V16 high;
+};
+
+HWY_INLINE Pairs PairsOf(V16 a, V16 b) {
+  const D16 d;
+  return {hn::InterleaveLower(d, a, b), hn::InterleaveUpper(d, a, b)};
+}
+
+// a * first + b * second.
+HWY_INLINE Wide Product(const Pairs& pairs, int16_t first, int16_t second) {
+  const D16 d;
+  const D32 d32;
+  const auto both = hn::BitCast(
+      d, hn::Set(d32,
+                 static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint16_t>(first)) |
+                                      static_cast<uint32_t>(static_cast<uint16_t>(second)) << 16)));
+  V32 restLow = hn::Zero(d32);
+  V32 restHigh = hn::Zero(d32);
+  const V32 low = hn::ReorderWidenMulAccumulate(d32, pairs.low, both, hn::Zero(d32), restLow);
+  const V32 high = hn::ReorderWidenMulAccumulate(d32, pairs.high, both, hn::Zero(d32), restHigh);
+  return {hn::RearrangeToOddPlusEven(low, restLow), hn::RearrangeToOddPlusEven(high, restHigh)};
+}
+
+HWY_INLINE Wide Sum(const Wide& a, const Wide& b) {
+  return {hn::Add(a.low, b.low), hn::Add(a.high, b.high)};
+}
+HWY_INLINE Wide Difference(const Wide& a, const Wide& b) {
+  return {hn::Sub(a.low, b.low), hn::Sub(a.high, b.high)};
+}
+
+template <int Shift>
+HWY_INLINE V16 Rounded(const Wide& sum) {
+  const D16 d;
+  const D32 d32;
+  const V32 half = hn::Set(d32, 1 << (Shift - 1));
+  const V32 low = hn::ShiftRight<Shift>(hn::Add(sum.low, half));
+  const V32 high = hn::ShiftRight<Shift>(hn::Add(sum.high, half));
+  const hn::Half<D16> dh;
+  return hn::Combine(d, hn::DemoteTo(dh, high), hn::DemoteTo(dh, low));
+}
+
+template <int Shift>
+HWY_INLINE void InversePass(V16* rows) {
+  const Pairs p02 = PairsOf(rows[0], rows[2]);
+  const Pairs p46 = PairsOf(rows[4], rows[6]);
+  const Pairs p13 = PairsOf(rows[1], rows[3]);
+  const Pairs p57 = PairsOf(rows[5], rows[7]);
+  V16 out[8];
+  const auto put = [&](size_t x, const Wide& even, const Wide& odd) HWY_ATTR {
+    out[x] = Rounded<Shift>(Sum(even, odd));
+    out[7 - x] = Rounded<Shift>(Difference(even, odd));
+  };
+  put(0, Sum(Product(p02, kC0, kC2), Product(p46, kC4, kC6)),
+      Sum(Product(p13, kC1, kC3), Product(p57, kC5, kC7)));
+  put(1, Sum(Product(p02, kC0, kC6), Product(p46, -kC4, -kC2)),
+      Sum(Product(p13, kC3, -kC7), Product(p57, -kC1, -kC5)));
+  put(2, Sum(Product(p02, kC0, -kC6), Product(p46, -kC4, kC2)),
+      Sum(Product(p13, kC5, -kC1), Product(p57, kC7, kC3)));
+  put(3, Sum(Product(p02, kC0, -kC2), Product(p46, kC4, -kC6)),
+      Sum(Product(p13, kC7, -kC5), Product(p57, kC3, -kC1)));
+  for (size_t i = 0; i < 8; ++i) rows[i] = out[i];
+}
+
+// A pass with no sharing but that of the products' pairs. Sums and differences of samples would
+// pass 16 bits between the passes, so that they are not taken first.
+template <int Shift>
+HWY_INLINE void ForwardPass(V16* rows) {
+  const Pairs p07 = PairsOf(rows[0], rows[7]);
+  const Pairs p16 = PairsOf(rows[1], rows[6]);
+  const Pairs p25 = PairsOf(rows[2], rows[5]);
+  const Pairs p34 = PairsOf(rows[3], rows[4]);
+  for (size_t k = 0; k < 8; ++k) {
+    const auto& basis = kBasis[k];
+    rows[k] = Rounded<Shift>(
+        Sum(Sum(Product(p07, basis[0], basis[7]), Product(p16, basis[1], basis[6])),
+            Sum(Product(p25, basis[2], basis[5]), Product(p34, basis[3], basis[4]))));
+  }
+}
+
+HWY_INLINE void Transpose(V16* r) {
+  const D16 d;
+  const hn::Repartition<int32_t, D16> d32;
+  const hn::Repartition<int64_t, D16> d64;
+  V16 a[8];
+  for (size_t i = 0; i < 4; ++i) {
+    a[2 * i] = hn::InterleaveLower(d, r[2 * i], r[2 * i + 1]);
+    a[2 * i + 1] = hn::InterleaveUpper(d, r[2 * i], r[2 * i + 1]);
+  }
+  V32 b[8];
+  for (size_t i = 0; i < 2; ++i) {
+    for (size_t j = 0; j < 2; ++j) {
+      const V32 x = hn::BitCast(d32, a[4 * i + j]);
+      const V32 y = hn::BitCast(d32, a[4 * i + j + 2]);
+      b[4 * i + 2 * j] = hn::InterleaveLower(d32, x, y);
+      b[4 * i + 2 * j + 1] = hn::InterleaveUpper(d32, x, y);
+    }
+  }
+  for (size_t i = 0; i < 4; ++i) {
+    const auto x = hn::BitCast(d64, b[i]);
+    const auto y = hn::BitCast(d64, b[i + 4]);
+    r[2 * i] = hn::BitCast(d, hn::InterleaveLower(d64, x, y));
+    r[2 * i + 1] = hn::BitCast(d, hn::InterleaveUpper(d64, x, y));
+  }
+}
+
+HWY_INLINE void LoadBlock(const int16_t* block, V16* rows) {
+  for (size_t i = 0; i < 8; ++i) rows[i] = hn::LoadU(D16(), block + 8 * i);
+}
+HWY_INLINE void StoreBlock(const V16* rows, int16_t* block) {
+  for (size_t i = 0; i < 8; ++i) hn::StoreU(rows[i], D16(), block + 8 * i);
+}
+
+template <int Fraction>
+void InverseOf(int16_t* blocks, size_t count) {
+  for (size_t i = 0; i < count; ++i, blocks += 64) {
+    V16 rows[8];
+    LoadBlock(blocks, rows);
+    InversePass<kBasisFraction - Fraction>(rows);
+    Transpose(rows);
+    InversePass<kBasisFraction + Fraction>(rows);
+    Transpose(rows);
+    StoreBlock(rows, blocks);
+  }
+}
+
+void InverseBlocks(int16_t* blocks, size_t count, int fraction) {
+  if (fraction == 3) {
+    InverseOf<3>(blocks, count);
+  } else {
+    InverseOf<5>(blocks, count);
+  }
+}
+
+void ForwardBlocks(int16_t* blocks, size_t count) {
+  for (size_t i = 0; i < count; ++i, blocks += 64) {
+    V16 rows[8];
+    LoadBlock(blocks, rows);
+    Transpose(rows);
+    ForwardPass<kBasisFraction - kForwardFraction>(rows);
+    Transpose(rows);
+    ForwardPass<kBasisFraction + kForwardFraction>(rows);
+    StoreBlock(rows, blocks);
+  }
+}
+
+#endif
+
+}  // namespace
+
+void VectorInverse(int16_t* blocks, size_t count, int fraction) {
+  InverseBlocks(blocks, count, fraction);
+}
+void VectorForward(int16_t* blocks, size_t count) {
+  ForwardBlocks(blocks, count);
+}
+
+}  // namespace zel::dnxhd::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace zel::dnxhd {
+
+HWY_EXPORT(VectorInverse);
+HWY_EXPORT(VectorForward);
+
+const TransformKernels& VectorTransformKernels() {
+  static constexpr TransformKernels kKernels = {[](int16_t* blocks, size_t count, int fraction) {
+                                                  HWY_DYNAMIC_DISPATCH(VectorInverse)
+                                                  (blocks, count, fraction);
+                                                },
+                                                [](int16_t* blocks, size_t count) {
+                                                  HWY_DYNAMIC_DISPATCH(VectorForward)
+                                                  (blocks, count);
+                                                }};
+  return kKernels;
+}
+
+}  // namespace zel::dnxhd
+#endif
