@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+
+#include "zel/runtime/byte_array.h"
+#include "zel/runtime/object.h"
+#include "zel/runtime/string.h"
+
+namespace Morvalen::Zel {
+
+/// A track of ETV data: a PID of a source transport stream whose sections become a table stream of
+/// the multiplex. One thread uses it.
+class CEtvTrack final : public CDependenciesObjectVS2012 {
+ public:
+  CEtvTrack() = default;
+  ~CEtvTrack() override = default;
+
+  /// Stores the PID, the source path and a copy of the descriptor bytes, and forms the path of the
+  /// table file: "BASE.PID.table". Texts are UTF-8.
+  /// @return 0; ZelErrorNullArgument without a path; ZelErrorInvalidArgument for a negative length;
+  ///   ZelErrorOutOfMemory.
+  int Init(char const* sourcePath, char const* tablePathBase, int32_t pid,
+           unsigned char const* descriptors, int32_t descriptorsLength);
+
+  // Borrowed; null before Init.
+  CString* GetSrcPath() const { return sourcePath; }
+  CString* GetTablePath() const { return tablePath; }
+  unsigned char const* GetDescriptors() const;  ///< null without descriptors
+  int32_t GetDescriptorsLength() const;
+
+  int32_t GetPid() const { return pid; }
+  /// Bits a second; 0 until the demultiplexer has measured it.
+  int32_t GetBitRate() const { return bitRate; }
+  void SetBitRate(int32_t bitsPerSecond) { bitRate = bitsPerSecond; }
+
+ private:
+  RObject<CString> sourcePath;
+  RObject<CString> tablePath;
+  RObject<CByteArray> descriptorBytes;
+  int32_t pid = 0;
+  int32_t bitRate = 0;
+};
+
+}  // namespace Morvalen::Zel
