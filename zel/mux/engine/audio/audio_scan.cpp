@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "zel/base/media_clock.h"
-#include "zel/mux/engine/audio/buffer_limit.h"
 #include "zel/mux/engine/audio/frame_header.h"
+#include "zel/mux/engine/audio/frame_period.h"
 #include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/run/reporting.h"
 #include "zel/mux/engine/stream/audio_state.h"

@@ -58,7 +58,8 @@ int64_t less_pes_share(int64_t limit, const audio_characteristics& audio, int pe
   const int64_t pes = int64_t{audio.frameSize} * std::max(pesNau, 1);
   if (pes <= 0) return limit;
   const int64_t quotient = limit * 14 / pes;
-  return quotient > 80 ? limit - quotient : limit;
+  // Frames of a few bytes would leave nothing, or less.
+  return quotient > 80 ? std::max(limit - quotient, kLeastLimit) : limit;
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "zel/base/bit_writer.h"
+#include "zel/mux/engine/audio/describe.h"
 #include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/run/reporting.h"
 #include "zel/mux/engine/stream/audio_state.h"
@@ -344,6 +345,60 @@ TEST(AudioScan, PiecesOfOneByteGiveTheSameFrames) {
   EXPECT_EQ(whole.frames.size(), 20u);
   EXPECT_EQ(pieces.frames.size(), 20u);
   EXPECT_EQ(whole.data, pieces.data);
+}
+
+struct Described {
+  explicit Described(const Bytes& bytes, int32_t mask = 7, bool dvb = false, bool legacy = false)
+      : reading(Bytes{}) {
+    reading.config.dvbBuf = dvb;
+    state.config = &reading.config;
+    state.report = &reading.report;
+    state.stream = &stream;
+    state.input.open(60000, 5000, std::make_unique<memory_source>(bytes, 5000));
+    discover_audio(state);
+    describe_audio(state, mask, legacy);
+    for (const auto& each : stream.pmt.descriptors) tags.push_back(each.front());
+  }
+  Reading reading;
+  tsm_stream stream;
+  audio_state state;
+  Bytes tags;
+};
+
+TEST(DescribeAudio, TypesAndPesIdsByKind) {
+  const auto check = [](const Bytes& bytes, bool dvb, int type, int pesId) {
+    const Described described(bytes, 0, dvb);
+    EXPECT_EQ(described.stream.pmt.streamType, type);
+    EXPECT_EQ(described.stream.pesId, pesId);
+    EXPECT_TRUE(described.tags.empty());
+  };
+  check(layer2(10, 1, 576), false, 3, 192);
+  check(frame(384, {{0xFFFF, 16}, {4, 4}, {1, 2}, {0, 2}, {0, 8}}), false, 3, 192);
+  check(frame(384, {{0xFFFB, 16}, {9, 4}, {1, 2}, {0, 2}, {0, 8}}), false, 4, 192);
+  check(adts(300), false, 15, 192);
+  check(latm(300, 3, 2, 0), false, 17, 192);
+  check(ac3(0, 20, 768), false, 129, 189);
+  check(ac3(0, 20, 768), true, 6, 189);
+  check(eac3(0, 0, 768), false, 135, 189);
+  check(eac3(0, 0, 768), true, 6, 189);
+  check(dts(16, 1006), false, 6, 189);
+}
+
+TEST(DescribeAudio, DescriptorsGoByMaskAndForm) {
+  EXPECT_EQ(Described(ac3(0, 20, 768)).tags, (Bytes{0x05, 0x81}));
+  EXPECT_EQ(Described(ac3(0, 20, 768), 7, true).tags, (Bytes{0x05, 0x6A}));
+  EXPECT_EQ(Described(ac3(0, 20, 768), 6).tags, Bytes{});
+  EXPECT_EQ(Described(eac3(0, 0, 768)).tags, (Bytes{0x05, 0xCC}));
+  EXPECT_EQ(Described(eac3(0, 0, 768), 7, true).tags, (Bytes{0x05, 0x7A}));
+  EXPECT_EQ(Described(eac3(0, 0, 768), 5).tags, Bytes{});
+  EXPECT_EQ(Described(dts(16, 1006)).tags, (Bytes{0x05}));
+  EXPECT_EQ(Described(dts(16, 1006), 7, false, true).tags, (Bytes{0x05, 0x7B}));
+  EXPECT_EQ(Described(dts(16, 1006), 3).tags, Bytes{});
+  EXPECT_EQ(Described(adts(300)).tags, Bytes{});
+  const Bytes both = dts(16, 1006) + extension(0, 2000);
+  EXPECT_EQ(Described(both).stream.pmt.descriptors[0], (Bytes{5, 4, 'D', 'T', 'S', 'H'}));
+  EXPECT_EQ(Described(both, 7, false, true).stream.pmt.descriptors[0],
+            (Bytes{5, 4, 'D', 'T', 'S', '1'}));
 }
 
 TEST(AudioScan, AFullListTakesNoMore) {

@@ -1,19 +1,14 @@
-#include "zel/mux/engine/audio/buffer_limit.h"
+#include "zel/mux/engine/packet/decoder_limit.h"
 
 #include <gtest/gtest.h>
-
-#include "zel/mux/engine/configuration/configuration.h"
 
 namespace zel::mux {
 namespace {
 
-using Morvalen::Zel::tsm_audio;
-
-tsm_audio record(bool tsm_audio::*model = nullptr) {
-  tsm_audio config{};
-  config.pesNau = 2;
-  if (model != nullptr) config.*model = true;
-  return config;
+audio_buffer_choice record(bool audio_buffer_choice::*model = nullptr) {
+  audio_buffer_choice choice;
+  if (model != nullptr) choice.*model = true;
+  return choice;
 }
 
 audio_characteristics stream(audio_kind kind, int frameSize, int channels = 2) {
@@ -24,28 +19,28 @@ audio_characteristics stream(audio_kind kind, int frameSize, int channels = 2) {
   return audio;
 }
 
-int64_t limit(const audio_characteristics& audio, const tsm_audio& config = record()) {
-  return find_audio_buffer_limit(audio, config).limit;
+int64_t limit(const audio_characteristics& audio, const audio_buffer_choice& config = record()) {
+  return audio_decoder_limit(config, audio, 2).bytes;
 }
 
 TEST(AudioBufferLimit, Ac3ByModel) {
   const audio_characteristics ac3 = stream(audio_kind::ac3, 768);
-  EXPECT_EQ(limit(ac3, record(&tsm_audio::bdBuf)), 18456);
-  EXPECT_EQ(limit(ac3, record(&tsm_audio::atscBuf)), 2408);
-  EXPECT_EQ(limit(ac3, record(&tsm_audio::clBuf)), 2408);
-  EXPECT_EQ(limit(ac3, record(&tsm_audio::dvbBuf)), 5320);
-  EXPECT_EQ(limit(ac3, record(&tsm_audio::a52Y2012Buf)), 4456);
+  EXPECT_EQ(limit(ac3, record(&audio_buffer_choice::blurayDisc)), 18456);
+  EXPECT_EQ(limit(ac3, record(&audio_buffer_choice::atsc)), 2408);
+  EXPECT_EQ(limit(ac3, record(&audio_buffer_choice::cable)), 2408);
+  EXPECT_EQ(limit(ac3, record(&audio_buffer_choice::dvb)), 5320);
+  EXPECT_EQ(limit(ac3, record(&audio_buffer_choice::a52Year2012)), 4456);
   EXPECT_EQ(limit(ac3), 3400);
 }
 
 TEST(AudioBufferLimit, Eac3ByModel) {
   audio_characteristics eac3 = stream(audio_kind::ac3, 768);
   eac3.eac3 = true;
-  EXPECT_EQ(limit(eac3, record(&tsm_audio::bdBuf)), 18456);
-  EXPECT_EQ(limit(eac3, record(&tsm_audio::clBuf)), 2408);
-  EXPECT_EQ(limit(eac3, record(&tsm_audio::atscBuf)), 5000);
-  EXPECT_EQ(limit(eac3, record(&tsm_audio::a52Y2012Buf)), 25192);
-  EXPECT_EQ(limit(eac3, record(&tsm_audio::dvbBuf)), 3400);  // no row: as all else
+  EXPECT_EQ(limit(eac3, record(&audio_buffer_choice::blurayDisc)), 18456);
+  EXPECT_EQ(limit(eac3, record(&audio_buffer_choice::cable)), 2408);
+  EXPECT_EQ(limit(eac3, record(&audio_buffer_choice::atsc)), 5000);
+  EXPECT_EQ(limit(eac3, record(&audio_buffer_choice::a52Year2012)), 25192);
+  EXPECT_EQ(limit(eac3, record(&audio_buffer_choice::dvb)), 3400);  // no row: as all else
 }
 
 TEST(AudioBufferLimit, AdtsByChannels) {
@@ -58,7 +53,7 @@ TEST(AudioBufferLimit, AdtsByChannels) {
 TEST(AudioBufferLimit, DtsByExtension) {
   audio_characteristics dts = stream(audio_kind::dts, 5000);
   EXPECT_EQ(limit(dts), 8904);
-  EXPECT_EQ(limit(dts, record(&tsm_audio::bdBuf)), 43788);
+  EXPECT_EQ(limit(dts, record(&audio_buffer_choice::blurayDisc)), 43788);
   dts.dtsExtension = 1;
   EXPECT_EQ(limit(dts), 17630);
   dts.dtsExtension = 2;
@@ -73,16 +68,16 @@ TEST(AudioBufferLimit, LatmByChannels) {
   EXPECT_EQ(limit(stream(audio_kind::latm, 2000, 12)), 12620);
   EXPECT_EQ(limit(stream(audio_kind::latm, 2000, 13)), 51032 - 51032 * 14 / 4000);
   audio_characteristics dvb = stream(audio_kind::latm, 2000, 6);
-  EXPECT_EQ(limit(dvb, record(&tsm_audio::dvbBuf)), 3400);
+  EXPECT_EQ(limit(dvb, record(&audio_buffer_choice::dvb)), 3400);
   dvb.fourChannelObject = true;
-  EXPECT_EQ(limit(dvb, record(&tsm_audio::dvbBuf)), 8792);
+  EXPECT_EQ(limit(dvb, record(&audio_buffer_choice::dvb)), 8792);
 }
 
 TEST(AudioBufferLimit, SmallFramesLoseRoomToHeaders) {
   // 3400 * 14 / F is 80 at F = 595 and above from 587 on down.
   EXPECT_EQ(limit(stream(audio_kind::latm, 297)), 3400);
   EXPECT_EQ(limit(stream(audio_kind::latm, 293)), 3400 - 81);
-  EXPECT_EQ(limit(stream(audio_kind::latm, 1)), 0);
+  EXPECT_EQ(limit(stream(audio_kind::latm, 1)), kLeastLimit);
 }
 
 TEST(AudioBufferLimit, MpegAudioByBitRateAndFrame) {
@@ -98,26 +93,16 @@ TEST(AudioBufferLimit, MpegAudioByBitRateAndFrame) {
   EXPECT_EQ(limit(mpeg), 2849);
   mpeg.frameSize = 3584;
   EXPECT_EQ(limit(mpeg), 3584);
-  EXPECT_FALSE(find_audio_buffer_limit(mpeg, record()).frameTooLarge);
+  EXPECT_FALSE(audio_decoder_limit(record(), mpeg, 2).frameTooLarge);
   mpeg.frameSize = 3585;
-  EXPECT_TRUE(find_audio_buffer_limit(mpeg, record()).frameTooLarge);
+  EXPECT_TRUE(audio_decoder_limit(record(), mpeg, 2).frameTooLarge);
 }
 
 TEST(AudioBufferLimit, ConfiguredSizeGoesBeforeAll) {
-  tsm_audio config = record(&tsm_audio::bdBuf);
+  audio_buffer_choice config = record(&audio_buffer_choice::blurayDisc);
   config.dbSize = 12345;
   EXPECT_EQ(limit(stream(audio_kind::ac3, 768), config), 12345);
   EXPECT_EQ(limit(stream(audio_kind::latm, 1), config), 12345);
-}
-
-TEST(AudioFramePeriod, GoesByTheRate) {
-  EXPECT_DOUBLE_EQ(audio_frame_period(1536, 48000), 864000);
-  EXPECT_NEAR(audio_frame_period(1536, 44100), 940408.163, 0.001);
-  EXPECT_DOUBLE_EQ(audio_frame_period(1536, 32000), 1296000);
-  EXPECT_NEAR(audio_frame_period(1152, 44100), 705306.122, 0.001);
-  EXPECT_NEAR(audio_frame_period(384, 44100), 235102.041, 0.001);
-  EXPECT_NEAR(audio_frame_period(1536, 22050), 1880816.327, 0.001);
-  EXPECT_EQ(audio_frame_period(1536, 0), 0);
 }
 
 }  // namespace
