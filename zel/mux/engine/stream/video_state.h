@@ -83,11 +83,12 @@ struct video_characteristics {
 /// What the packet maker remembers of the unit and the PES packet that it's in.
 struct video_cursor {
   bool inUnit = false;
-  int32_t unitSent = 0;       // of the front unit's sent_size(), base layer
-  int32_t dependentSent = 0;  // of its dependentSize
-  int32_t pesUnitsLeft = 0;   // of the PES packet being sent
-  int32_t pesBytes = 0;       // payload so far; for MaxPESlen
-  bool pesStart = true;       // the next packet begins a PES packet
+  int32_t unitSent = 0;         // of the front unit's sent_size(), base layer
+  int32_t dependentSent = 0;    // of its dependentSize
+  int32_t pesUnitsLeft = 0;     // of the PES packet being sent
+  int32_t pesBytes = 0;         // payload so far; for MaxPESlen
+  bool nextUnitHasPes = false;  // the PES packet of the next unit has begun
+  int32_t pesBytesLeft = 0;     // of a PES packet of told length, for MaxPESlen
   bool dependentPesStart = true;
   uint8_t dependentContinuity = 0;
   int32_t strictHolds = 0;   // in a row, for StrictVBV
@@ -106,6 +107,9 @@ struct video_state : stream_state {
 
   elementary_input input;
   elementary_input dependentInput;  // second layer, split off `input` by the analyser
+  /// scan_video, or what stands in for it where a stream's units come from elsewhere.
+  bool (*scan)(video_state& state) = nullptr;
+  bool noEmptyAf = false;  // of the transport level
   fixed_ring<access_unit, kAccessUnits> units;
   buffer_model model;
   video_characteristics characteristics;

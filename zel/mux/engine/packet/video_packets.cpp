@@ -1,0 +1,398 @@
+#include "zel/mux/engine/packet/video_packets.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "zel/mux/engine/configuration/configuration.h"
+#include "zel/mux/engine/packet/au_information.h"
+#include "zel/mux/engine/packet/clock_insertion.h"
+#include "zel/mux/engine/packet/model_steps.h"
+#include "zel/mux/engine/packet/pes_header.h"
+#include "zel/mux/engine/run/reporting.h"
+
+// A PES packet starts where a transport packet does, but an access unit need not: unless the stream
+// is aligned, the PES packet of an access unit begins with what is left of the one before, so that
+// no packet is stuffed. Its time stamps are those of the first access unit that commences in it
+// (ISO/IEC 13818-1, 2.4.3.7).
+//
+// A packet is planned before it's tested against the buffer, since the test counts the bytes of its
+// headers. What the plan did to the stream is taken back when the packet is withheld.
+
+namespace zel::mux {
+
+namespace {
+
+constexpr int kUnderflow = 0;
+constexpr int kStrictVbvFailed = 26;
+constexpr int kMissingDelimiter = 135;
+constexpr int kUnitTooShort = 136;
+constexpr int kPaddedSmallUnits = 138;
+
+constexpr double kEarlyNal = 269'000'000;   // 9.96 s
+constexpr double kEarlyOther = 26'000'000;  // 0.963 s
+constexpr int kMostStrictHolds = 10;
+constexpr int kDelimiterBytes = 6;
+constexpr int32_t kMostInput = 1 << 29;
+constexpr int kEndCodeReach = 368;
+
+bool is_nal_coded(const video_state& state) {
+  return state.characteristics.coding == video_coding::avc ||
+         state.characteristics.coding == video_coding::hevc;
+}
+
+// Whether unit `index` is there and timed. Scans for it.
+bool unit_ready(video_state& state, size_t index) {
+  while (!state.sourceEnded && (state.units.size() <= index || !state.units[index].timed)) {
+    if (state.units.full() || state.model.removals.size() >= kFullRemovals) break;
+    const size_t before = state.units.size();
+    const int64_t scanned = state.scanPosition;
+    const int64_t loaded = state.input.end_position();
+    if (state.scan == nullptr) break;
+    state.scan(state);
+    if (state.units.size() != before || state.scanPosition != scanned || state.sourceEnded)
+      continue;
+    if (state.input.end_position() != loaded) continue;
+    // Nothing moved: either the source has nothing just now, or one unit needs a larger buffer.
+    if (state.input.room() > 0 || state.input.capacity() >= kMostInput) break;
+    state.input.grow(state.input.capacity() * 2);
+  }
+  return state.units.size() > index && (state.units[index].timed || state.sourceEnded);
+}
+
+// The sequence end code behind the last picture, unless it's there.
+void append_end_code(video_state& state) {
+  constexpr std::array<uint8_t, 4> kEndCode{0x00, 0x00, 0x01, 0xB7};
+  if (!state.config->insertSec || state.cursor.endCodeChecked || !state.sourceEnded) return;
+  if (state.units.empty() || state.input.filled() >= kEndCodeReach || is_nal_coded(state)) return;
+  state.cursor.endCodeChecked = true;
+
+  std::array<uint8_t, kEndCodeReach> rest;
+  const int32_t count = state.input.filled();
+  state.input.copy(state.input.read_position(), rest.data(), count);
+  const auto end = rest.begin() + count;
+  if (std::search(rest.begin(), end, kEndCode.begin(), kEndCode.end()) != end) return;
+  if (!state.input.append(kEndCode)) return;
+  state.units.back().size += static_cast<int32_t>(kEndCode.size());
+  if (!state.model.removals.empty()) {
+    state.model.removals.back().size += static_cast<int32_t>(kEndCode.size());
+  }
+}
+
+// Takes `count` bytes of the unit as it's sent, from `from` on. They come in order.
+void take_unit(video_state& state, const access_unit& unit, int32_t from, uint8_t* to,
+               int32_t count) {
+  elementary_input& input = state.input;
+  // What lies between units belongs to none.
+  if (input.read_position() < unit.start) {
+    input.skip(static_cast<int32_t>(unit.start - input.read_position()));
+  }
+  if (unit.delimiterBytes == 0 && unit.quadBytePad == 0) {
+    input.take(to, count);
+    return;
+  }
+  const uint8_t delimiter[kDelimiterBytes] = {
+      0, 0, 0, 1, 9, static_cast<uint8_t>(unit.primaryPicType << 5 | 0x10)};
+  const int32_t padAt = unit.delimiterBytes + unit.pictureStart;
+  const int32_t padEnd = padAt + unit.quadBytePad;
+  for (const int32_t end = from + count; from < end;) {
+    int32_t piece = 1;
+    if (from < unit.delimiterBytes) {
+      *to = delimiter[from];
+    } else if (from >= padAt && from < padEnd) {
+      *to = 0;
+    } else {
+      piece = (from < padAt ? std::min(padAt, end) : end) - from;
+      input.take(to, piece);
+    }
+    from += piece;
+    to += piece;
+  }
+}
+
+struct plan {
+  int header = 0;   // bytes before the payload, PES header included
+  int payload = 0;  // bytes of access units
+  bool startsPes = false;
+  const access_unit* stamped = nullptr;  // whose time stamps the PES packet has
+  pes_fields pes;
+  double timeOfUnfinished = 0;  // of the first unit that this packet doesn't finish
+};
+
+int32_t remaining(const video_state& state) {
+  return state.units.front().sent_size() - state.cursor.unitSent;
+}
+
+bool cut_by_length(const video_state& state) {
+  return state.config->maxPesLen >= 184;
+}
+
+// Which unit commences in the packet and wants a PES packet of its own, or null.
+const access_unit* unit_of_new_pes(video_state& state, const tsm_stream& stream, int room) {
+  video_cursor& cursor = state.cursor;
+  if (cursor.unitSent == 0) {
+    if (cursor.nextUnitHasPes || cursor.pesUnitsLeft > 0) return nullptr;
+    return &state.units.front();
+  }
+  if (stream.has(kAligned) || cut_by_length(state)) return nullptr;
+  if (cursor.nextUnitHasPes || cursor.pesUnitsLeft > 0 || remaining(state) >= room) return nullptr;
+  return unit_ready(state, 1) ? &state.units[1] : nullptr;
+}
+
+void plan_pes(video_state& state, tsm_stream& stream, plan& packet) {
+  pes_fields& pes = packet.pes;
+  pes.streamId = stream.pesId;
+  pes.headerFlags = static_cast<uint8_t>(stream.flags2 >> 1 & 0x0F);
+  pes.unbounded = !cut_by_length(state);
+  if (stream.pesId == kExtendedStreamId) {
+    pes.hasIdExtension = true;
+    pes.idExtension = stream.pesIdExtension;
+  }
+  if (packet.stamped != nullptr && stream.PTSnPESCount == 0) {
+    pes.hasPts = true;
+    pes.pts = packet.stamped->pts;
+    pes.dts = packet.stamped->dts;
+    pes.hasDts = static_cast<int64_t>(pes.pts / 300) != static_cast<int64_t>(pes.dts / 300);
+  }
+  if (cut_by_length(state)) {
+    // The whole PES packet, header included, keeps to the length.
+    const int32_t room = std::min(state.config->maxPesLen, 65'535) - pes_header_size(pes);
+    pes.payloadLength = std::max(std::min(remaining(state), room), 1);
+  }
+}
+
+// Fields of the adaptation field that belong to the start of an access unit.
+void mark_unit_start(video_state& state, tsm_stream& stream, const access_unit& unit,
+                     tsm_packet& packet, const tsm_time& now) {
+  const bool clock = stream.has(kPcrPes) || (stream.has2(kPcrGop) && unit.sequenceHeader);
+  if (clock && stream.has(kCarriesPcr) && !stream.has(kPacketHasPcr)) {
+    insert_pcr(stream, packet, now, now);
+  }
+  if (unit.keyPoint && stream.has2(kRandomAccess)) {
+    add_adaptation_flags(packet, kRandomAccessFlag);
+    set_event(packet, kEventAccessPoint);
+  }
+  if (unit.pictureType == 3) set_event(packet, kEventNonAnchor);
+  if (state.config->auInfo) {
+    add_private_data(packet, au_information(state.characteristics.coding, unit));
+  }
+}
+
+void plan_payload(video_state& state, const tsm_stream& stream, plan& packet) {
+  const int room = static_cast<int>(kPacketBytes) - packet.header;
+  int32_t first = remaining(state);
+  if (cut_by_length(state)) {
+    first =
+        std::min(first, packet.startsPes ? packet.pes.payloadLength : state.cursor.pesBytesLeft);
+  }
+  packet.payload = std::min(first, room);
+  size_t unfinished = packet.payload < remaining(state) ? 0 : 1;
+
+  // More units follow in the packet, but only one that has a PES packet of its own.
+  const bool stops = stream.has(kAligned) || cut_by_length(state);
+  int left = static_cast<int>(stream.PESnau);
+  if (packet.stamped == nullptr) left = state.cursor.pesUnitsLeft;
+  if (packet.stamped == &state.units.front()) left -= 1;
+  bool stampedAhead = state.cursor.nextUnitHasPes ||
+                      (packet.stamped != nullptr && packet.stamped != &state.units.front());
+  if (state.cursor.nextUnitHasPes && state.cursor.unitSent > 0) {
+    left = std::max(left, 1);
+  }
+  while (!stops && packet.payload < room && unit_ready(state, unfinished)) {
+    if (!stampedAhead && left <= 0) {
+      if (state.config->padSmallAu || stream.PESnau >= 2) {
+        if (!state.cursor.paddedSmall) state.report->warn(kPaddedSmallUnits, stream.pid());
+        state.cursor.paddedSmall = true;
+        break;
+      }
+    }
+    stampedAhead = false;
+    left -= 1;
+    const int32_t size = state.units[unfinished].sent_size();
+    const int32_t piece = std::min<int32_t>(size, room - packet.payload);
+    packet.payload += piece;
+    if (piece < size) break;
+    ++unfinished;
+  }
+  const access_unit& unit = state.units[std::min(unfinished, state.units.size() - 1)];
+  packet.timeOfUnfinished = is_nal_coded(state) ? unit.dts : unit.pts;
+}
+
+bool is_withheld(video_state& state, const tsm_stream& stream, const plan& packet, double now) {
+  const Morvalen::Zel::tsm_video& config = *state.config;
+  const access_unit& unit = state.units.front();
+  if (would_overflow(state.model, packet.header)) return true;
+  if (state.model.removals.size() >= kFullRemovals) return true;
+  if (config.stillPicSpacing > 0 &&
+      signed_difference(unit.dts, now) >
+          config.stillPicSpacing * state.characteristics.framePeriod) {
+    return true;
+  }
+  if (config.stillPicOffset == 0) {
+    double early = is_nal_coded(state) ? kEarlyNal : kEarlyOther;
+    if (config.maxDecodeDelay > 1000) early = config.maxDecodeDelay * 300.0;
+    if (signed_difference(packet.timeOfUnfinished, now) > early) return true;
+  }
+  if (!config.strictVbv || remaining(state) > 184 ||
+      signed_difference(now + state.characteristics.vbvDelay * 300.0, unit.dts) >= 0) {
+    state.cursor.strictHolds = 0;
+    return false;
+  }
+  if (++state.cursor.strictHolds <= kMostStrictHolds) return true;
+  state.cursor.strictHolds = 0;
+  state.report->warn(kStrictVbvFailed, stream.pid());
+  return false;
+}
+
+// Counts PES packets and units once a packet goes out.
+void commit_pes(video_state& state, tsm_stream& stream, const plan& packet) {
+  if (!packet.startsPes) return;
+  video_cursor& cursor = state.cursor;
+  if (packet.stamped != nullptr) {
+    cursor.pesUnitsLeft = static_cast<int32_t>(std::max(stream.PESnau, 1u));
+    cursor.nextUnitHasPes = true;
+    stream.PTSnPESCount =
+        stream.PTSnPESCount == 0 ? std::max(stream.PTSnPES, 1u) - 1 : stream.PTSnPESCount - 1;
+  }
+  cursor.pesBytesLeft = packet.pes.payloadLength;
+}
+
+void copy_payload(video_state& state, uint8_t* to, int32_t count) {
+  video_cursor& cursor = state.cursor;
+  if (cut_by_length(state)) cursor.pesBytesLeft -= count;
+  while (count > 0) {
+    const access_unit& unit = state.units.front();
+    if (cursor.unitSent == 0) {
+      cursor.nextUnitHasPes = false;
+      cursor.pesUnitsLeft -= cursor.pesUnitsLeft > 0 ? 1 : 0;
+    }
+    const int32_t piece = std::min(count, remaining(state));
+    take_unit(state, unit, cursor.unitSent, to, piece);
+    cursor.unitSent += piece;
+    to += piece;
+    count -= piece;
+    if (remaining(state) > 0) continue;
+    state.units.pop();
+    cursor.unitSent = 0;
+  }
+}
+
+void fill_packet(video_state& state, tsm_stream& stream, plan& plan, tsm_packet& packet) {
+  int stuffing = static_cast<int>(kPacketBytes) - plan.header - plan.payload;
+  int zeros = 0;
+  // A field of a single length byte is what NoEmptyAF forbids: a zero byte behind the unit, which
+  // no start code minds, fills the packet instead; a PES packet of told length is cut by a byte.
+  if (state.noEmptyAf && stuffing == 1 && payload_place(packet) == kTsHeaderBytes) {
+    if (cut_by_length(state) && plan.payload > 1) {
+      plan.payload -= 1;
+      stuffing = 2;
+    } else {
+      zeros = 1;
+      stuffing = 0;
+    }
+  }
+  add_stuffing(packet, stuffing);
+  uint8_t* at = packet.bytes + payload_place(packet);
+  if (plan.startsPes) {
+    packet.bytes[1] |= kUnitStartBit;
+    at += put_pes_header(at, plan.pes);
+  }
+  commit_pes(state, stream, plan);
+  copy_payload(state, at, plan.payload);
+  if (zeros > 0) at[plan.payload] = 0;
+  state.model.level += plan.payload;
+}
+
+}  // namespace
+
+void plan_insertions(video_state& state, access_unit& unit) {
+  unit.delimiterBytes = unit.quadBytePad = 0;
+  const int pid = state.stream->pid();
+  if (state.config->insertAvcAud && state.characteristics.coding == video_coding::avc &&
+      !unit.hasDelimiter) {
+    if (unit.size < kDelimiterBytes) {
+      state.report->warn(kUnitTooShort, pid);
+    } else {
+      if (!state.cursor.insertedDelimiter) state.report->warn(kMissingDelimiter, pid);
+      state.cursor.insertedDelimiter = true;
+      unit.delimiterBytes = kDelimiterBytes;
+    }
+  }
+  if (state.config->quadByte) {
+    unit.quadBytePad = static_cast<uint8_t>(-(unit.delimiterBytes + unit.pictureStart) & 3);
+  }
+}
+
+void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet, tsm_mux&) {
+  auto& state = static_cast<video_state&>(*stream.state);
+  const double ticks = ticks_of(now);
+  packet.events[0] = packet.events[1] = 0;
+  run_removals(state.model, packet, ticks, [&](int64_t missing) {
+    state.report->warn(kUnderflow, stream.pid(), missing);
+    state.runningDts = normalise(state.runningDts + state.characteristics.framePeriod);
+  });
+  const unsigned events = packet.events[0];
+  stream.clear(kPacketHasPcr);
+  if (!unit_ready(state, 0)) {
+    if (state.sourceEnded && state.units.empty()) {
+      end_stream(stream, packet);
+    } else {
+      packet.make_null();
+    }
+    stream.step_times();
+    return;
+  }
+  append_end_code(state);
+
+  begin_packet(stream, packet, false);
+  set_event(packet, events);
+  insert_initial_discontinuity(stream, packet);
+  if (pcr_is_due(stream, now)) insert_pcr(stream, packet, now, now);
+
+  // Everything below is taken back if the packet is withheld.
+  const tsm_packet bare = packet;
+  const tsm_time pcrNext = stream.pcrNext;
+  const uint32_t flags = stream.flags;
+
+  plan plan;
+  const bool continued =
+      cut_by_length(state) && state.cursor.unitSent > 0 && state.cursor.pesBytesLeft <= 0;
+  const int room = static_cast<int>(kPacketBytes) - payload_place(packet);
+  plan.stamped = unit_of_new_pes(state, stream, room);
+  plan.startsPes = plan.stamped != nullptr || continued;
+  if (state.cursor.unitSent == 0 && plan.stamped != nullptr) {
+    mark_unit_start(state, stream, *plan.stamped, packet, now);
+  } else if (plan.stamped != nullptr && stream.has(kPcrPes) && stream.has(kCarriesPcr) &&
+             !stream.has(kPacketHasPcr)) {
+    insert_pcr(stream, packet, now, now);
+  }
+  plan.header = payload_place(packet);
+  if (plan.startsPes) {
+    plan_pes(state, stream, plan);
+    plan.header += pes_header_size(plan.pes);
+  }
+  plan_payload(state, stream, plan);
+
+  if (is_withheld(state, stream, plan, ticks)) {
+    packet = bare;
+    stream.flags = flags;
+    stream.pcrNext = pcrNext;
+    withhold(stream, packet);
+  } else {
+    fill_packet(state, stream, plan, packet);
+  }
+  stream.step_times();
+}
+
+bool next_video_removal(const tsm_stream& stream, const tsm_time&, double& ticks,
+                        int& unitsInFlight) {
+  const auto& state = static_cast<const video_state&>(*stream.state);
+  if (state.units.empty()) return false;
+  ticks = state.units.front().dts;
+  const size_t queued = state.units.size();
+  const size_t removals = state.model.removals.size();
+  unitsInFlight = static_cast<int>(removals > queued ? removals - queued : 0);
+  return true;
+}
+
+}  // namespace zel::mux

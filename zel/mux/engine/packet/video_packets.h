@@ -1,0 +1,18 @@
+#pragma once
+
+#include "zel/mux/engine/stream/stream.h"
+#include "zel/mux/engine/stream/video_state.h"
+
+namespace zel::mux {
+
+/// The makePacket of a video stream, whose `state` is a video_state. Runs the decoder's buffer
+/// model up to `now`, and sends what it allows; otherwise a null packet, or a packet with nothing
+/// but the PCR that is due. Steps the stream's times. Allocates nothing, but where one access unit
+/// doesn't fit into the input buffer, which then grows.
+void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet, tsm_mux& mux);
+
+/// For VBR: the time at which the first access unit that isn't delivered whole leaves the buffer.
+bool next_video_removal(const tsm_stream& stream, const tsm_time& now, double& ticks,
+                        int& unitsInFlight);
+
+}  // namespace zel::mux
