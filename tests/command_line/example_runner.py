@@ -25,9 +25,11 @@ class ExampleTest(ZelTest):
         self.assertEqual(process.returncode, 0, f"{example}\n{process.stderr.decode()}")
 
     def run_examples(self, wanted):
-        """Runs the examples whose programs `wanted` accepts; they find a clip, as Y4M and raw."""
+        """Runs the examples whose programs `wanted` accepts; they find a clip, as Y4M and raw,
+        and a multiplexer configuration."""
         self.put("clip.y4m", y4m(10, "F25:1", 320, 180))
         self.put("clip.yuv", raw(10, 320, 180))
+        self.put("mux.cfg", b"Transport*\nRate = 8000000\nProgram1*\n")
         examples = [example for example in all_examples() if wanted(programs_of(example))]
         for example in examples:
             with self.subTest(example=example):

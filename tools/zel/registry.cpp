@@ -6,6 +6,9 @@ namespace zel::tool {
 
 std::vector<Subcommand> allSubcommands() {
   return {
+      configCheckSubcommand(),
+      configKeysSubcommand(),
+      configPrintSubcommand(),
       formatsSubcommand(),
       keysSubcommand(),
       hevcEncodeSubcommand(),

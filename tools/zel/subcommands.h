@@ -6,6 +6,9 @@
 
 namespace zel::tool {
 
+Subcommand configCheckSubcommand();
+Subcommand configKeysSubcommand();
+Subcommand configPrintSubcommand();
 Subcommand formatsSubcommand();
 Subcommand hevcEncodeSubcommand();
 Subcommand keysSubcommand();
