@@ -2,7 +2,6 @@
 
 #include <cstdint>
 
-
 namespace Morvalen::Zel {
 
 class CByteArray;
