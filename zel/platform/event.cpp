@@ -337,7 +337,7 @@ int Event::waitAny(std::span<Event* const> events, uint32_t milliseconds) {
     Event& event = *events[count];
     uint32_t const state = event.lock();
     if ((state & kSignalled) != 0) {
-      bool asleep = 0;
+      bool asleep = false;
       bool const won = waiter.claim(asleep);  // or else an event before this one was set meanwhile
       event.unlock(won && event.kind_ == Kind::autoReset ? state & ~kSignalled : state);
       if (won) waiter.publish(static_cast<uint32_t>(count), false);
