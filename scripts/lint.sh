@@ -45,7 +45,10 @@ mkdir -p "$build/sources"
 python3 - "$build/compile_commands.json" "${sources[@]/#/$PWD/}" >"$build/sources/compile_commands.json" <<'END'
 import json, sys
 with open(sys.argv[1]) as commands:
-    json.dump([c for c in json.load(commands) if c["file"] in sys.argv[2:]], sys.stdout)
+    picked = [c for c in json.load(commands) if c["file"] in sys.argv[2:]]
+if not picked:
+    sys.exit("lint: no compiler command is known for what should be looked at")
+json.dump(picked, sys.stdout)
 END
 
 echo "lint: clang-tidy, ${#sources[@]} files"
