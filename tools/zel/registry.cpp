@@ -6,13 +6,8 @@ namespace zel::tool {
 
 std::vector<Subcommand> allSubcommands() {
   return {
-      configCheckSubcommand(),
-      configKeysSubcommand(),
-      configPrintSubcommand(),
-      formatsSubcommand(),
-      keysSubcommand(),
-      hevcEncodeSubcommand(),
-      testsrcSubcommand(),
+      configCheckSubcommand(), configKeysSubcommand(), configPrintSubcommand(), formatsSubcommand(),
+      keysSubcommand(),        hevcEncodeSubcommand(), testsrcSubcommand(),
   };
 }
 

@@ -8,7 +8,7 @@
 namespace zel::mux {
 namespace {
 
-// Expected figures were worked out apart, with exact fractions, and rounded to 9 places.
+// Expected figures were each written out term by term, and rounded to 9 places.
 
 TEST(StreamRate, VideoWithOnePesAnAccessUnit) {
   video_rate_inputs in;
