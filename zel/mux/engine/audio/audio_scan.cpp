@@ -319,30 +319,35 @@ bool tell_changes(audio_state& state, const access_unit& unit) {
   const audio_frame_header& then = last.first;
   const bool rate = now.sampleRateCode != then.sampleRateCode;
   const bool size = now.frameSizeCode != then.frameSizeCode;
+  bool told = false;
   switch (now.kind) {
     case audio_kind::ac3:
       if (now.eac3 != then.eac3) {
         warn(state, now.eac3 ? kNowEac3 : kNowAc3);
         return true;
       }
-      return tell_if(state, rate, kAc3RateChanged, now.sampleRateCode) |
-             tell_if(state, size, kAc3SizeChanged, now.frameSizeCode);
+      told |= tell_if(state, rate, kAc3RateChanged, now.sampleRateCode);
+      told |= tell_if(state, size, kAc3SizeChanged, now.frameSizeCode);
+      return told;
     case audio_kind::mpeg:
       if (tell_if(state, now.layer != then.layer, kLayerChanged, now.layer)) return true;
-      return tell_if(state, rate || now.sampleRate != then.sampleRate, kMpegRateChanged,
-                     now.sampleRateCode) |
-             tell_mpeg_size(state, size, now.frameSizeCode);
+      told |= tell_if(state, rate || now.sampleRate != then.sampleRate, kMpegRateChanged,
+                      now.sampleRateCode);
+      told |= tell_mpeg_size(state, size, now.frameSizeCode);
+      return told;
     case audio_kind::dts:
       if (now.extension || then.extension) return now.extension != then.extension;
-      return tell_if(state, size, kDtsBlocksChanged, now.frameSizeCode) |
-             tell_if(state, now.size != then.size, kDtsSizeChanged, now.size - 1);
+      told |= tell_if(state, size, kDtsBlocksChanged, now.frameSizeCode);
+      told |= tell_if(state, now.size != then.size, kDtsSizeChanged, now.size - 1);
+      return told;
     case audio_kind::latm:
-      return tell_if(state, unit.latm.channelConfiguration != last.latm.channelConfiguration,
-                     kLatmChannelsChanged, unit.latm.channelConfiguration) |
-             tell_if(state, unit.latm.sampleRate != last.latm.sampleRate, kLatmRateChanged,
-                     unit.latm.sampleRate) |
-             tell_if(state, unit.latm.samplesPerFrame != last.latm.samplesPerFrame,
-                     kLatmSamplesChanged, unit.latm.samplesPerFrame);
+      told |= tell_if(state, unit.latm.channelConfiguration != last.latm.channelConfiguration,
+                      kLatmChannelsChanged, unit.latm.channelConfiguration);
+      told |= tell_if(state, unit.latm.sampleRate != last.latm.sampleRate, kLatmRateChanged,
+                      unit.latm.sampleRate);
+      told |= tell_if(state, unit.latm.samplesPerFrame != last.latm.samplesPerFrame,
+                      kLatmSamplesChanged, unit.latm.samplesPerFrame);
+      return told;
     case audio_kind::unknown:
       break;
   }
