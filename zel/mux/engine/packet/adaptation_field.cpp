@@ -1,5 +1,6 @@
 #include "zel/mux/engine/packet/adaptation_field.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cstring>
 
@@ -85,7 +86,7 @@ int add_private_data(tsm_packet& packet, std::span<const uint8_t> data) {
   const auto count = static_cast<int>(data.size());
   open_gap(packet, place, count + 1);
   packet.bytes[place] = static_cast<uint8_t>(count);
-  std::memcpy(packet.bytes + place + 1, data.data(), data.size());
+  std::copy(data.begin(), data.end(), packet.bytes + place + 1);
   packet.bytes[kFlagsPlace] |= kPrivateDataFlag;
   return used + count + 1;
 }
