@@ -7,6 +7,7 @@
 
 #include "zel/mux/engine/callbacks.h"
 #include "zel/mux/engine/clock/tsm_time.h"
+#include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/run/burst_nulls.h"
 #include "zel/mux/engine/run/null_packets.h"
 #include "zel/mux/engine/run/output_writer.h"
@@ -25,6 +26,8 @@ struct tsm_mux {
   explicit tsm_mux(output_writer output) : writer(std::move(output)) {}
   tsm_mux(const tsm_mux&) = delete;
   tsm_mux& operator=(const tsm_mux&) = delete;
+
+  const Morvalen::Zel::tsm_config* config = nullptr;  // outlives the run
 
   tsm_time now;          // of the packet being decided
   tsm_time packetTime;   // 4.0608e10 / rate, whatever the packet size is

@@ -1,0 +1,17 @@
+#include "zel/mux/engine/run/stream_kinds.h"
+
+namespace zel::mux {
+
+// A kind's header is included, and its two functions stand here, once its folder has them.
+const stream_kinds kStreamKinds = {
+    .video = {},
+    .audio = {},
+    .smpte302m = {},
+    .lpcm = {},
+    .privateStream = {},
+    .scte35 = {},
+    .openTable = nullptr,
+    .startTable = nullptr,
+};
+
+}  // namespace zel::mux
