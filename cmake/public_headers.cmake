@@ -7,6 +7,8 @@ set(ZEL_PUBLIC_HEADERS
   zel/mux/engine/configuration/configuration.h
   zel/mux/engine/configuration/key_table.h
   zel/mux/engine/configuration/tarn_array.h
+  zel/mux/engine/input/stream_content.h
+  zel/mux/engine/run_statistics.h
   zel/platform/critical_section.h
   zel/platform/event.h
   zel/runtime/audio_format.h

@@ -12,6 +12,7 @@
 #include "zel/mux/engine/run/null_packets.h"
 #include "zel/mux/engine/run/output_writer.h"
 #include "zel/mux/engine/run/reporting.h"
+#include "zel/mux/engine/run_statistics.h"
 #include "zel/mux/engine/stream/stream.h"
 
 namespace zel::mux {
@@ -52,6 +53,9 @@ struct tsm_mux {
   void* progressUser = nullptr;
   int progressPeriod = 5000;
   int sinceProgress = 0;
+
+  Morvalen::Zel::tsm_trace_callback trace = nullptr;
+  void* traceUser = nullptr;
 
   int64_t packetsPerCall = 0;
   int slotsSinceSync = 0;

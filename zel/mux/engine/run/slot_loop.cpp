@@ -4,6 +4,7 @@
 
 #include "zel/mux/engine/run/pcr_only_stream.h"
 #include "zel/mux/engine/run/slot_choice.h"
+#include "zel/mux/engine/stream/buffer_model.h"
 #include "zel/mux/engine/stream/pcr_schedule.h"
 
 // Time is simulated: it moves by one packet's duration a slot. At each slot the streams that may go
@@ -36,15 +37,36 @@ void sync_clock(tsm_mux& mux) {
       time_from_ticks(static_cast<double>(mux.stats.packetsCounted) * 2.7e7 * 1504 / mux.rate);
 }
 
-void put(tsm_mux& mux) {
+void trace(tsm_mux& mux, const tsm_stream* stream) {
+  const uint8_t* bytes = mux.packet.bytes;
+  Morvalen::Zel::tsm_trace_event event;
+  event.packet = mux.stats.packetsCounted;
+  event.time = ticks_of(mux.now);
+  event.pid = mux.packet.pid();
+  if (stream != nullptr) {
+    event.kind = static_cast<int32_t>(stream->kind);
+    event.hasPcr = stream->has(kPacketHasPcr);
+    event.unitStart = (bytes[1] & 0x40) != 0;
+    if (stream->buffer != nullptr) {
+      event.bufferLevel = stream->buffer->level;
+      event.bufferLimit = stream->buffer->limit;
+    }
+  }
+  mux.trace(mux.traceUser, &event);
+}
+
+// The packet under construction, of `stream`, or stuffing where that is null.
+void put(tsm_mux& mux, tsm_stream* stream) {
   ++mux.sinceProgress;
+  if (stream != nullptr) ++stream->packetsSent;
+  if (mux.trace != nullptr) trace(mux, stream);
   if (!mux.writer.put(mux.packet, mux.stats)) mux.reports.fatal(kWriteFailed);
   mux.bursts.packet_sent();
 }
 
 void put_null(tsm_mux& mux) {
   mux.nulls.make(mux.packet);
-  put(mux);
+  put(mux, nullptr);
 }
 
 bool termination_reached(tsm_mux& mux) {
@@ -161,7 +183,7 @@ slot_outcome run_slots(tsm_mux& mux) {
       put_null(mux);
     } else {
       if (!make_packet(mux, *stream)) continue;
-      put(mux);
+      put(mux, stream);
     }
     mux.now = add(mux.now, mux.packetTime);
   }

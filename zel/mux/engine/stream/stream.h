@@ -12,6 +12,7 @@
 
 namespace zel::mux {
 
+struct buffer_model;
 struct tsm_mux;
 struct tsm_stream;
 
@@ -164,6 +165,9 @@ struct tsm_stream {
   double firstDts = 0;     // D0 or A0 with everything added, 27 MHz ticks
   double firstPts = 0;
   pmt_description pmt;
+  /// The decoder's buffer as the state simulates it, for statistics; null where the kind has none.
+  const buffer_model* buffer = nullptr;
+  int64_t packetsSent = 0;
   /// The time of the next byte's removal that isn't yet delivered; for VBR's forced PCRs. Null
   /// where the kind has no buffer model. Gives the count of access units in flight too.
   bool (*nextRemoval)(const tsm_stream& stream, const tsm_time& now, double& ticks,

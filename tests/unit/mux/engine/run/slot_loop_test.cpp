@@ -10,6 +10,7 @@
 
 #include "zel/mux/engine/psi/psi_stream.h"
 #include "zel/mux/engine/run/pcr_only_stream.h"
+#include "zel/mux/engine/stream/buffer_model.h"
 
 namespace {
 std::atomic<long> allocations{0};
@@ -353,6 +354,32 @@ TEST_F(SlotLoop, PsiKeepsItsRepetitionBesideAPriorityStreamThatTakesEverySlot) {
   for (const char pid : order()) sent += pid == 'p' ? 1 : 0;
   EXPECT_GE(sent, 5);
   EXPECT_LE(sent, 11);
+}
+
+TEST_F(SlotLoop, ATraceHearsOfEveryPacketInOrder) {
+  std::vector<Morvalen::Zel::tsm_trace_event> events;
+  mux.trace = [](void* user, const Morvalen::Zel::tsm_trace_event* event) {
+    static_cast<std::vector<Morvalen::Zel::tsm_trace_event>*>(user)->push_back(*event);
+  };
+  mux.traceUser = &events;
+  tsm_stream& stream = add_stream('a', 1.504e6 / 4, 3);
+  buffer_model model;
+  model.level = 500;
+  model.limit = 9000;
+  stream.buffer = &model;
+  run_slots(mux);
+  std::string heard;
+  for (const auto& event : events) heard += event.pid == kNullPid ? '.' : char(event.pid);
+  EXPECT_EQ(heard, order());
+  ASSERT_EQ(heard.substr(0, 5), "a...a");
+  EXPECT_EQ(events[0].kind, Morvalen::Zel::tsm_stream_video);
+  EXPECT_EQ(events[0].bufferLevel, 500);
+  EXPECT_EQ(events[0].bufferLimit, 9000);
+  EXPECT_EQ(events[1].kind, Morvalen::Zel::tsm_stream_null);
+  EXPECT_EQ(events[1].bufferLevel, -1);
+  EXPECT_EQ(events[4].packet, 4);
+  EXPECT_DOUBLE_EQ(events[4].time, 4 * 27000.0);
+  EXPECT_EQ(stream.packetsSent, 3);
 }
 
 struct BufferedSlotLoop : SlotLoop {
