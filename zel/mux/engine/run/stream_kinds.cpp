@@ -1,11 +1,13 @@
 #include "zel/mux/engine/run/stream_kinds.h"
 
+#include "zel/mux/engine/audio/open_audio.h"
+
 namespace zel::mux {
 
 // A kind's header is included, and its two functions stand here, once its folder has them.
 const stream_kinds kStreamKinds = {
     .video = {},
-    .audio = {},
+    .audio = {open_audio, start_audio},
     .smpte302m = {},
     .lpcm = {},
     .privateStream = {},

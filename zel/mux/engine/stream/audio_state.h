@@ -52,11 +52,13 @@ struct audio_characteristics {
   int32_t dtsExtension = 0;        // extension kind 0, 1 or 2 of the buffer table
 };
 
+/// What the packet maker remembers of the frame and the PES packet that it's in.
 struct audio_cursor {
-  int32_t frameSent = 0;     // of the front frame
-  int32_t pesBytesLeft = 0;  // payload of the PES packet to come
-  int32_t pesFramesLeft = 0;
-  bool pesStart = true;
+  int32_t frameSent = 0;      // of the front frame
+  int32_t pesBytesLeft = 0;   // payload of the PES packet to come
+  bool pesBegun = false;      // the first PES packet went out
+  bool toldTooLarge = false;  // messages that go out once
+  bool toldTooMany = false;
 };
 
 struct audio_state : stream_state {
@@ -64,6 +66,8 @@ struct audio_state : stream_state {
   const Morvalen::Zel::tsm_audio* config = nullptr;
   reporting* report = nullptr;
   video_state* firstVideo = nullptr;  // of the program, or null
+
+  bool noEmptyAf = false;  // of the transport level
 
   elementary_input input;
   fixed_ring<audio_frame, kAudioFrames> frames;

@@ -1,0 +1,188 @@
+#include "zel/mux/engine/audio/open_audio.h"
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "zel/mux/engine/audio/describe.h"
+#include "zel/mux/engine/input/file_source.h"
+#include "zel/mux/engine/packet/audio_packets.h"
+#include "zel/mux/engine/packet/decoder_limit.h"
+#include "zel/mux/engine/packet/first_time_stamp.h"
+#include "zel/mux/engine/packet/stream_rate.h"
+#include "zel/mux/engine/run/stream_setup.h"
+#include "zel/mux/engine/stream/audio_state.h"
+#include "zel/mux/engine/stream/video_state.h"
+
+namespace zel::mux {
+
+namespace {
+
+using Morvalen::Zel::tsm_audio;
+using Morvalen::Zel::tsm_config;
+
+// Fatal messages.
+constexpr int kNoRate = 17;
+constexpr int kNoInputFile = 28;
+constexpr int kOpenError = 32;
+constexpr int kOverlapTooLong = 45;
+constexpr int kReadError = 53;
+constexpr int kFrameTooLarge = 60;
+// Warnings.
+constexpr int kPesLengthUnset = 13;
+constexpr int kAdjustmentFailed = 54;
+constexpr int kAdjustedBySeconds = 55;
+
+bool is_remultiplexed(const tsm_audio& record) {
+  return record.sourceTsPid > 0 || record.sourceStreamId > 0;
+}
+
+// False after a fatal message that doesn't stop the run.
+bool open_files(audio_state& state, int32_t size, const Morvalen::Zel::tsm_program& program,
+                tsm_mux& mux) {
+  const tsm_audio& record = *state.config;
+  if (record.files.count == 0) {
+    mux.reports.fatal(kNoInputFile, record.pid, int64_t{program.programNumber});
+    return false;
+  }
+  std::vector<std::string> names;
+  for (int32_t i = 0; i < record.files.count; ++i) {
+    names.emplace_back(Morvalen::Zel::tarn_array_text(&record.files, i));
+  }
+  auto files = std::make_unique<file_source>(
+      std::move(names), [&reports = mux.reports, pid = record.pid](const char* name) {
+        if (name != nullptr) {
+          reports.fatal(kOpenError, pid, std::string_view(name));
+        } else {
+          reports.fatal(kReadError, pid);
+        }
+      });
+  if (!files->open()) return false;
+  state.input.open(size, Morvalen::Zel::tsm_read_size(), std::move(files));
+  return true;
+}
+
+void set_limit(audio_state& state) {
+  const tsm_audio& record = *state.config;
+  const audio_buffer_choice choice{.dbSize = record.dbSize,
+                                   .blurayDisc = record.bdBuf,
+                                   .cable = record.clBuf,
+                                   .atsc = record.atscBuf,
+                                   .dvb = record.dvbBuf,
+                                   .a52Year2012 = record.a52Y2012Buf};
+  const int pesNau = static_cast<int>(state.stream->PESnau);
+  const audio_limit limit = audio_decoder_limit(choice, state.characteristics, pesNau);
+  if (limit.frameTooLarge) state.report->fatal(kFrameTooLarge, state.stream->pid());
+  state.model.limit = limit.bytes;
+}
+
+void set_rate(audio_state& state) {
+  const tsm_audio& record = *state.config;
+  const tsm_stream& stream = *state.stream;
+  const audio_characteristics& audio = state.characteristics;
+  audio_rate_inputs inputs;
+  inputs.bitRate = audio.bitRate;
+  inputs.frameBytes = record.rate > 0 ? audio.frameSize : audio.averageFrameSize;
+  inputs.ptsNpes = static_cast<int>(stream.PTSnPES);
+  inputs.pesNau = static_cast<int>(stream.PESnau);
+  inputs.aligned = stream.has(kAligned);
+  inputs.lowLatency = record.lowLatency;
+  inputs.carriesPcr = stream.has(kCarriesPcr);
+  inputs.pcrPeriod = static_cast<int>(stream.pcrPeriod);
+  state.stream->set_rate(audio_stream_rate(inputs));
+}
+
+audio_start_inputs start_inputs(const audio_state& state, const tsm_mux& mux) {
+  const tsm_audio& record = *state.config;
+  const tsm_config& config = *mux.config;
+  audio_start_inputs inputs;
+  inputs.startTime = mux.startTime;
+  inputs.ptsi = configured_first_pts(config);
+  inputs.leader90k = config.leader;
+  inputs.delay90k = record.delay;
+  inputs.foundDelay90k = state.foundDelay90k;
+  inputs.streamDelay90k = record.streamDelay;
+  inputs.independent = record.indDelay;
+  inputs.dvbBuf = record.dvbBuf;
+  inputs.followsSource = record.avSync && is_remultiplexed(record);
+  inputs.terminated = state.stream->has2(kTerminated);
+  inputs.overlap = config.overlap;
+  // A video stream that couldn't be started gives no start.
+  const video_state* const video = state.firstVideo;
+  if (video != nullptr && !video->stream->has(kNoMorePackets)) {
+    inputs.hasVideo = true;
+    inputs.videoFirstPts = signed_difference(video->firstPts, normalise(mux.startTime));
+    inputs.videoStreamDelay90k = video->config->streamDelay;
+    inputs.videoFramePeriod = video->characteristics.framePeriod;
+  }
+  return inputs;
+}
+
+void set_first_pts(audio_state& state, const tsm_mux& mux) {
+  tsm_stream& stream = *state.stream;
+  const int pid = stream.pid();
+  const audio_start start =
+      first_audio_pts(start_inputs(state, mux), state.characteristics, state.model.limit);
+  if (start.rateMissing) state.report->fatal(kNoRate, pid);
+  if (start.adjustmentFailed) state.report->warn(kAdjustmentFailed, pid);
+  if (start.skewSeconds != 0) state.report->warn(kAdjustedBySeconds, pid, start.skewSeconds);
+  if (start.overlapTooLong) state.report->fatal(kOverlapTooLong, pid, int64_t{mux.config->overlap});
+  state.firstPts = state.runningPts = normalise(start.pts);
+  stream.firstPts = stream.firstDts = state.firstPts;
+  if (start.holds) {
+    stream.holdUntil = time_from_ticks(start.holdUntil);
+    stream.set2(kHold);
+  }
+}
+
+}  // namespace
+
+std::unique_ptr<tsm_stream> open_audio(const tsm_audio& record,
+                                       const Morvalen::Zel::tsm_program& program,
+                                       Morvalen::Zel::tsm_load_callback load, tsm_mux& mux) {
+  auto stream = std::make_unique<tsm_stream>();
+  auto owned = std::make_unique<audio_state>();
+  audio_state& state = *owned;
+  state.stream = stream.get();
+  state.config = &record;
+  state.report = &mux.reports;
+  state.noEmptyAf = mux.config->noEmptyAf;
+  stream->state = std::move(owned);
+  stream->kind = stream_kind::audio;
+  stream->makePacket = make_audio_packet;
+  stream->nextRemoval = next_audio_removal;
+
+  const int32_t size =
+      audio_input_size(record.avSync, is_remultiplexed(record), Morvalen::Zel::tsm_read_size());
+  if (load != nullptr) {
+    state.input.open(size, load, record.user);
+  } else if (!open_files(state, size, program, mux)) {
+    return nullptr;
+  }
+  return stream;
+}
+
+void start_audio(tsm_stream& stream, tsm_mux& mux) {
+  auto& state = static_cast<audio_state&>(*stream.state);
+  audio_characteristics& audio = state.characteristics;
+  const tsm_audio& record = *state.config;
+  discover_audio(state);
+  if (audio.kind == audio_kind::unknown) {
+    stream.set(kSourceEnded | kNoMorePackets);
+    return;
+  }
+  if (record.rate > 0) audio.bitRate = record.rate;
+  const tsm_config& config = *mux.config;
+  describe_audio(state, config.autoDescrDisabled ? 0 : config.autoDescrMask,
+                 config.autoDescrLegacyDts);
+  stream.pmt.listed = true;
+  set_limit(state);
+  set_rate(state);
+  set_first_pts(state, mux);
+  if (int64_t{stream.PESnau} * audio.frameSize > state.input.capacity()) {
+    state.report->warn(kPesLengthUnset, stream.pid(), int64_t{stream.pid()});
+  }
+}
+
+}  // namespace zel::mux
