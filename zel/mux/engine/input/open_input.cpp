@@ -1,0 +1,55 @@
+#include "zel/mux/engine/input/open_input.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "zel/mux/engine/input/file_source.h"
+
+namespace zel::mux {
+
+namespace {
+
+using Morvalen::Zel::tarn_array_text;
+using Morvalen::Zel::TarnArray;
+
+constexpr int kReadError = 53;
+
+std::unique_ptr<file_source> make_files(const TarnArray& files, const input_request& request,
+                                        reporting& reports) {
+  std::vector<std::string> names;
+  for (int32_t i = 0; i < files.count; ++i) names.emplace_back(tarn_array_text(&files, i));
+  return std::make_unique<file_source>(
+      std::move(names),
+      [&reports, pid = request.record->pid, openError = request.openError](const char* name) {
+        if (name != nullptr) {
+          reports.fatal(openError, pid, std::string_view(name));
+        } else {
+          reports.fatal(kReadError, pid);
+        }
+      });
+}
+
+}  // namespace
+
+bool open_input(elementary_input& input, const input_request& request, reporting& reports) {
+  const auto& record = *request.record;
+  if (request.load != nullptr) {
+    input.open(request.bufferSize, request.load,
+               request.user != nullptr ? request.user : record.user);
+    return true;
+  }
+  const TarnArray& files = request.files != nullptr ? *request.files : record.files;
+  if (files.count == 0) {
+    reports.fatal(request.noFiles, record.pid, request.noFilesArgument);
+    return false;
+  }
+  auto source = make_files(files, request, reports);
+  if (!source->open()) return false;
+  input.open(request.bufferSize, Morvalen::Zel::tsm_read_size(), std::move(source));
+  return true;
+}
+
+}  // namespace zel::mux
