@@ -18,31 +18,6 @@ namespace {
 constexpr size_t kMostMacroblockBytes = 3400;
 static_assert(12 * (20 + 64 * (16 + 1 + 6 + 10)) / 8 + 16 <= kMostMacroblockBytes);
 
-// Where coded block i is stored, and whose predictor and weights it has.
-struct BlockPlace {
-  uint16_t offset;
-  uint8_t component;
-};
-constexpr std::array<BlockPlace, 8> kPlaces422 = {
-    {{0, 0}, {64, 0}, {256, 1}, {384, 2}, {128, 0}, {192, 0}, {320, 1}, {448, 2}}};
-constexpr std::array<BlockPlace, 12> kPlaces444 = {{{0, 0},
-                                                    {64, 0},
-                                                    {128, 1},
-                                                    {192, 1},
-                                                    {256, 2},
-                                                    {320, 2},
-                                                    {384, 0},
-                                                    {448, 0},
-                                                    {512, 1},
-                                                    {576, 1},
-                                                    {640, 2},
-                                                    {704, 2}}};
-
-std::span<const BlockPlace> PlacesOf(CodingMode mode) {
-  if (mode == kMode444) return kPlaces444;
-  return kPlaces422;
-}
-
 }  // namespace
 
 // The next bits at the top of a word. Refilling is without branches: it ors in the eight bytes at

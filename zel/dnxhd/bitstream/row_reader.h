@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 
+#include "zel/dnxhd/bitstream/block_order.h"
 #include "zel/dnxhd/bitstream/code_lookup.h"
 #include "zel/dnxhd/bitstream/frame_header.h"
 #include "zel/dnxhd/result_words.h"
@@ -13,13 +14,6 @@
 // way. SMPTE ST 2019-1.
 
 namespace zel::dnxhd {
-
-inline constexpr size_t kBlockCoefficients = 64;
-
-/// Blocks of a macroblock, in the order of the entries: 8, or 12 in 4:4:4.
-constexpr size_t BlocksOf(CodingMode mode) {
-  return mode == kMode444 ? 12 : 8;
-}
 
 struct MacroblockFlags {
   bool color;  // the bit as it stands; only 4:4:4 uses it

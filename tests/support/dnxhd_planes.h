@@ -1,0 +1,84 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "zel/dnxhd/bitstream/hd_decoder.h"
+
+namespace zel::test {
+
+/// Planes of a frame, the lines of two fields interleaved: what formatters stand between, told by
+/// the letter of the format, without their speed. 4:2:2, or 4:4:4 for the ids that are.
+class DnxhdPlanes : public dnxhd::RowTaker {
+ public:
+  explicit DnxhdPlanes(const dnxhd::VCIDEntry& entry);
+
+  size_t width(size_t plane) const;
+  size_t lines() const { return lines_; }
+  int depth() const { return depth_; }
+  std::vector<int>& plane(size_t plane) { return planes_[plane]; }
+  const std::vector<int>& plane(size_t plane) const { return planes_[plane]; }
+  /// All planes, one behind the other.
+  std::vector<int> samples() const;
+
+  /// 8-bit planes in bytes, deeper ones in 16-bit words, low byte first; `bytes` holds at least
+  /// rawSize().
+  void readRaw(const char* bytes);
+  std::string raw() const;
+  size_t rawSize() const;
+
+  dnxhd::ResultWord TakeRow(const dnxhd::DecodedRow& row) override;
+
+  /// A row of macroblocks for the forward transform: centred, in the scale of 10 bits, lines below
+  /// the picture repeating its last.
+  void macroblockRow(size_t picture, size_t row, int16_t* blocks) const;
+
+ private:
+  struct Place {
+    size_t plane;
+    size_t x;
+    size_t y;
+  };
+  Place placeOf(size_t column, size_t row, size_t block) const;
+
+  const dnxhd::PictureGeometry geometry_;
+  const int depth_;
+  const size_t lines_;
+  const bool is444_;
+  std::array<std::vector<int>, 3> planes_;
+};
+
+struct SampleDifference {
+  int largest = 0;
+  double psnr = 0;
+};
+SampleDifference sampleDifference(const std::vector<int>& a, const std::vector<int>& b, int depth);
+
+/// Mean structural similarity over 8 by 8 windows that overlap by half, of one plane.
+double structuralSimilarity(const std::vector<int>& a, const std::vector<int>& b, size_t width,
+                            int depth);
+
+/// Bytes on a 16-byte boundary.
+class AlignedBytes {
+ public:
+  explicit AlignedBytes(size_t size)
+      : bytes_(static_cast<uint8_t*>(::operator new(size, kAlignment))), size_(size) {}
+  ~AlignedBytes() { ::operator delete(bytes_, kAlignment); }
+  AlignedBytes(const AlignedBytes&) = delete;
+  AlignedBytes& operator=(const AlignedBytes&) = delete;
+  std::span<uint8_t> bytes() const { return {bytes_, size_}; }
+
+ private:
+  static constexpr std::align_val_t kAlignment{64};
+  uint8_t* bytes_;
+  size_t size_;
+};
+
+std::vector<char> fileContents(const std::string& file);
+
+}  // namespace zel::test

@@ -1,0 +1,47 @@
+#include "zel/dnxhd/bitstream/write_codes.h"
+
+#include "zel/dnxhd/bitstream/block_order.h"
+#include "zel/dnxhd/tables/ac_codes.h"
+
+namespace zel::dnxhd {
+
+BitCost::BitCost(const VCIDEntry& entry)
+    : endOfBlocks(static_cast<uint8_t>(entry.endOfBlockLength * BlocksOf(CodingModeOf(entry)))),
+      endOfBlock(static_cast<uint8_t>(entry.endOfBlockLength)),
+      longestRun(static_cast<uint8_t>(entry.runLengths.back())) {
+  const auto escapeBits = static_cast<uint32_t>(entry.depth - 4);
+  for (size_t kind = 0; kind < entry.acLengths.size(); ++kind) {
+    const uint32_t extra = 1 + ((kind & kEscape) != 0 ? escapeBits : 0);
+    for (size_t k = 0; k < 64; ++k) {
+      ac[64 * kind + k] = static_cast<uint8_t>(entry.acLengths[kind][k] + extra);
+    }
+  }
+  for (size_t length = 0; length < run.size(); ++length) {
+    run[length] = static_cast<uint8_t>(entry.runLengths[length] & 15);
+  }
+  for (size_t size = 0; size < dc.size(); ++size) {
+    if (entry.dcLengths[size] != 0) dc[size] = static_cast<uint8_t>(entry.dcLengths[size] + size);
+  }
+}
+
+WriteCodes::WriteCodes(const VCIDEntry& entry)
+    : endOfBlock{entry.endOfBlockCode, entry.endOfBlockLength},
+      escapeBits(static_cast<uint32_t>(entry.depth - 4)) {
+  for (size_t kind = 0; kind < entry.acCodes.size(); ++kind) {
+    const bool escape = (kind & kEscape) != 0;
+    const uint32_t behind = 1 + (escape ? escapeBits : 0);
+    auto& codes = (kind & kRun) != 0 ? afterRun : plain;
+    for (size_t k = 0; k < 64; ++k) {
+      codes[(escape ? 64 : 0) + k] = {entry.acCodes[kind][k] << behind,
+                                      entry.acLengths[kind][k] + behind};
+    }
+  }
+  for (size_t length = 1; length < run.size(); ++length) {
+    run[length] = {entry.runCodes[length], entry.runLengths[length]};
+  }
+  for (size_t size = 0; size < dc.size(); ++size) {
+    dc[size] = {entry.dcCodes[size], entry.dcLengths[size]};
+  }
+}
+
+}  // namespace zel::dnxhd

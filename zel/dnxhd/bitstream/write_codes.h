@@ -1,0 +1,67 @@
+#pragma once
+
+#include <array>
+#include <bit>
+#include <cassert>
+#include <cstdint>
+#include <cstdlib>
+
+#include "zel/dnxhd/bitstream/vcid_table.h"
+
+// The codes of an id as writing needs them, and what they cost. A coefficient is its code, a sign,
+// escape bits from a magnitude of 64 on, and the code of the run before it if there is one.
+
+namespace zel::dnxhd {
+
+/// Magnitudes below this have codes without escape bits. The format has one for 64, too, which this
+/// codec leaves out: it reads both.
+inline constexpr uint32_t kEscapeMagnitude = 64;
+
+/// Lengths, signs and escape bits included.
+struct BitCost {
+  uint8_t endOfBlocks = 0;  // of all blocks of a macroblock
+  uint8_t endOfBlock = 0;
+  /// By AcIndex, less 1: below 64, escaped, and the same two after a run.
+  std::array<uint8_t, 256> ac{};
+  std::array<uint8_t, 63> run{};  // by length; entry 0 is 0
+  uint8_t longestRun = 0;
+  std::array<uint8_t, 16> dc{};  // by size, the bits behind the code included; 0: no such size
+
+  explicit BitCost(const VCIDEntry& entry);
+
+  /// Of a coefficient of this magnitude, at least 1, behind `zeros` zeros.
+  uint32_t Coefficient(uint32_t magnitude, uint32_t zeros) const {
+    const uint32_t index = AcIndex(magnitude);
+    return zeros == 0 ? ac[index - 1] : ac[128 + index - 1] + run[zeros];
+  }
+  uint32_t Dc(int32_t difference) const { return dc[SizeOf(difference)]; }
+
+  /// Bits of a DC difference's magnitude.
+  static uint32_t SizeOf(int32_t difference) {
+    return static_cast<uint32_t>(std::bit_width(static_cast<uint32_t>(std::abs(difference))));
+  }
+  /// 1 to 63 without escape, 65 to 128 with it.
+  static uint32_t AcIndex(uint32_t magnitude) {
+    return magnitude < kEscapeMagnitude ? magnitude : (magnitude - 1) % 64 + 65;
+  }
+};
+
+struct WriteCode {
+  uint32_t bits;
+  uint32_t length;
+};
+
+/// The codes themselves.
+struct WriteCodes {
+  /// By AcIndex, less 1; a 0 stands where the sign comes, and zeros for the escape bits.
+  std::array<WriteCode, 128> plain{};
+  std::array<WriteCode, 128> afterRun{};
+  std::array<WriteCode, 63> run{};
+  std::array<WriteCode, 16> dc{};  // the code alone
+  WriteCode endOfBlock{};
+  uint32_t escapeBits = 0;
+
+  explicit WriteCodes(const VCIDEntry& entry);
+};
+
+}  // namespace zel::dnxhd
