@@ -4,11 +4,13 @@ set(ZEL_PUBLIC_HEADERS
   zel/base/export.h
   zel/dnxhd/front_end/avid_compression.h
   zel/encoder/x265_encoder_api.h
+  zel/mux/engine/callbacks.h
   zel/mux/engine/configuration/configuration.h
   zel/mux/engine/configuration/key_table.h
   zel/mux/engine/configuration/tarn_array.h
   zel/mux/engine/input/stream_content.h
   zel/mux/engine/run_statistics.h
+  zel/mux/engine/engine.h
   zel/platform/critical_section.h
   zel/platform/event.h
   zel/runtime/audio_format.h

@@ -140,7 +140,8 @@ double psi_rate(const psi_state& state) {
   double rate = 0;
   for (const psi_section& section : state.sections) {
     const double interval = ticks_of(section.interval);
-    if (interval > 0) rate += static_cast<double>(section.bytes.size()) * 8 * 2.7e7 / interval;
+    if (!section.oneShot && interval > 0)
+      rate += static_cast<double>(section.bytes.size()) * 8 * 2.7e7 / interval;
   }
   return rate;
 }

@@ -26,7 +26,7 @@ struct psi_state : stream_state {
 /// time that fit whole. A section that doesn't fit goes on in the next packet.
 void psi_make_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet, tsm_mux& mux);
 
-/// What all sections of the PID take, bits per second of sections.
+/// What the repeated sections of the PID take, bits per second of sections.
 double psi_rate(const psi_state& state);
 
 }  // namespace zel::mux

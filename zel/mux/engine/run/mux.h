@@ -9,6 +9,7 @@
 #include "zel/mux/engine/clock/tsm_time.h"
 #include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/run/burst_nulls.h"
+#include "zel/mux/engine/run/file_writer.h"
 #include "zel/mux/engine/run/null_packets.h"
 #include "zel/mux/engine/run/output_writer.h"
 #include "zel/mux/engine/run/reporting.h"
@@ -49,6 +50,7 @@ struct tsm_mux {
   int warnIfEndEarly = 0;  // seconds; 0 is off
   int packetCountMultiple = 0;
 
+  Morvalen::Zel::tsm_load_callback load = nullptr;
   Morvalen::Zel::tsm_progress_callback progress = nullptr;
   void* progressUser = nullptr;
   int progressPeriod = 5000;
@@ -64,9 +66,11 @@ struct tsm_mux {
 
   null_packets nulls;
   burst_nulls bursts;
+  std::unique_ptr<file_writer> files;  // the built-in output; null with a write callback
   output_writer writer;
   tsm_packet packet{};
-  std::atomic<control_word> control = control_word::none;
+  /// The handle's own, which outlives a restart's change of runs.
+  const std::atomic<control_word>* control = nullptr;
 };
 
 }  // namespace zel::mux

@@ -1,8 +1,9 @@
 #include "zel/mux/engine/run/pcr_only_stream.h"
 
-#include <algorithm>
 #include <cstring>
 
+#include "zel/mux/engine/packet/stream_rate.h"
+#include "zel/mux/engine/run/stream_setup.h"
 #include "zel/mux/engine/stream/pcr_schedule.h"
 
 namespace zel::mux {
@@ -27,11 +28,28 @@ void make_pcr_only_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& p
   stream.step_times();
 }
 
+std::unique_ptr<tsm_stream> make_pcr_only_stream(const Morvalen::Zel::tsm_program& program,
+                                                 uint32_t programIndex, const tsm_mux& mux) {
+  auto stream = std::make_unique<tsm_stream>();
+  stream->kind = stream_kind::pcr_only;
+  stream->program = static_cast<uint32_t>(program.programNumber);
+  stream->programIndex = programIndex;
+  stream->makePacket = make_pcr_only_packet;
+  stream->set_pid(program.pcrPid);
+  stream->set(kPriority | kSourceEnded | kCarriesPcr);
+  if (!mux.config->disablePcrDi) stream->set(kDiscontinuityWithPcr);
+  if (program.transportPriority || mux.config->transportPriority) stream->set(kTransportPriority);
+  set_up_pcr(*stream, program, mux);
+  stream->rate = pcr_only_rate(static_cast<int>(stream->pcrPeriod));
+  stream->interval = stream->pcrStep;
+  return stream;
+}
+
 void turn_into_pcr_only(tsm_stream& stream) {
   stream.clear(kNoMorePackets);
   stream.set(kPriority);
   stream.makePacket = make_pcr_only_packet;
-  stream.rate = 1.504e6 / std::max(stream.pcrPeriod, 1u);
+  stream.rate = pcr_only_rate(static_cast<int>(stream.pcrPeriod));
   // One packet a period. Taken from the step itself: 4.0608e10 / rate may fall short of it by a
   // rounding, and a packet that comes that much early would have to wait a whole period.
   stream.interval = stream.pcrStep;

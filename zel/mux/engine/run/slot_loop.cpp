@@ -159,7 +159,8 @@ slot_outcome run_slots(tsm_mux& mux) {
   set_clock(mux);
   const int64_t firstPacket = mux.stats.packetsWritten;
   while (true) {
-    const control_word control = mux.control.load(std::memory_order_relaxed);
+    const control_word control =
+        mux.control == nullptr ? control_word::none : mux.control->load(std::memory_order_relaxed);
     if (control == control_word::end) return slot_outcome::ended;
     if (control == control_word::restart ||
         (control == control_word::restart_on_errors && mux.stats.errors > 0)) {

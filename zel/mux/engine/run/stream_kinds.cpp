@@ -10,8 +10,8 @@ const stream_kinds kStreamKinds = {
     .audio = {open_audio, start_audio},
     .smpte302m = {},
     .lpcm = {},
-    .privateStream = {},
-    .scte35 = {},
+    .privateStream = {nullptr, nullptr, 94},
+    .scte35 = {nullptr, nullptr, 105},
     .openTable = nullptr,
     .startTable = nullptr,
 };

@@ -10,8 +10,8 @@
 
 namespace zel::mux {
 
-/// A null `open` is a kind that this engine can't make streams of. A null `start` has nothing to
-/// read in advance.
+/// A null `open` is a kind that this engine can't make streams of: each record of it is the fatal
+/// message `missing`, with its file's name. A null `start` has nothing to read in advance.
 template <typename Record>
 struct stream_opener {
   std::unique_ptr<tsm_stream> (*open)(const Record& record,
@@ -19,6 +19,7 @@ struct stream_opener {
                                       Morvalen::Zel::tsm_load_callback load,
                                       tsm_mux& mux) = nullptr;
   void (*start)(tsm_stream& stream, tsm_mux& mux) = nullptr;
+  int missing = 34;
 };
 
 struct stream_kinds {

@@ -9,6 +9,9 @@ namespace {
 
 using namespace Morvalen::Zel;
 
+constexpr int kNoPidLeft = 0;
+constexpr int kNegativeDelay = 5;
+constexpr int kTwoSources = 65;
 constexpr int kIllegalStreamPid = 19;
 constexpr int kLowestStreamPid = 16;  // ISO/IEC 13818-1, table 2-3: below are tables
 
@@ -42,14 +45,34 @@ void set_flags(tsm_stream& stream, const tsm_stream_record& record, const tsm_pr
 }
 
 void set_clock_keys(tsm_stream& stream, const tsm_program& program, const tsm_mux& mux) {
-  stream.pcrPeriod = static_cast<uint32_t>(std::max(program.pcrPer, 1));
-  stream.pcrStep = time_from_ticks(stream.pcrPeriod * 27'000.0);
-  stream.pcrNext = time_from_ticks(mux.startTime);
+  set_up_pcr(stream, program, mux);
   if (program.pcrPid < 0 || program.pcrPid != stream.pid()) return;
   // Packets that come ready made bring their own PCRs.
   if (stream.kind == stream_kind::data) return;
   stream.set(kCarriesPcr | kDiscontinuityWithPcr);
   if (program.pcrPes) stream.set(kPcrPes);
+}
+
+void check_record(const tsm_stream_record& record, tsm_mux& mux) {
+  if (record.pid == -1) {
+    mux.reports.fatal(kNoPidLeft);
+  } else if (record.pid < kLowestStreamPid || record.pid >= kNullPid) {
+    mux.reports.warn(kIllegalStreamPid, no_pid, int64_t{record.pid});
+  }
+  if (record.streamDelay < 0) {
+    mux.reports.fatal(kNegativeDelay, record.pid, int64_t{record.streamDelay});
+  }
+  if (record.sourceStreamId > 0 && record.sourceTsPid > 0) {
+    mux.reports.fatal(kTwoSources, record.pid);
+  }
+}
+
+}  // namespace
+
+void set_up_pcr(tsm_stream& stream, const tsm_program& program, const tsm_mux& mux) {
+  stream.pcrPeriod = static_cast<uint32_t>(std::max(program.pcrPer, 1));
+  stream.pcrStep = time_from_ticks(stream.pcrPeriod * 27'000.0);
+  stream.pcrNext = time_from_ticks(mux.startTime);
 }
 
 smoothing_buffer* add_smoothing_buffer(double size, double rate, tsm_mux& mux) {
@@ -61,13 +84,9 @@ smoothing_buffer* add_smoothing_buffer(double size, double rate, tsm_mux& mux) {
   return mux.smoothingBuffers.back().get();
 }
 
-}  // namespace
-
 void set_up_stream(tsm_stream& stream, const tsm_stream_record& record, const tsm_program* program,
                    tsm_mux& mux) {
-  if (record.pid < kLowestStreamPid || record.pid >= kNullPid) {
-    mux.reports.warn(kIllegalStreamPid, no_pid, int64_t{record.pid});
-  }
+  check_record(record, mux);
   stream.set_pid(record.pid);
   set_flags(stream, record, program, *mux.config);
   if (program != nullptr) {

@@ -135,10 +135,13 @@ struct pmt_description {
 using make_packet_function = void (*)(tsm_stream& stream, const tsm_time& now, tsm_packet& packet,
                                       tsm_mux& mux);
 
+/// The program index of a stream that belongs to no program.
+inline constexpr uint32_t kTransportLevel = 0xFFFFFFFF;
+
 struct tsm_stream {
-  double rate = 0;            // bits per second of this stream's transport packets
-  uint32_t program = 0;       // program_number; 0 at transport level
-  uint32_t programIndex = 0;  // place of the program in the run's list
+  double rate = 0;                          // bits per second of this stream's transport packets
+  uint32_t program = 0;                     // program_number; 0 at transport level
+  uint32_t programIndex = kTransportLevel;  // place of the program in the configuration
   uint32_t PESnau = 1, PESnauCount = 0;
   uint32_t PTSnPES = 1, PTSnPESCount = 0;
   stream_kind kind = stream_kind::data;

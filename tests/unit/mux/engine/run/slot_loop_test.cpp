@@ -258,11 +258,12 @@ TEST_F(SlotLoop, ARunInPiecesGivesTheSameBytes) {
 
 TEST_F(SlotLoop, TheControlWordEndsOrRestarts) {
   add_stream('a', 1.504e6, 10);
-  mux.control = control_word::end;
+  std::atomic<control_word> control = control_word::end;
+  mux.control = &control;
   EXPECT_EQ(run_slots(mux), slot_outcome::ended);
-  mux.control = control_word::restart;
+  control = control_word::restart;
   EXPECT_EQ(run_slots(mux), slot_outcome::restart);
-  mux.control = control_word::restart_on_errors;
+  control = control_word::restart_on_errors;
   EXPECT_EQ(run_slots(mux), slot_outcome::finished);
 }
 
