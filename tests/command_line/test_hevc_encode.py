@@ -188,6 +188,20 @@ class Options(EncodeTest):
                 options = x265_options(self.get("out.hevc"))
                 self.assertLessEqual(told, options)
 
+    def test_a_decoder_buffer_has_rows_coded_in_turn(self):
+        # Side by side, the bytes would depend on timing. The picture has rows enough for x265 to want it.
+        self.put("in.y4m", y4m(2, width=128, height=256))
+        cbr = ["--rate-control", "cbr", "--bitrate", "300k"]
+        for options, in_turn in (([], False),
+                                 (cbr, True),
+                                 (["--vbv-maxrate", "500k", "--vbv-bufsize", "400k"], True),
+                                 (["--property", "X265VBVBufferSize=400", "--property", "X265VBVMaxRate=500"], True),
+                                 (["--command-line", "--vbv-bufsize 400 --vbv-maxrate 500"], True),
+                                 ([*cbr, "--command-line", "--wpp"], False)):
+            with self.subTest(options=options):
+                self.done("hevc", "encode", "in.y4m", "-o", "out.hevc", *FAST, *options)
+                self.assertEqual("no-wpp" in x265_options(self.get("out.hevc")), in_turn)
+
     def test_what_no_option_says_stays_with_the_preset(self):
         self.put("in.y4m", y4m(2))
         self.done("hevc", "encode", "in.y4m", "-o", "out.hevc")

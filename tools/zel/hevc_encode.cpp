@@ -91,7 +91,8 @@ void declareOptions(CLI::App& app, HevcEncodeOptions& options) {
       ->allow_extra_args(false);
   addText(app, "--command-line", options.commandLine, "TEXT",
           "x265 options, as \"--no-sao --psy-rd 1.5\"; they have the last word, and those that are "
-          "not known are ignored")
+          "not known are ignored. With a decoder's buffer, \"--wpp\" codes rows side by side: "
+          "faster on many cores, but the bytes may differ from run to run")
       ->group("For the encoder as it stands");
 }
 
@@ -156,8 +157,17 @@ media::Rational rateOf(const HevcEncodeOptions& options, const PictureFormat& fo
   throw Failure(inputName(options.input) + " doesn't tell its frame rate; give it by --rate");
 }
 
-std::string commandLineFor(const HevcEncodeOptions& options, const PictureFormat& format) {
+bool setsDecoderBuffer(const EncoderProperty& property) {
+  return property.key == Keys::X265BufferDelay || property.key == Keys::X265VBVBufferSize;
+}
+
+std::string commandLineFor(const HevcEncodeOptions& options, const PictureFormat& format,
+                           bool hasDecoderBuffer) {
   std::string text = "--log-level warning" + signalOptions(format);
+  // Under a decoder's buffer x265 corrects its quantiser within a picture by what the rows have
+  // cost so far, which is a matter of timing while rows are coded side by side. One after the
+  // other, the same pictures give the same bytes. A --wpp of the user's comes later and wins.
+  if (hasDecoderBuffer) text += " --no-wpp";
   if (options.commandLine) text += " " + *options.commandLine;
   if (text.size() > kLongestCommandLine)
     throw WrongUsage(
@@ -183,9 +193,16 @@ EncoderSetup setupFor(const HevcEncodeOptions& options, const PictureFormat& for
   append({{Keys::X265Preset, propertyBytes(kMedium)}});
   append(options.settings);
   append(std::move(rateControl.properties));
-  const std::string commandLine = commandLineFor(options, format);
+  std::vector<EncoderProperty> asTyped;
+  for (const std::string& argument : options.properties)
+    asTyped.push_back(parsePropertyArgument(argument));
+  const bool hasDecoderBuffer =
+      std::any_of(setup.properties.begin(), setup.properties.end(), setsDecoderBuffer) ||
+      std::any_of(asTyped.begin(), asTyped.end(), setsDecoderBuffer) ||
+      (options.commandLine && options.commandLine->find("--vbv-bufsize") != std::string::npos);
+  const std::string commandLine = commandLineFor(options, format, hasDecoderBuffer);
   append({{Keys::X265CommandLine, {commandLine.begin(), commandLine.end()}}});
-  for (const std::string& argument : options.properties) append({parsePropertyArgument(argument)});
+  append(std::move(asTyped));
   return setup;
 }
 
