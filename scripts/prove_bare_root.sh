@@ -30,7 +30,7 @@ mirror=$(apt-get indextargets --format '$(REPO_URI)|$(CODENAME)|$(ORIGIN)' "Crea
 }
 
 leave() {
-  [[ -z $root ]] || umount "$root/proc" "$root/sys" 2>/dev/null || true
+  [[ -z $root ]] || umount "$root/dev/pts" "$root/proc" "$root/sys" 2>/dev/null || true
 }
 trap leave EXIT
 
@@ -54,9 +54,13 @@ fresh_root() {
   # How to reach the mirror from here: name service, and a proxy if apt is told of one.
   cp /etc/resolv.conf /etc/hosts "$root/etc/"
   apt-config dump | grep -E '^Acquire::(https?::[Pp]roxy|Check-)' >"$root/etc/apt/apt.conf.d/90machine" || true
-  # What any running system has; x265 counts processors through them.
+  # What any running system has: x265 counts processors through the first two, and what the tool shows on a
+  # terminal is tested on a pseudo-terminal.
   mount -t proc proc "$root/proc"
   mount -t sysfs -o ro sysfs "$root/sys"
+  mkdir -p "$root/dev/pts"
+  mount -t devpts -o newinstance,ptmxmode=0666 devpts "$root/dev/pts"
+  ln -sf pts/ptmx "$root/dev/ptmx"
   local program
   for program in cc g++ clang make ninja cmake git python3; do
     ! chroot "$root" bash -c "command -v $program" || {
