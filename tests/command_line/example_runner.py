@@ -5,7 +5,7 @@ import pathlib
 import subprocess
 
 import help_text
-from zel_command import ZEL, ZelTest, raw, y4m
+from zel_command import ZEL, ZelTest, mp2, raw, y4m
 
 
 def all_examples():
@@ -26,9 +26,10 @@ class ExampleTest(ZelTest):
 
     def run_examples(self, wanted):
         """Runs the examples whose programs `wanted` accepts; they find a clip, as Y4M and raw,
-        and a multiplexer configuration."""
+        its sound, and a multiplexer configuration."""
         self.put("clip.y4m", y4m(10, "F25:1", 320, 180))
         self.put("clip.yuv", raw(10, 320, 180))
+        self.put("clip.mp2", mp2(20))
         self.put("mux.cfg", b"Transport*\nRate = 8000000\nProgram1*\n")
         examples = [example for example in all_examples() if wanted(programs_of(example))]
         for example in examples:

@@ -34,6 +34,11 @@ def y4m(frames, parameters="F25:1", width=WIDTH, height=HEIGHT):
     return header + b"".join(b"FRAME\n" + picture(i, width, height) for i in range(frames))
 
 
+def mp2(frames):
+    """Silence as MPEG audio, layer II: 128 kbit/s at 48 kHz, 24 ms a frame."""
+    return (bytes([0xFF, 0xFD, 0x84, 0x00]) + bytes(380)) * frames
+
+
 class Outcome:
     def __init__(self, process):
         self.code = process.returncode

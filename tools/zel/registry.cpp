@@ -7,7 +7,7 @@ namespace zel::tool {
 std::vector<Subcommand> allSubcommands() {
   return {
       configCheckSubcommand(), configKeysSubcommand(), configPrintSubcommand(), formatsSubcommand(),
-      keysSubcommand(),        hevcEncodeSubcommand(), testsrcSubcommand(),
+      keysSubcommand(),        hevcEncodeSubcommand(), muxSubcommand(),         testsrcSubcommand(),
   };
 }
 

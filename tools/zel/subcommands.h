@@ -12,6 +12,7 @@ Subcommand configPrintSubcommand();
 Subcommand formatsSubcommand();
 Subcommand hevcEncodeSubcommand();
 Subcommand keysSubcommand();
+Subcommand muxSubcommand();
 Subcommand testsrcSubcommand();
 
 }  // namespace zel::tool

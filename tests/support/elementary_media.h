@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace zel::test {
+
+/// An elementary stream that an independent encoder makes, and how an independent demultiplexer is
+/// to give it back.
+struct ElementaryMedia {
+  const char* name;  ///< "avc_mbaff"; a test's name too
+  const char* program;
+  /// With {out} for the file to be made, {in} for pictures as Y4M where the program takes those,
+  /// {seconds} and {frames}.
+  const char* arguments;
+  const char* section;  ///< of a configuration: "Video"
+  bool interlaced = false;
+  /// Ends with a last unit that a demultiplexer can't tell from more to come, or is changed on the
+  /// way by more than packets: then only the judge compares.
+  bool comesBackWhole = true;
+};
+
+/// Every kind that these encoders write.
+std::span<const ElementaryMedia> allElementaryMedia();
+const ElementaryMedia* findElementaryMedia(const std::string& name);
+
+/// Makes the stream in `folder`, and gives its path. Empty: the program isn't installed. Throws
+/// std::runtime_error with the program's output when it fails. `seconds` at 25 pictures a second.
+std::string makeElementaryMedia(const ElementaryMedia& media, const std::string& folder,
+                                int seconds);
+
+std::vector<uint8_t> fileBytes(const std::string& path);
+void writeFile(const std::string& path, std::span<const uint8_t> bytes);
+
+}  // namespace zel::test

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tools/zel/mux/mux_run.h"
+
+namespace zel::test {
+
+/// A run of the multiplexer over a configuration text, and what it wrote.
+struct Multiplexed {
+  std::vector<uint8_t> bytes;
+  tool::MuxResult result;
+
+  /// All messages, a line each, for failures of tests.
+  std::string said() const;
+  bool warned(int32_t code) const;
+};
+
+/// Throws tool::Failure where the text is no configuration.
+Multiplexed multiplexText(const std::string& text);
+
+}  // namespace zel::test
