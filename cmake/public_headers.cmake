@@ -8,8 +8,13 @@ set(ZEL_PUBLIC_HEADERS
   zel/mux/engine/configuration/configuration.h
   zel/mux/engine/configuration/key_table.h
   zel/mux/engine/configuration/tarn_array.h
+  zel/mux/engine/input/circular_buffer.h
   zel/mux/engine/input/stream_content.h
   zel/mux/engine/run_statistics.h
+  zel/mux/engine_calls.h
+  zel/mux/etv_track.h
+  zel/mux/multiplexer_api.h
+  zel/mux/tarnwick_interfaces.h
   zel/mux/engine/engine.h
   zel/platform/critical_section.h
   zel/platform/event.h

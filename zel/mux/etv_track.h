@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "zel/base/export.h"
 #include "zel/runtime/byte_array.h"
 #include "zel/runtime/object.h"
 #include "zel/runtime/string.h"
@@ -10,7 +11,7 @@ namespace Morvalen::Zel {
 
 /// A track of ETV data: a PID of a source transport stream whose sections become a table stream of
 /// the multiplex. One thread uses it.
-class CEtvTrack final : public CDependenciesObjectVS2012 {
+class ZEL_API CEtvTrack final : public CDependenciesObjectVS2012 {
  public:
   CEtvTrack() = default;
   ~CEtvTrack() override = default;

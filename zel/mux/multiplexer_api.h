@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "zel/base/export.h"
 #include "zel/mux/engine/callbacks.h"
 #include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine_calls.h"
@@ -23,7 +24,7 @@ namespace Morvalen::Zel {
 ///
 /// All calls come on one thread, and the providers and the consumer are called on it. The engine's
 /// callbacks are process-wide: two objects share them, since they are the same functions.
-class CTarnwickMultiplexerApi final : public CDependenciesObjectVS2012 {
+class ZEL_API CTarnwickMultiplexerApi final : public CDependenciesObjectVS2012 {
  public:
   /// Registration descriptor "BSSD" of SMPTE 302M streams.
   static constexpr std::array<uint8_t, 6> descriptor = {5, 4, 'B', 'S', 'S', 'D'};
@@ -33,7 +34,9 @@ class CTarnwickMultiplexerApi final : public CDependenciesObjectVS2012 {
   /// Elementary streams and channel pairs in all.
   static constexpr int32_t kStreamInfos = 32;
 
-  /// An object with one reference for the caller; null when memory is short. `engine` is borrowed.
+  /// An object with one reference for the caller; null when memory is short.
+  static CTarnwickMultiplexerApi* Create();
+  /// The same on other calls than the engine's own, which are borrowed.
   static CTarnwickMultiplexerApi* Create(EngineCalls const& engine);
 
   /// Adds a track for `Begin`. @return what `CEtvTrack::Init` says, or ZelErrorOutOfMemory.

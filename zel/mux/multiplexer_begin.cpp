@@ -4,6 +4,7 @@
 #include "zel/mux/multiplexer_api.h"
 #include "zel/mux/multiplexer_properties.h"
 #include "zel/mux/multiplexer_texts.h"
+#include "zel/mux/real_engine.h"
 #include "zel/runtime/property_keys.h"
 #include "zel/runtime/result_codes.h"
 
@@ -87,6 +88,10 @@ bool IsGiven(CString const* text) {
 
 CTarnwickMultiplexerApi::CTarnwickMultiplexerApi(EngineCalls const& calls)
     : engine(calls), etvTracks(new CDependenciesList<CEtvTrack>) {}
+
+CTarnwickMultiplexerApi* CTarnwickMultiplexerApi::Create() {
+  return Create(RealEngine());
+}
 
 CTarnwickMultiplexerApi* CTarnwickMultiplexerApi::Create(EngineCalls const& engine) {
   CTarnwickMultiplexerApi* const object = new CTarnwickMultiplexerApi(engine);

@@ -146,6 +146,7 @@ std::unique_ptr<tsm_stream> open_audio(const tsm_audio& record,
   audio_state& state = *owned;
   state.stream = stream.get();
   state.config = &record;
+  stream->buffer = &state.model;
   state.report = &mux.reports;
   state.noEmptyAf = mux.config->noEmptyAf;
   stream->state = std::move(owned);
