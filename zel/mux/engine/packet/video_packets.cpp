@@ -41,25 +41,6 @@ bool is_nal_coded(const video_state& state) {
          state.characteristics.coding == video_coding::hevc;
 }
 
-// Whether unit `index` is there and timed. Scans for it.
-bool unit_ready(video_state& state, size_t index) {
-  while (!state.sourceEnded && (state.units.size() <= index || !state.units[index].timed)) {
-    if (state.units.full() || state.model.removals.size() >= kFullRemovals) break;
-    const size_t before = state.units.size();
-    const int64_t scanned = state.scanPosition;
-    const int64_t loaded = state.input.end_position();
-    if (state.scan == nullptr) break;
-    state.scan(state);
-    if (state.units.size() != before || state.scanPosition != scanned || state.sourceEnded)
-      continue;
-    if (state.input.end_position() != loaded) continue;
-    // Nothing moved: either the source has nothing just now, or one unit needs a larger buffer.
-    if (state.input.room() > 0 || state.input.capacity() >= kMostInput) break;
-    state.input.grow(state.input.capacity() * 2);
-  }
-  return state.units.size() > index && (state.units[index].timed || state.sourceEnded);
-}
-
 // The sequence end code behind the last picture, unless it's there.
 void append_end_code(video_state& state) {
   constexpr std::array<uint8_t, 4> kEndCode{0x00, 0x00, 0x01, 0xB7};
@@ -136,7 +117,7 @@ const access_unit* unit_of_new_pes(video_state& state, const tsm_stream& stream,
   }
   if (stream.has(kAligned) || cut_by_length(state)) return nullptr;
   if (cursor.nextUnitHasPes || cursor.pesUnitsLeft > 0 || remaining(state) >= room) return nullptr;
-  return unit_ready(state, 1) ? &state.units[1] : nullptr;
+  return video_unit_ready(state, 1) ? &state.units[1] : nullptr;
 }
 
 void plan_pes(video_state& state, tsm_stream& stream, plan& packet) {
@@ -198,7 +179,7 @@ void plan_payload(video_state& state, const tsm_stream& stream, plan& packet) {
   if (state.cursor.nextUnitHasPes && state.cursor.unitSent > 0) {
     left = std::max(left, 1);
   }
-  while (!stops && packet.payload < room && unit_ready(state, unfinished)) {
+  while (!stops && packet.payload < room && video_unit_ready(state, unfinished)) {
     if (!stampedAhead && left <= 0) {
       if (state.config->padSmallAu || stream.PESnau >= 2) {
         if (!state.cursor.paddedSmall) state.report->warn(kPaddedSmallUnits, stream.pid());
@@ -305,6 +286,24 @@ void fill_packet(video_state& state, tsm_stream& stream, plan& plan, tsm_packet&
 
 }  // namespace
 
+bool video_unit_ready(video_state& state, size_t index) {
+  while (!state.sourceEnded && (state.units.size() <= index || !state.units[index].timed)) {
+    if (state.units.full() || state.model.removals.size() >= kFullRemovals) break;
+    const size_t before = state.units.size();
+    const int64_t scanned = state.scanPosition;
+    const int64_t loaded = state.input.end_position();
+    if (state.scan == nullptr) break;
+    state.scan(state);
+    if (state.units.size() != before || state.scanPosition != scanned || state.sourceEnded)
+      continue;
+    if (state.input.end_position() != loaded) continue;
+    // Nothing moved: either the source has nothing just now, or one unit needs a larger buffer.
+    if (state.input.room() > 0 || state.input.capacity() >= kMostInput) break;
+    state.input.grow(state.input.capacity() * 2);
+  }
+  return state.units.size() > index && (state.units[index].timed || state.sourceEnded);
+}
+
 void plan_insertions(video_state& state, access_unit& unit) {
   unit.delimiterBytes = unit.quadBytePad = 0;
   const int pid = state.stream->pid();
@@ -333,7 +332,7 @@ void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& pack
   });
   const unsigned events = packet.events[0];
   stream.clear(kPacketHasPcr);
-  if (!unit_ready(state, 0)) {
+  if (!video_unit_ready(state, 0)) {
     if (state.sourceEnded && state.units.empty()) {
       end_stream(stream, packet);
     } else {

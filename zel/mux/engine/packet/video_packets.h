@@ -11,6 +11,9 @@ namespace zel::mux {
 /// doesn't fit into the input buffer, which then grows.
 void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet, tsm_mux& mux);
 
+/// Whether unit `index` of the queue is there and timed. Scans for it, as far as there is room.
+bool video_unit_ready(video_state& state, size_t index);
+
 /// For VBR: the time at which the first access unit that isn't delivered whole leaves the buffer.
 bool next_video_removal(const tsm_stream& stream, const tsm_time& now, double& ticks,
                         int& unitsInFlight);

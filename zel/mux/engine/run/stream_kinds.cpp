@@ -1,12 +1,13 @@
 #include "zel/mux/engine/run/stream_kinds.h"
 
 #include "zel/mux/engine/audio/open_audio.h"
+#include "zel/mux/engine/video/open_video.h"
 
 namespace zel::mux {
 
 // A kind's header is included, and its two functions stand here, once its folder has them.
 const stream_kinds kStreamKinds = {
-    .video = {},
+    .video = {open_video, start_video},
     .audio = {open_audio, start_audio},
     .smpte302m = {},
     .lpcm = {},

@@ -13,7 +13,8 @@
 
 namespace Morvalen::Zel {
 struct tsm_video;
-}
+struct tsm_time_code;
+}  // namespace Morvalen::Zel
 
 namespace zel::mux {
 
@@ -118,10 +119,14 @@ struct video_state : stream_state {
   double runningDts = 0;     // of the next access unit; 27 MHz ticks within the wrap
   double firstDts = 0;       // D0
   double firstPts = 0;       // of the first picture in decoding order
+  double startBase = 0;      // D0 before Leader, StreamDelay and the run's start are added
   double stopDts = -1;       // a terminated stream takes no picture from here on; below 0: none
   int64_t scanPosition = 0;  // where scanning goes on
   bool sourceEnded = false;  // everything is queued: no more units come
   video_time_code startTimeCode;
+  // The times of day that cut the input, null where there are none.
+  const Morvalen::Zel::tsm_time_code* cutStart = nullptr;
+  const Morvalen::Zel::tsm_time_code* cutEnd = nullptr;
 
   /// What the analyser keeps for itself.
   struct analyser_state {
