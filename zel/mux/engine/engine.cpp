@@ -26,6 +26,7 @@ using zel::mux::slot_outcome;
 using zel::mux::tsm_mux;
 
 constexpr int kOutOfMemory = 35;
+constexpr int kFileWriteFailed = 3;
 constexpr int kWriteFailed = 82;
 constexpr int kRestarting = 121;
 constexpr int kRestartFailed = 133;
@@ -66,7 +67,7 @@ void adopt(tsm_handle& handle, std::unique_ptr<tsm_mux> mux) {
 }
 
 void close_output(tsm_mux& mux) {
-  if (mux.files != nullptr && !mux.files->close()) mux.reports.fatal(kWriteFailed);
+  if (mux.files != nullptr && !mux.files->close()) mux.reports.fatal(kFileWriteFailed);
 }
 
 int32_t restart(tsm_handle& handle) {

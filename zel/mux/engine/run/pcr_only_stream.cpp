@@ -8,12 +8,28 @@
 
 namespace zel::mux {
 
-void make_pcr_only_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet, tsm_mux&) {
+namespace {
+
+// A PCR is due at its time, not a period later as a stream's packet may be: the time between two of
+// them has a limit (ISO/IEC 13818-1, 2.7.2).
+void set_due(tsm_stream& stream, const tsm_mux& mux) {
+  stream.dueTime = add(stream.nextTime, mux.packetTime);
+}
+
+void step(tsm_stream& stream, const tsm_mux& mux) {
+  stream.nextTime = add(stream.nextTime, stream.interval);
+  set_due(stream, mux);
+}
+
+}  // namespace
+
+void make_pcr_only_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet,
+                          tsm_mux& mux) {
   stream.clear(kPacketHasPcr);
   packet.events[0] = packet.events[1] = 0;
   if (!pcr_is_due(stream, stream.nextTime)) {
     packet.make_null();
-    stream.step_times();
+    step(stream, mux);
     return;
   }
   schedule_next_pcr(stream, now, stream.nextTime);
@@ -25,7 +41,7 @@ void make_pcr_only_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& p
   packet.bytes[4] = kPacketBytes - 5;
   packet.bytes[5] = pcr_flags(stream, packet);
   std::memset(packet.bytes + kPcrPlace, 0xFF, kPacketBytes - kPcrPlace);
-  stream.step_times();
+  step(stream, mux);
 }
 
 std::unique_ptr<tsm_stream> make_pcr_only_stream(const Morvalen::Zel::tsm_program& program,
@@ -45,7 +61,7 @@ std::unique_ptr<tsm_stream> make_pcr_only_stream(const Morvalen::Zel::tsm_progra
   return stream;
 }
 
-void turn_into_pcr_only(tsm_stream& stream) {
+void turn_into_pcr_only(tsm_stream& stream, const tsm_mux& mux) {
   stream.clear(kNoMorePackets);
   stream.set(kPriority);
   stream.makePacket = make_pcr_only_packet;
@@ -54,7 +70,7 @@ void turn_into_pcr_only(tsm_stream& stream) {
   // rounding, and a packet that comes that much early would have to wait a whole period.
   stream.interval = stream.pcrStep;
   stream.nextTime = stream.pcrNext;
-  stream.dueTime = add(stream.nextTime, stream.interval);
+  set_due(stream, mux);
 }
 
 }  // namespace zel::mux

@@ -17,6 +17,6 @@ void make_pcr_only_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& p
                           tsm_mux& mux);
 
 /// An ended stream that carries its program's PCR goes on with PCRs alone.
-void turn_into_pcr_only(tsm_stream& stream);
+void turn_into_pcr_only(tsm_stream& stream, const tsm_mux& mux);
 
 }  // namespace zel::mux

@@ -132,7 +132,7 @@ bool make_packet(tsm_mux& mux, tsm_stream& stream) {
   stream.makePacket(stream, mux.now, mux.packet, mux);
 
   const bool ends = hadPackets && stream.has(kNoMorePackets);
-  if (ends && stream.has(kCarriesPcr)) turn_into_pcr_only(stream);
+  if (ends && stream.has(kCarriesPcr)) turn_into_pcr_only(stream, mux);
   if (ends && mux.warnIfEndEarly > 0 && !stream.has(kPsiStream)) note_end(mux, stream);
   if (stream.has(kPacketHasPcr)) write_clock(mux, stream);
   if (mux.packet.pid() != kNullPid || stream.kind == stream_kind::data) return true;
