@@ -22,12 +22,12 @@ using zel::mux::build_run;
 using zel::mux::control_word;
 using zel::mux::engine_callbacks;
 using zel::mux::engine_stop;
+using zel::mux::flush_output;
 using zel::mux::slot_outcome;
 using zel::mux::tsm_mux;
 
 constexpr int kOutOfMemory = 35;
 constexpr int kFileWriteFailed = 3;
-constexpr int kWriteFailed = 82;
 constexpr int kRestarting = 121;
 constexpr int kRestartFailed = 133;
 
@@ -74,7 +74,7 @@ int32_t restart(tsm_handle& handle) {
   tsm_mux& old = *handle.mux;
   old.reports.warn(kRestarting);
   // The new run opens the same files: they are closed first.
-  old.writer.flush();
+  flush_output(old);
   close_output(old);
   old.streams.clear();
   auto next = build_run(*handle.config, handle.callbacks, true);
@@ -96,7 +96,7 @@ int32_t run(tsm_handle& handle) {
     case slot_outcome::ended:
       // What is made is the caller's.
       handle.finished = true;
-      if (!mux.writer.flush()) mux.reports.fatal(kWriteFailed);
+      flush_output(mux);
       close_output(mux);
       return 0;
     case slot_outcome::restart:

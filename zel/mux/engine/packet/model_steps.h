@@ -25,6 +25,7 @@ void run_removals(buffer_model& model, tsm_packet& packet, double now, Underflow
       set_event(packet, kEventHighestLevel);
     }
     model.level -= model.removals.front().size;
+    if (model.holdsBack) model.heldBack += model.removals.front().size;
     model.removals.pop();
     if (!model.lowestKnown || model.level < model.lowest) {
       model.lowest = model.level;
@@ -37,7 +38,7 @@ void run_removals(buffer_model& model, tsm_packet& packet, double now, Underflow
 
 /// Whether a packet with `header` bytes before its payload would overflow the decoder's buffer.
 inline bool would_overflow(const buffer_model& model, int header) {
-  return model.level - header + static_cast<int64_t>(kPacketBytes) >= model.limit;
+  return model.level + model.heldBack - header + static_cast<int64_t>(kPacketBytes) >= model.limit;
 }
 
 /// The packet goes without payload: as stuffing around its adaptation field, if it has one, or not

@@ -13,6 +13,7 @@
 #include "zel/mux/engine/run/null_packets.h"
 #include "zel/mux/engine/run/output_writer.h"
 #include "zel/mux/engine/run/reporting.h"
+#include "zel/mux/engine/run/variable_rate.h"
 #include "zel/mux/engine/run_statistics.h"
 #include "zel/mux/engine/stream/stream.h"
 
@@ -64,6 +65,7 @@ struct tsm_mux {
   int firstEndedPid = -1;
   tsm_time firstEndedAt;
 
+  std::unique_ptr<variable_rate> vbr;  // null at a constant rate
   null_packets nulls;
   burst_nulls bursts;
   std::unique_ptr<file_writer> files;  // the built-in output; null with a write callback

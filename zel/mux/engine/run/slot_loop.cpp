@@ -55,18 +55,28 @@ void trace(tsm_mux& mux, const tsm_stream* stream) {
   mux.trace(mux.traceUser, &event);
 }
 
-// The packet under construction, of `stream`, or stuffing where that is null.
-void put(tsm_mux& mux, tsm_stream* stream) {
-  ++mux.sinceProgress;
-  if (stream != nullptr) ++stream->packetsSent;
-  if (mux.trace != nullptr) trace(mux, stream);
+void write(tsm_mux& mux) {
   if (!mux.writer.put(mux.packet, mux.stats)) mux.reports.fatal(kWriteFailed);
   mux.bursts.packet_sent();
 }
 
+// The packet under construction, of `stream`.
+void put(tsm_mux& mux, tsm_stream& stream) {
+  ++mux.sinceProgress;
+  ++stream.packetsSent;
+  if (mux.trace != nullptr) trace(mux, &stream);
+  if (mux.vbr != nullptr) {
+    put_variable(mux, stream);
+  } else {
+    write(mux);
+  }
+}
+
 void put_null(tsm_mux& mux) {
+  ++mux.sinceProgress;
   mux.nulls.make(mux.packet);
-  put(mux, nullptr);
+  if (mux.trace != nullptr) trace(mux, nullptr);
+  write(mux);
 }
 
 bool termination_reached(tsm_mux& mux) {
@@ -132,7 +142,8 @@ bool make_packet(tsm_mux& mux, tsm_stream& stream) {
   stream.makePacket(stream, mux.now, mux.packet, mux);
 
   const bool ends = hadPackets && stream.has(kNoMorePackets);
-  if (ends && stream.has(kCarriesPcr)) turn_into_pcr_only(stream, mux);
+  // In VBR the pacing goes on asking an ended stream for PCRs.
+  if (ends && stream.has(kCarriesPcr) && mux.vbr == nullptr) turn_into_pcr_only(stream, mux);
   if (ends && mux.warnIfEndEarly > 0 && !stream.has(kPsiStream)) note_end(mux, stream);
   if (stream.has(kPacketHasPcr)) write_clock(mux, stream);
   if (mux.packet.pid() != kNullPid || stream.kind == stream_kind::data) return true;
@@ -145,11 +156,43 @@ bool make_packet(tsm_mux& mux, tsm_stream& stream) {
   return false;
 }
 
+// The clock's packet with a PCR: with what it has to send, or with nothing else.
+void make_forced_packet(tsm_mux& mux) {
+  tsm_stream& clock = *mux.vbr->clock;
+  clock.set(kForcePcr);
+  const bool maySend = !clock.has(kNoMorePackets) && !clock.has2(kHold);
+  if (maySend && make_packet(mux, clock) && clock.has(kPacketHasPcr)) return;
+  const tsm_time next = clock.nextTime;
+  const tsm_time due = clock.dueTime;
+  make_pcr_only_packet(clock, mux.now, mux.packet, mux);
+  write_clock(mux, clock);
+  clock.nextTime = next;
+  clock.dueTime = due;
+}
+
+// One slot of the time line is over.
+void next_slot(tsm_mux& mux) {
+  mux.now = add(mux.now, mux.packetTime);
+  if (mux.vbr == nullptr) return;
+  ++mux.vbr->slotsSincePcr;
+  ++mux.stats.packetsCounted;
+}
+
+}  // namespace
+
+void flush_output(tsm_mux& mux) {
+  if (mux.vbr != nullptr && !flush_variable(mux)) mux.reports.fatal(kWriteFailed);
+  if (!mux.writer.flush()) mux.reports.fatal(kWriteFailed);
+}
+
+namespace {
+
 slot_outcome finish(tsm_mux& mux) {
   if (mux.packetCountMultiple > 1) {
+    if (mux.vbr != nullptr && !flush_variable(mux)) mux.reports.fatal(kWriteFailed);
     while (mux.stats.packetsWritten % mux.packetCountMultiple != 0) put_null(mux);
   }
-  if (!mux.writer.flush()) mux.reports.fatal(kWriteFailed);
+  flush_output(mux);
   return slot_outcome::finished;
 }
 
@@ -174,19 +217,25 @@ slot_outcome run_slots(tsm_mux& mux) {
 
     const slot_survey survey = survey_streams(mux);
     if (run_is_over(mux, survey)) return finish(mux);
+    if (mux.vbr != nullptr && pcr_is_forced(mux)) {
+      make_forced_packet(mux);
+      put(mux, *mux.vbr->clock);
+      next_slot(mux);
+      continue;
+    }
     tsm_stream* stream = choose(mux, survey);
     if (stream != nullptr && !pass_smoothing_buffers(*stream, mux)) {
       stream->dueTime = add(mux.now, tsm_time{0, 0, 1048576});
       stream->step_times();
       continue;
     }
-    if (stream == nullptr) {
-      put_null(mux);
-    } else {
+    if (stream != nullptr) {
       if (!make_packet(mux, *stream)) continue;
-      put(mux, stream);
+      put(mux, *stream);
+    } else if (mux.vbr == nullptr) {
+      put_null(mux);
     }
-    mux.now = add(mux.now, mux.packetTime);
+    next_slot(mux);
   }
 }
 

@@ -11,8 +11,12 @@ enum class slot_outcome {
   restart,   // the control word asked for a new start
 };
 
-/// Runs a constant rate multiplex: one packet a slot, each slot one step of the clock. Nothing is
-/// allocated on the way. Throws engine_stop where a message stops the run.
+/// Runs a multiplex: at a constant rate one packet a slot, at a variable rate a packet or none;
+/// each slot is one step of the clock. Nothing is allocated on the way. Throws engine_stop where a
+/// message stops the run.
 slot_outcome run_slots(tsm_mux& mux);
+
+/// Hands over what is made but held back, where a run is left before its end.
+void flush_output(tsm_mux& mux);
 
 }  // namespace zel::mux

@@ -228,7 +228,9 @@ class stream_builder {
 
   void set_up_times(tsm_stream& stream) {
     stream.nextTime = first_sending(mux_);
-    stream.dueTime = zel::mux::add(stream.nextTime, stream.interval);
+    // A PCR can't wait as long as its period.
+    const bool isClock = stream.kind == stream_kind::pcr_only;
+    stream.dueTime = isClock ? stream.nextTime : zel::mux::add(stream.nextTime, stream.interval);
   }
 
   tsm_mux& mux_;

@@ -21,6 +21,10 @@ struct buffer_model {
   int64_t peak = 0;    // highest level seen, at a removal
   int64_t lowest = 0;  // lowest level seen, after a removal
   bool lowestKnown = false;
+  /// In VBR: bytes removed since the last PCR. Packets may come before the place that the engine
+  /// gave them, up to that PCR: they find the buffer as full as it was then.
+  bool holdsBack = false;
+  int64_t heldBack = 0;
   fixed_ring<removal_event, kRemovalEvents> removals;
 };
 

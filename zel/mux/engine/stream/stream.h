@@ -169,7 +169,7 @@ struct tsm_stream {
   double firstPts = 0;
   pmt_description pmt;
   /// The decoder's buffer as the state simulates it, for statistics; null where the kind has none.
-  const buffer_model* buffer = nullptr;
+  buffer_model* buffer = nullptr;
   int64_t packetsSent = 0;
   /// The time of the next byte's removal that isn't yet delivered; for VBR's forced PCRs. Null
   /// where the kind has no buffer model. Gives the count of access units in flight too.

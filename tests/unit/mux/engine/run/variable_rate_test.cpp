@@ -1,0 +1,148 @@
+#include "zel/mux/engine/run/variable_rate.h"
+
+#include "tests/unit/mux/engine/engine_fixture.h"
+
+namespace zel::mux {
+namespace {
+
+using namespace Morvalen::Zel;
+using namespace zel::test;
+
+struct VariableRate : EngineFixture {
+  VariableRate() {
+    run.config->vbr = true;
+    run.config->rate = 2e6;
+  }
+};
+
+TEST_F(VariableRate, HasNoStuffingAndATimeLineAllTheSame) {
+  addData(2e5, 1'000);
+  EXPECT_EQ(multiplex(), 2'000'000) << run.texts;
+  EXPECT_EQ(run.said, "");
+  EXPECT_EQ(run.packetsOf(0x1FFF), 0);
+  EXPECT_EQ(run.packetsOf(kDataPid), 1'000);
+  EXPECT_EQ(run.stats.packetsWritten, run.packets());
+  EXPECT_NEAR(static_cast<double>(run.stats.packetsCounted), 1'000 * 10, 50);
+  const Verdict verdict = judge({.constantRate = false});
+  EXPECT_TRUE(verdict.clean()) << verdict.text();
+  EXPECT_NEAR(verdict.seconds, 1'000 * 1504 / 2e5, 0.1);
+}
+
+TEST_F(VariableRate, TakesOneProgram) {
+  addData(2e5, 10);
+  tsm_add_program(run.config)->pcrPid = 0x1FFF;
+  EXPECT_EQ(multiplex(), -2);
+  EXPECT_EQ(run.said, "W9 F116 ");
+}
+
+TEST_F(VariableRate, NeedsAClock) {
+  program->pcrPid = 0x1FFF;
+  addData(2e5, 10);
+  EXPECT_EQ(multiplex(), -2);
+  EXPECT_EQ(run.said, "F119 ");
+}
+
+TEST_F(VariableRate, HasNoBursts) {
+  run.config->burstNulls = true;
+  run.config->burstNullsCount = run.config->burstNullsSpacing = 5;
+  addData(2e5, 100);
+  EXPECT_GT(multiplex(), 0);
+  EXPECT_EQ(run.said, "W103 ");
+  EXPECT_EQ(run.packetsOf(0x1FFF), 0);
+}
+
+TEST_F(VariableRate, StampsFollowTheRate) {
+  run.config->pktTs = true;
+  run.config->pktTsPre = true;
+  run.config->pktTsBytes = 4;
+  run.config->pktSize = 192;
+  addData(2e5, 1'000);
+  ASSERT_GT(multiplex(), 0);
+  JudgeOptions options;
+  options.constantRate = false;
+  options.packetBytes = 192;
+  options.stampBefore = 4;
+  EXPECT_TRUE(judge(options).clean()) << judge(options).text();
+  // Between PCRs 40 ms apart the stamps advance by as much.
+  int64_t stampAtPcr = -1;
+  int intervals = 0;
+  for (size_t at = 0; at < run.bytes.size(); at += 192) {
+    const uint8_t* packet = run.bytes.data() + at;
+    if (((packet[5] & 0x1F) << 8 | packet[6]) != kPcrPid) continue;
+    const int64_t stamp = int64_t{packet[0]} << 24 | packet[1] << 16 | packet[2] << 8 | packet[3];
+    if (stampAtPcr >= 0) {
+      EXPECT_NEAR(static_cast<double>(stamp - stampAtPcr), 27e6 * 0.04, 27e6 * 0.001);
+      ++intervals;
+    }
+    stampAtPcr = stamp;
+  }
+  EXPECT_GT(intervals, 100);
+}
+
+TEST_F(VariableRate, TheEndIsPaddedWhereAskedFor) {
+  run.config->pktCountMultiple = 50;
+  addData(2e5, 333);
+  ASSERT_GT(multiplex(), 0);
+  EXPECT_EQ(run.packets() % 50, 0);
+  EXPECT_EQ(run.packetsOf(kDataPid), 333);
+}
+
+// PCRs a minute apart: more packets come between two of them than the store holds.
+TEST_F(VariableRate, AStoreThatRunsFullIsFatal) {
+  program->pcrPer = 60'000;
+  addData(1.9e6, 50'000);
+  EXPECT_LT(multiplex(), 0);
+  EXPECT_EQ(run.said, "F152 ");
+}
+
+TEST_F(VariableRate, WhatIsHeldGoesOutWhereARunIsEndedFromOutside) {
+  addData(2e5, 1'000);
+  ASSERT_TRUE(run.open());
+  tsm_set_packets_per_call(run.handle, 100);
+  run.runOnce();
+  tsm_set_control(run.handle, kTsmControlEnd);
+  run.runOnce();
+  EXPECT_EQ(run.stats.packetsWritten, run.packets());
+  EXPECT_GE(run.packets(), 100);
+}
+
+TEST(SmoothingStore, SpreadsWhatIsRare) {
+  smoothing_store store;
+  const auto add = [&](int pid, uint8_t number) {
+    tsm_packet packet{};
+    packet.bytes[1] = static_cast<uint8_t>(pid >> 8);
+    packet.bytes[2] = static_cast<uint8_t>(pid);
+    packet.bytes[3] = number;
+    ASSERT_TRUE(store.add(packet));
+  };
+  // 4 of one PID in a row, then 2 of another, then 40 of a third.
+  for (uint8_t i = 0; i < 4; ++i) add(0x101, i);
+  for (uint8_t i = 0; i < 2; ++i) add(0x102, i);
+  for (uint8_t i = 0; i < 42; ++i) add(0x103, i);
+  store.spread();
+
+  std::vector<uint8_t> out;
+  const auto write = [](void* user, const uint8_t* data, int32_t size, int32_t) {
+    auto& bytes = *static_cast<std::vector<uint8_t>*>(user);
+    bytes.insert(bytes.end(), data, data + size);
+    return 0;
+  };
+  output_writer writer({}, {}, write, &out);
+  tsm_stats stats;
+  stats.packetsCounted = 77;
+  ASSERT_TRUE(store.release(writer, stats));
+  EXPECT_EQ(stats.packetsWritten, 48);
+  EXPECT_EQ(stats.packetsCounted, 77);
+  EXPECT_EQ(store.size(), 0u);
+  std::vector<int> placesOfFirst;
+  uint8_t next[3] = {};
+  for (int i = 0; i < 48; ++i) {
+    const int which = out[static_cast<size_t>(i) * 188 + 2] - 1;
+    EXPECT_EQ(out[static_cast<size_t>(i) * 188 + 3], next[which]++) << "order within a PID stays";
+    if (which == 0) placesOfFirst.push_back(i);
+  }
+  EXPECT_EQ(placesOfFirst, (std::vector<int>{0, 12, 24, 36}));
+}
+
+}  // namespace
+}  // namespace zel::mux
