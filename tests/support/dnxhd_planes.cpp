@@ -92,8 +92,7 @@ void DnxhdPlanes::macroblockRow(size_t picture, size_t row, int16_t* blocks) con
         const size_t line = inPicture * geometry_.pictures + picture;
         const int* const in = planes_[place.plane].data() + line * width(place.plane) + place.x;
         for (size_t x = 0; x < 8; ++x) {
-          blocks[8 * y + x] =
-              static_cast<int16_t>((in[x] - (1 << (depth_ - 1))) * (1 << (10 - depth_)));
+          blocks[8 * y + x] = static_cast<int16_t>(in[x] - (1 << (depth_ - 1)));
         }
       }
     }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "zel/dnxhd/bitstream/hd_decoder.h"
+#include "zel/dnxhd/encoder/row_source.h"
 
 namespace zel::test {
 
@@ -34,8 +35,8 @@ class DnxhdPlanes : public dnxhd::RowTaker {
 
   dnxhd::ResultWord TakeRow(const dnxhd::DecodedRow& row) override;
 
-  /// A row of macroblocks for the forward transform: centred, in the scale of 10 bits, lines below
-  /// the picture repeating its last.
+  /// A row of macroblocks as the encoder takes it: centred samples, lines below the picture
+  /// repeating its last.
   void macroblockRow(size_t picture, size_t row, int16_t* blocks) const;
 
  private:
@@ -51,6 +52,16 @@ class DnxhdPlanes : public dnxhd::RowTaker {
   const size_t lines_;
   const bool is444_;
   std::array<std::vector<int>, 3> planes_;
+};
+
+/// Frames are DnxhdPlanes.
+class DnxhdPlanesSource : public dnxhd::RowSource {
+ public:
+  dnxhd::ResultWord FetchRow(const void* frame, size_t picture, size_t row,
+                             int16_t* blocks) const override {
+    static_cast<const DnxhdPlanes*>(frame)->macroblockRow(picture, row, blocks);
+    return dnxhd::kSuccessful;
+  }
 };
 
 struct SampleDifference {
