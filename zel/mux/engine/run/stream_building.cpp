@@ -154,12 +154,14 @@ class stream_builder {
       video.firstVideo = firstVideo;
       video.index = index++;
       video.noEmptyAf = mux_.config->noEmptyAf;
+      stream.buffer = &video.model;
     }
     for (size_t i = first; i < mux_.streams.size(); ++i) {
       tsm_stream& stream = *mux_.streams[i];
-      if (stream.kind == stream_kind::audio) {
-        static_cast<audio_state&>(*stream.state).firstVideo = firstVideo;
-      }
+      if (stream.kind != stream_kind::audio) continue;
+      auto& audio = static_cast<audio_state&>(*stream.state);
+      audio.firstVideo = firstVideo;
+      stream.buffer = &audio.model;
     }
   }
 
