@@ -94,9 +94,11 @@ ArrivalClock ArrivalClock::between(const std::vector<PcrSample>& pcrs) {
 double ArrivalClock::packetTime(int64_t packet) const {
   const auto place = static_cast<double>(packet);
   if (pieces_.empty()) return place * secondsPerPacket_;
-  auto after =
-      std::upper_bound(pieces_.begin() + 1, pieces_.end() - 1, packet,
-                       [](int64_t at, const PcrSample& piece) { return at < piece.packet; });
+  // The first byte of a packet with a PCR comes before the byte that the PCR is of: it belongs to
+  // the piece that ends there.
+  const auto after =
+      std::lower_bound(pieces_.begin() + 1, pieces_.end() - 1, packet,
+                       [](const PcrSample& piece, int64_t at) { return piece.packet < at; });
   const PcrSample& from = *(after - 1);
   const PcrSample& to = *after;
   const double slope =
