@@ -66,7 +66,8 @@ void EngineRun::error(void* user, int fatal, int32_t code, const char* text) {
 }
 
 bool EngineRun::open() {
-  tsm_set_callbacks(progress, intoFiles ? nullptr : write, error, MemoryInput::load, blockEnd);
+  tsm_set_callbacks(usesProgress ? progress : nullptr, intoFiles ? nullptr : write, error,
+                    MemoryInput::load, blockEnd);
   handle = tsm_open(config, &rate);
   return handle != nullptr;
 }

@@ -55,6 +55,7 @@ class EngineRun {
   int failAtWrite = 0;     // counted from 1; 0: never
   int stopAtProgress = 0;  // the same
   int progressCalls = 0;
+  bool usesProgress = true;
   bool intoFiles = false;  // the built-in writer instead of the callback
   Morvalen::Zel::tsm_block_end_callback blockEnd = nullptr;
 

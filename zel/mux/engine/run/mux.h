@@ -8,6 +8,7 @@
 #include "zel/mux/engine/callbacks.h"
 #include "zel/mux/engine/clock/tsm_time.h"
 #include "zel/mux/engine/configuration/configuration.h"
+#include "zel/mux/engine/run/block_input.h"
 #include "zel/mux/engine/run/burst_nulls.h"
 #include "zel/mux/engine/run/file_writer.h"
 #include "zel/mux/engine/run/null_packets.h"
@@ -65,7 +66,8 @@ struct tsm_mux {
   int firstEndedPid = -1;
   tsm_time firstEndedAt;
 
-  std::unique_ptr<variable_rate> vbr;  // null at a constant rate
+  std::unique_ptr<block_input> blocks;  // with BlockProcess
+  std::unique_ptr<variable_rate> vbr;   // null at a constant rate
   null_packets nulls;
   burst_nulls bursts;
   std::unique_ptr<file_writer> files;  // the built-in output; null with a write callback

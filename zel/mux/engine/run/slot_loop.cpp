@@ -65,6 +65,7 @@ void put(tsm_mux& mux, tsm_stream& stream) {
   ++mux.sinceProgress;
   ++stream.packetsSent;
   if (mux.trace != nullptr) trace(mux, &stream);
+  if (mux.blocks != nullptr) note_block_packet(mux);
   if (mux.vbr != nullptr) {
     put_variable(mux, stream);
   } else {
@@ -76,6 +77,7 @@ void put_null(tsm_mux& mux) {
   ++mux.sinceProgress;
   mux.nulls.make(mux.packet);
   if (mux.trace != nullptr) trace(mux, nullptr);
+  if (mux.blocks != nullptr) note_block_packet(mux);
   write(mux);
 }
 
@@ -212,6 +214,7 @@ slot_outcome run_slots(tsm_mux& mux) {
     if (mux.packetsPerCall > 0 && mux.stats.packetsWritten - firstPacket >= mux.packetsPerCall) {
       return slot_outcome::paused;
     }
+    if (mux.blocks != nullptr && !next_block(mux)) return finish(mux);
     if (termination_reached(mux) || progress_stops(mux)) return finish(mux);
     sync_clock(mux);
 

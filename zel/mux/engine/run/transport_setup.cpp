@@ -104,6 +104,7 @@ void set_up_transport(tsm_mux& mux, const engine_callbacks& callbacks) {
   mux.stats.packetSize = packetSize;
   mux.bursts = configured_bursts(mux);
   mux.nulls = null_packets(config.noWater);
+  if (config.blockProcess) set_up_block_input(mux, callbacks.blockEnd);
   set_up_output(mux, form, stamps, callbacks.write);
 }
 
