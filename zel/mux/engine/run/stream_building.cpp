@@ -29,6 +29,8 @@ constexpr int kLowestPcrPid = 16;
 constexpr int kNoPcr = 0x1FFF;
 // A stream's interval stays well inside the range in which times compare: 1,504 s.
 constexpr double kLeastStreamRate = 1;
+// In VBR any packet may be made to carry a PCR, which takes 8 of its 184 bytes.
+constexpr double kPcrInEveryPacket = 184.0 / 176;
 
 bool has_user(const tsm_stream_record& record) {
   return record.user != nullptr;
@@ -203,7 +205,10 @@ class stream_builder {
     // What has no rate can't be offered slots: it failed, and said so.
     if (!(stream.rate > 0)) stream.set(kSourceEnded | kNoMorePackets);
     double rate = stream.rate;
-    if (stream.has(kCarriesPcr)) rate += pcr_surcharge(static_cast<int>(stream.pcrPeriod));
+    if (stream.has(kCarriesPcr)) {
+      rate += pcr_surcharge(static_cast<int>(stream.pcrPeriod));
+      if (mux_.config->vbr) rate *= kPcrInEveryPacket;
+    }
     stream.set_rate(std::max(rate, kLeastStreamRate));
     if (stream.has(kCarriesPcr) && stream.has2(kHold)) {
       mux_.reports.warn(kDelayedWithPcr, stream.pid(), int64_t{stream.program});

@@ -38,6 +38,18 @@ int64_t slots_until_pcr(const tsm_mux& mux) {
   return slots;
 }
 
+// Whether a stream could send but for what the next PCR would credit it with.
+bool is_blocked(const tsm_mux& mux) {
+  constexpr auto kPayload = static_cast<int64_t>(kPacketBytes);
+  for (const auto& stream : mux.streams) {
+    const buffer_model* const model = stream->buffer;
+    if (model == nullptr || model->heldBack == 0 || stream->has(kNoMorePackets)) continue;
+    const bool hasRoom = model->level + kPayload < model->limit;
+    if (hasRoom && model->level + model->heldBack + kPayload >= model->limit) return true;
+  }
+  return false;
+}
+
 void close_store(tsm_mux& mux) {
   variable_rate& vbr = *mux.vbr;
   const double ticks = difference_ticks(mux.now, vbr.lastPcr);
@@ -71,6 +83,7 @@ bool pcr_is_forced(tsm_mux& mux) {
   // A clock that has nothing else to send any more isn't asked by its own times.
   const bool isDue = !is_before(mux.now, vbr.clock->pcrNext);
   if (vbr.clock->has(kNoMorePackets) && isDue) return true;
+  if (is_blocked(mux)) return true;
   // Where nothing was sent since the last PCR, another has nothing to tell.
   if (vbr.store.size() <= 1) return false;
   vbr.slotsUntilPcr = slots_until_pcr(mux);

@@ -16,7 +16,7 @@ struct tsm_mux;
 /// Between PCRs receivers see the packets come evenly, the engine sends them at the highest rate
 /// and rests. To be right for both, buffers get no credit for what leaves them until the next PCR
 /// (buffer_model::heldBack), and a PCR is forced before the next unit leaves that isn't whole in
-/// its buffer.
+/// its buffer, and where a stream waits for that credit.
 struct variable_rate {
   tsm_stream* clock = nullptr;  // the program's stream with the PCR
   int64_t slotsSincePcr = 0;
