@@ -234,7 +234,7 @@ void fill_packet(audio_state& state, tsm_stream& stream, plan& plan, tsm_packet&
 // Fields of the adaptation field that belong to the start of a PES packet.
 void mark_pes_start(tsm_stream& stream, tsm_packet& packet, const tsm_time& now) {
   if (stream.has(kPcrPes) && stream.has(kCarriesPcr) && !stream.has(kPacketHasPcr)) {
-    insert_pcr(stream, packet, now, stream.nextTime);
+    insert_extra_pcr(stream, packet, now, stream.nextTime);
   }
   // Decoding can begin with every frame.
   if (stream.has2(kRandomAccess)) {

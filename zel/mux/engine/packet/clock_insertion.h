@@ -17,6 +17,14 @@ inline int insert_pcr(tsm_stream& stream, tsm_packet& packet, const tsm_time& no
   return used;
 }
 
+/// A PCR that isn't due by the schedule (PCRPES, PCRGOP): the schedule starts anew from it, or
+/// those of PES packets that come faster than PCRs would put the next one off for ever.
+inline int insert_extra_pcr(tsm_stream& stream, tsm_packet& packet, const tsm_time& now,
+                            const tsm_time& reference) {
+  stream.set(kForcePcr);
+  return insert_pcr(stream, packet, now, reference);
+}
+
 /// A stream's first packet with InitDI: the discontinuity indicator. Returns the bytes used.
 inline int insert_initial_discontinuity(tsm_stream& stream, tsm_packet& packet) {
   if (!stream.has(kInitDiPending)) return 0;

@@ -147,7 +147,7 @@ void mark_unit_start(video_state& state, tsm_stream& stream, const access_unit& 
                      tsm_packet& packet, const tsm_time& now) {
   const bool clock = stream.has(kPcrPes) || (stream.has2(kPcrGop) && unit.sequenceHeader);
   if (clock && stream.has(kCarriesPcr) && !stream.has(kPacketHasPcr)) {
-    insert_pcr(stream, packet, now, now);
+    insert_extra_pcr(stream, packet, now, now);
   }
   if (unit.keyPoint && stream.has2(kRandomAccess)) {
     add_adaptation_flags(packet, kRandomAccessFlag);
@@ -363,7 +363,7 @@ void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& pack
     mark_unit_start(state, stream, *plan.stamped, packet, now);
   } else if (plan.stamped != nullptr && stream.has(kPcrPes) && stream.has(kCarriesPcr) &&
              !stream.has(kPacketHasPcr)) {
-    insert_pcr(stream, packet, now, now);
+    insert_extra_pcr(stream, packet, now, now);
   }
   plan.header = payload_place(packet);
   if (plan.startsPes) {
