@@ -248,8 +248,9 @@ BufferLimits audioLimits(Coding coding, const StreamFacts& facts, AudioBufferMod
       if (facts.dtsExtension) limits.transportLeak = 1.2 * 24.5e6;
       break;
     case Coding::kSmpte302m:
-      // ST 302: eight channels of 24 bits take 9.2 Mbit/s; a main buffer of 65,024 bytes.
-      limits.transportLeak = 1.2 * 9.3e6;
+      // ST 302: eight channels of 24 bits, which with their V, U, C and F take 7 bytes a pair, come
+      // to 10.8 Mbit/s; a main buffer of 65,024 bytes.
+      limits.transportLeak = 1.2 * 10.8e6;
       limits.elementaryBuffer = 65024;
       break;
     default:

@@ -91,7 +91,8 @@ audio_start first_audio_pts(const audio_start_inputs& in, const audio_characteri
       start.rateMissing = true;
       bitRate = 640'000;
     }
-    start.pts = kByteTicks / bitRate * preload_bytes(audio, in.dvbBuf);
+    const double bytes = in.preloadBytes > 0 ? in.preloadBytes : preload_bytes(audio, in.dvbBuf);
+    start.pts = kByteTicks / bitRate * bytes;
   }
   start.pts += (in.leader90k + in.delay90k + in.foundDelay90k + in.streamDelay90k) * kTicks90k;
 

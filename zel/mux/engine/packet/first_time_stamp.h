@@ -51,6 +51,7 @@ struct audio_start_inputs {
   bool dvbBuf = false;
   bool followsSource = false;  // AVsync on a remultiplexed stream
   double sourceSkew = 0;       // audio less video in the source
+  double preloadBytes = 0;     // before the first frame leaves, without video; 0: the coding's
   bool terminated = false;
   double videoFramePeriod = 0;  // to snap a terminated stream to, 0: none
   int32_t overlap = 0;

@@ -25,9 +25,9 @@ void put_header(uint8_t* out, const aes3_layout& layout, size_t payload) {
 
 }  // namespace
 
-int32_t aes3_frames_of_picture(int64_t index, int64_t framePeriod, int32_t sampleRate) {
-  const auto until = [=](int64_t pictures) {
-    return base::rescaleNearest(pictures * framePeriod, sampleRate, base::kClock27M);
+int32_t aes3_frames_of_picture(int64_t index, int64_t framePeriod, int32_t sampleRate, int pieces) {
+  const auto until = [=](int64_t units) {
+    return base::rescaleNearest(units * framePeriod, sampleRate, base::kClock27M * pieces);
   };
   return static_cast<int32_t>(until(index + 1) - until(index));
 }

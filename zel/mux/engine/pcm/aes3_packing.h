@@ -39,8 +39,10 @@ constexpr size_t aes3_most_frames(const aes3_layout& layout) {
 
 /// Frames of the PES packet of video frame `index`, so that after each the sound is within half a
 /// sample of the pictures: at 29.97 Hz 1602, 1601, 1602, 1601, 1602 and so on. The period is in
-/// 27 MHz ticks.
-int32_t aes3_frames_of_picture(int64_t index, int64_t framePeriod, int32_t sampleRate = 48000);
+/// 27 MHz ticks. With `pieces` above 1 a picture has that many PES packets, and `index` counts
+/// those.
+int32_t aes3_frames_of_picture(int64_t index, int64_t framePeriod, int32_t sampleRate = 48000,
+                               int pieces = 1);
 
 /// Packs samples, whose place within the AES3 block of 192 frames it keeps from call to call.
 class aes3_packer {

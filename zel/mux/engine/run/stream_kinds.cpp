@@ -1,6 +1,7 @@
 #include "zel/mux/engine/run/stream_kinds.h"
 
 #include "zel/mux/engine/audio/open_audio.h"
+#include "zel/mux/engine/pcm/open_smpte302m.h"
 #include "zel/mux/engine/video/open_video.h"
 
 namespace zel::mux {
@@ -9,7 +10,7 @@ namespace zel::mux {
 const stream_kinds kStreamKinds = {
     .video = {open_video, start_video},
     .audio = {open_audio, start_audio},
-    .smpte302m = {},
+    .smpte302m = {open_smpte302m, start_smpte302m},
     .lpcm = {},
     .privateStream = {nullptr, nullptr, 94},
     .scte35 = {nullptr, nullptr, 105},

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+/// PCM audio as it goes into PES packets: the payload of one after the other. Each kind of stream
+/// lays out its own.
+
+namespace zel::mux {
+
+struct pcm_unit {
+  size_t bytes = 0;    // of the payload
+  int64_t frames = 0;  // sampling instants, so the time until the next unit
+};
+
+class pcm_units {
+ public:
+  enum class result { ready, later, ended };
+
+  virtual ~pcm_units() = default;
+
+  /// The largest payload.
+  virtual size_t most_bytes() const = 0;
+  /// Writes the next payload to `out`, which has room for most_bytes().
+  virtual result next(std::span<uint8_t> out, pcm_unit& unit) = 0;
+};
+
+}  // namespace zel::mux
