@@ -2,6 +2,7 @@
 
 #include "zel/mux/engine/audio/open_audio.h"
 #include "zel/mux/engine/pcm/open_smpte302m.h"
+#include "zel/mux/engine/run/table_stream.h"
 #include "zel/mux/engine/video/open_video.h"
 
 namespace zel::mux {
@@ -14,8 +15,8 @@ const stream_kinds kStreamKinds = {
     .lpcm = {},
     .privateStream = {nullptr, nullptr, 94},
     .scte35 = {nullptr, nullptr, 105},
-    .openTable = nullptr,
-    .startTable = nullptr,
+    .openTable = open_table,
+    .startTable = start_table,
 };
 
 }  // namespace zel::mux

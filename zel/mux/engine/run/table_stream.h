@@ -8,8 +8,9 @@
 
 namespace zel::mux {
 
-/// Opens the tables of `record`: those that stand in it, or its file. `program` is null at
-/// transport level. Null after a fatal message that doesn't stop the run.
+/// Opens the tables of `record`: those that stand in it, or its files of bare sections. `program`
+/// is null at transport level. Tables come from no loader. Null after a fatal message that doesn't
+/// stop the run.
 std::unique_ptr<tsm_stream> open_table(const Morvalen::Zel::tsm_table& record,
                                        const Morvalen::Zel::tsm_program* program,
                                        Morvalen::Zel::tsm_load_callback load, tsm_mux& mux);
