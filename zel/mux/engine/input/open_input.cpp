@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "zel/mux/engine/input/file_source.h"
+#include "zel/mux/engine/input/input_window.h"
+#include "zel/mux/engine/input/remultiplexing.h"
 
 namespace zel::mux {
 
@@ -32,13 +34,31 @@ std::unique_ptr<file_source> make_files(const TarnArray& files, const input_requ
       });
 }
 
+// The source, or of a multiplex the stream that is asked for.
+void open_source(elementary_input& input, std::unique_ptr<stream_source> source,
+                 const input_request& request, reporting& reports) {
+  if (is_remultiplexed(*request.record)) {
+    source = take_stream(std::move(source), *request.record,
+                         [&reports, pid = request.record->pid](source_warning warning) {
+                           reports.warn(warning, pid);
+                         });
+  }
+  input.open(request.bufferSize, Morvalen::Zel::tsm_read_size(), std::move(source));
+}
+
 }  // namespace
 
 bool open_input(elementary_input& input, const input_request& request, reporting& reports) {
   const auto& record = *request.record;
   if (request.load != nullptr) {
-    input.open(request.bufferSize, request.load,
-               request.user != nullptr ? request.user : record.user);
+    void* const user = request.user != nullptr ? request.user : record.user;
+    if (is_remultiplexed(record)) {
+      constexpr int32_t kPacketsAtOnce = 1 << 16;
+      open_source(input, std::make_unique<loader_source>(request.load, user, kPacketsAtOnce),
+                  request, reports);
+    } else {
+      input.open(request.bufferSize, request.load, user);
+    }
     return true;
   }
   const TarnArray& files = request.files != nullptr ? *request.files : record.files;
@@ -48,7 +68,7 @@ bool open_input(elementary_input& input, const input_request& request, reporting
   }
   auto source = make_files(files, request, reports);
   if (!source->open()) return false;
-  input.open(request.bufferSize, Morvalen::Zel::tsm_read_size(), std::move(source));
+  open_source(input, std::move(source), request, reports);
   return true;
 }
 

@@ -24,7 +24,8 @@ struct input_request {
 };
 
 /// Opens `input`: by the caller's loader where `load` isn't null, else from the files, which are
-/// read one behind the other. False after a fatal message that doesn't stop the run.
+/// read one behind the other. With SourceTSPID or SourceStreamID these hold a multiplex, out of
+/// which the stream is taken. False after a fatal message that doesn't stop the run.
 bool open_input(elementary_input& input, const input_request& request, reporting& reports);
 
 }  // namespace zel::mux

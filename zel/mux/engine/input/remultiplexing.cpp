@@ -1,0 +1,69 @@
+#include "zel/mux/engine/input/remultiplexing.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include "zel/mux/engine/input/program_stream_source.h"
+#include "zel/mux/engine/input/transport_stream_source.h"
+
+namespace zel::mux {
+
+namespace {
+
+constexpr size_t kHead = 3072;
+
+/// A source whose head has been looked at.
+class headed_source : public stream_source {
+ public:
+  explicit headed_source(std::unique_ptr<stream_source> rest) : rest_(std::move(rest)) {
+    head_.resize(kHead);
+    size_t size = 0;
+    while (size < kHead) {
+      const int32_t got = rest_->read(head_.data() + size, static_cast<int32_t>(kHead - size));
+      if (got <= 0) break;
+      size += static_cast<size_t>(got);
+    }
+    head_.resize(size);
+  }
+
+  std::span<const uint8_t> head() const { return head_; }
+
+  int32_t read(uint8_t* to, int32_t room) override {
+    const size_t left = head_.size() - at_;
+    if (left == 0) return head_.size() < kHead ? 0 : rest_->read(to, room);
+    const size_t count = std::min(left, static_cast<size_t>(room));
+    std::memcpy(to, head_.data() + at_, count);
+    at_ += count;
+    return static_cast<int32_t>(count);
+  }
+
+ private:
+  std::unique_ptr<stream_source> rest_;
+  std::vector<uint8_t> head_;
+  size_t at_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<stream_source> take_stream(std::unique_ptr<stream_source> bytes,
+                                           const Morvalen::Zel::tsm_stream_record& record,
+                                           source_fault_function fault) {
+  if (record.sourceTsPid > 0) {
+    return std::make_unique<transport_stream_source>(
+        std::move(bytes), transport_stream_source::selection{record.sourceTsPid, 0},
+        std::move(fault));
+  }
+  auto headed = std::make_unique<headed_source>(std::move(bytes));
+  size_t first = 0;
+  if (find_packet_size(headed->head(), first) > 0) {
+    return std::make_unique<transport_stream_source>(
+        std::move(headed), transport_stream_source::selection{-1, record.sourceStreamId},
+        std::move(fault));
+  }
+  return std::make_unique<program_stream_source>(std::move(headed), record.sourceStreamId,
+                                                 record.sourceStreamSubtype, std::move(fault));
+}
+
+}  // namespace zel::mux
