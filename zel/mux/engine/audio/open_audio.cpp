@@ -1,12 +1,9 @@
 #include "zel/mux/engine/audio/open_audio.h"
 
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
-
 #include "zel/mux/engine/audio/describe.h"
 #include "zel/mux/engine/input/file_source.h"
+#include "zel/mux/engine/input/open_input.h"
+#include "zel/mux/engine/input/remultiplexing.h"
 #include "zel/mux/engine/packet/audio_packets.h"
 #include "zel/mux/engine/packet/decoder_limit.h"
 #include "zel/mux/engine/packet/first_time_stamp.h"
@@ -27,41 +24,11 @@ constexpr int kNoRate = 17;
 constexpr int kNoInputFile = 28;
 constexpr int kOpenError = 32;
 constexpr int kOverlapTooLong = 45;
-constexpr int kReadError = 53;
 constexpr int kFrameTooLarge = 60;
 // Warnings.
 constexpr int kPesLengthUnset = 13;
 constexpr int kAdjustmentFailed = 54;
 constexpr int kAdjustedBySeconds = 55;
-
-bool is_remultiplexed(const tsm_audio& record) {
-  return record.sourceTsPid > 0 || record.sourceStreamId > 0;
-}
-
-// False after a fatal message that doesn't stop the run.
-bool open_files(audio_state& state, int32_t size, const Morvalen::Zel::tsm_program& program,
-                tsm_mux& mux) {
-  const tsm_audio& record = *state.config;
-  if (record.files.count == 0) {
-    mux.reports.fatal(kNoInputFile, record.pid, int64_t{program.programNumber});
-    return false;
-  }
-  std::vector<std::string> names;
-  for (int32_t i = 0; i < record.files.count; ++i) {
-    names.emplace_back(Morvalen::Zel::tarn_array_text(&record.files, i));
-  }
-  auto files = std::make_unique<file_source>(
-      std::move(names), [&reports = mux.reports, pid = record.pid](const char* name) {
-        if (name != nullptr) {
-          reports.fatal(kOpenError, pid, std::string_view(name));
-        } else {
-          reports.fatal(kReadError, pid);
-        }
-      });
-  if (!files->open()) return false;
-  state.input.open(size, Morvalen::Zel::tsm_read_size(), std::move(files));
-  return true;
-}
 
 void set_limit(audio_state& state) {
   const tsm_audio& record = *state.config;
@@ -156,11 +123,14 @@ std::unique_ptr<tsm_stream> open_audio(const tsm_audio& record,
 
   const int32_t size =
       audio_input_size(record.avSync, is_remultiplexed(record), Morvalen::Zel::tsm_read_size());
-  if (load != nullptr) {
-    state.input.open(size, load, record.user);
-  } else if (!open_files(state, size, program, mux)) {
-    return nullptr;
-  }
+  input_request request;
+  request.record = &record;
+  request.load = load;
+  request.bufferSize = size;
+  request.openError = kOpenError;
+  request.noFiles = kNoInputFile;
+  request.noFilesArgument = int64_t{program.programNumber};
+  if (!open_input(state.input, request, mux.reports)) return nullptr;
   return stream;
 }
 

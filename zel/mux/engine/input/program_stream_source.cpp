@@ -27,6 +27,10 @@ bool is_substream(uint8_t number) {
   return (number & 0xF0) == 0x80 || (number & 0xF0) == 0xA0 || (number & 0xF0) == 0xC0;
 }
 
+bool is_subpicture(uint8_t number) {
+  return (number & 0xE0) == 0x20;
+}
+
 }  // namespace
 
 program_stream_source::program_stream_source(std::unique_ptr<stream_source> bytes, int streamId,
@@ -83,6 +87,8 @@ bool program_stream_source::enters_substream(size_t& size) {
   if (streamId_ != syntax::kPesPrivateStream1) return true;
   const auto bytes = window_.look(kSubstreamHeader);
   if (!subtypeKnown_) {
+    // Subpictures aren't what anybody means who doesn't name them.
+    if (size > 0 && !bytes.empty() && is_subpicture(bytes[0])) return false;
     subtypeKnown_ = true;
     subtype_ = size > 0 && !bytes.empty() && is_substream(bytes[0]) ? bytes[0] : 0;
   }
