@@ -73,6 +73,7 @@ audio_start_inputs start_inputs(const audio_state& state, const tsm_mux& mux) {
   inputs.independent = record.indDelay;
   inputs.dvbBuf = record.dvbBuf;
   inputs.followsSource = record.avSync && is_remultiplexed(record);
+  inputs.sourceSkew = state.foundDelay90k * 300;
   inputs.terminated = state.stream->has2(kTerminated);
   inputs.overlap = config.overlap;
   // A video stream that couldn't be started gives no start.
@@ -144,6 +145,11 @@ void start_audio(tsm_stream& stream, tsm_mux& mux) {
     return;
   }
   if (record.rate > 0) audio.bitRate = record.rate;
+  // In a multiplex that both came from, the sound had its place beside the pictures.
+  if (record.avSync && state.firstVideo != nullptr) {
+    state.foundDelay90k = source_delay90k(record, record.files, state.input,
+                                          *state.firstVideo->config, state.firstVideo->input);
+  }
   const tsm_config& config = *mux.config;
   describe_audio(state, config.autoDescrDisabled ? 0 : config.autoDescrMask,
                  config.autoDescrLegacyDts);

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "zel/base/media_clock.h"
 #include "zel/mux/engine/input/program_stream_source.h"
 #include "zel/mux/engine/input/transport_stream_source.h"
 
@@ -64,6 +65,20 @@ std::unique_ptr<stream_source> take_stream(std::unique_ptr<stream_source> bytes,
   }
   return std::make_unique<program_stream_source>(std::move(headed), record.sourceStreamId,
                                                  record.sourceStreamSubtype, std::move(fault));
+}
+
+double source_delay90k(const Morvalen::Zel::tsm_stream_record& sound,
+                       const Morvalen::Zel::TarnArray& soundFiles, elementary_input& soundInput,
+                       const Morvalen::Zel::tsm_stream_record& pictures,
+                       elementary_input& picturesInput) {
+  using Morvalen::Zel::tarn_array_text;
+  if (!is_remultiplexed(sound) || !is_remultiplexed(pictures)) return 0;
+  if (tarn_array_text(&soundFiles, 0) != tarn_array_text(&pictures.files, 0)) return 0;
+  if (soundInput.source() == nullptr || picturesInput.source() == nullptr) return 0;
+  const int64_t heard = soundInput.source()->first_pts90k();
+  const int64_t seen = picturesInput.source()->first_pts90k();
+  if (heard < 0 || seen < 0) return 0;
+  return static_cast<double>(base::difference90k(heard, seen));
 }
 
 }  // namespace zel::mux

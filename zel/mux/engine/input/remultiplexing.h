@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "zel/mux/engine/configuration/configuration.h"
+#include "zel/mux/engine/input/elementary_input.h"
 #include "zel/mux/engine/input/source_warnings.h"
 #include "zel/mux/engine/input/stream_source.h"
 
@@ -15,10 +16,18 @@ inline bool is_remultiplexed(const Morvalen::Zel::tsm_stream_record& record) {
   return record.sourceTsPid > 0 || record.sourceStreamId > 0;
 }
 
-/// The stream of SourceTSPID or SourceStreamID out of `bytes`. A stream_id is looked for in the kind
-/// of multiplex that the bytes show themselves to be.
+/// The stream of SourceTSPID or SourceStreamID out of `bytes`. A stream_id is looked for in the
+/// kind of multiplex that the bytes show themselves to be.
 std::unique_ptr<stream_source> take_stream(std::unique_ptr<stream_source> bytes,
                                            const Morvalen::Zel::tsm_stream_record& record,
                                            source_fault_function fault);
+
+/// How much later `sound` begins than `pictures` in the multiplex that both are taken out of, by
+/// their first time stamps: 90 kHz ticks. 0 where the two came from different files, or one has no
+/// time stamp.
+double source_delay90k(const Morvalen::Zel::tsm_stream_record& sound,
+                       const Morvalen::Zel::TarnArray& soundFiles, elementary_input& soundInput,
+                       const Morvalen::Zel::tsm_stream_record& pictures,
+                       elementary_input& picturesInput);
 
 }  // namespace zel::mux

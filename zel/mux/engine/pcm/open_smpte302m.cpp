@@ -9,10 +9,13 @@
 #include "zel/mux/engine/configuration/values.h"
 #include "zel/mux/engine/input/file_source.h"
 #include "zel/mux/engine/input/open_input.h"
+#include "zel/mux/engine/input/remultiplexing.h"
+#include "zel/mux/engine/pcm/aes3_sets.h"
 #include "zel/mux/engine/pcm/pcm_packets.h"
 #include "zel/mux/engine/pcm/pcm_start.h"
 #include "zel/mux/engine/pcm/smpte302m_units.h"
 #include "zel/mux/engine/run/stream_setup.h"
+#include "zel/mux/engine/stream/video_state.h"
 
 namespace zel::mux {
 
@@ -26,6 +29,7 @@ constexpr int kOpenError = 36;
 constexpr int kNoReference = 68;
 constexpr int kBadBytesPerWord = 70;
 constexpr int kNoInput = 72;
+constexpr int kSeveralStreams = 81;
 constexpr int kDownmixOfNoStream = 138;
 constexpr int kNot48kHz = 141;
 constexpr int kOddChannels = 142;
@@ -57,6 +61,8 @@ struct smpte302m_state : pcm_state {
   const tsm_smpte302m* record = nullptr;
   const Morvalen::Zel::tsm_program* program = nullptr;
   std::vector<std::unique_ptr<pcm_input>> inputs;  // until the units have them
+  elementary_input source;                         // of a stream that is passed on
+  int sourcePair = 0;                              // whose files it is
 };
 
 // Bytes tell what raw samples can hold: 16 bits of a word of two, whatever WordSize is.
@@ -69,18 +75,24 @@ sample_format raw_format(const tsm_smpte302m& record) {
           record.bitReversed};
 }
 
-bool open_pair(smpte302m_state& state, int pair, tsm_load_callback load, tsm_mux& mux) {
-  const tsm_smpte302m& record = *state.record;
-  auto input = std::make_unique<pcm_input>();
+input_request request_of(const tsm_smpte302m& record, int pair, tsm_load_callback load) {
   input_request request;
   request.record = &record;
   request.files = &record.pairFiles[pair];
   request.user = record.pairUser[pair];
   // A pair that names files but no user value is read from them.
   request.load = request.user != nullptr || request.files->count == 0 ? load : nullptr;
-  request.bufferSize = audio_input_size(false, false, Morvalen::Zel::tsm_read_size());
+  request.bufferSize =
+      audio_input_size(false, is_remultiplexed(record), Morvalen::Zel::tsm_read_size());
   request.openError = kOpenError;
   request.noFiles = kNoInput;
+  return request;
+}
+
+bool open_pair(smpte302m_state& state, int pair, tsm_load_callback load, tsm_mux& mux) {
+  const tsm_smpte302m& record = *state.record;
+  auto input = std::make_unique<pcm_input>();
+  const input_request request = request_of(record, pair, load);
   if (!open_input(input->bytes(), request, mux.reports)) return false;
   input->set_raw(raw_format(record), record.monoToStereo ? 1 : 2);
   state.inputs.push_back(std::move(input));
@@ -100,6 +112,22 @@ bool open_pairs(smpte302m_state& state, tsm_load_callback load, tsm_mux& mux) {
   }
   if (state.inputs.empty()) mux.reports.fatal(kNoInput, record.pid);
   return !state.inputs.empty();
+}
+
+// One stream of another multiplex, which stands in the first pair that has an input.
+bool open_source(smpte302m_state& state, tsm_load_callback load, tsm_mux& mux) {
+  const tsm_smpte302m& record = *state.record;
+  int found = -1;
+  for (int pair = 0; pair < Morvalen::Zel::tsm_channel_pairs; ++pair) {
+    const bool given = record.pairUser[pair] != nullptr || record.pairFiles[pair].count > 0;
+    if (given && found >= 0) {
+      mux.reports.fatal(kSeveralStreams, record.pid);
+      return false;
+    }
+    if (given) found = pair;
+  }
+  state.sourcePair = std::max(found, 0);
+  return open_input(state.source, request_of(record, state.sourcePair, load), mux.reports);
 }
 
 // The message that a Wave file can't be used with, or 0. The first pair may bring all channels.
@@ -216,6 +244,35 @@ bool start(smpte302m_state& state, tsm_mux& mux) {
   return true;
 }
 
+// A stream that comes as one is passed on as it stands.
+bool start_source(smpte302m_state& state, tsm_mux& mux) {
+  tsm_stream& stream = *state.stream;
+  const tsm_smpte302m& record = *state.record;
+  auto units = std::make_unique<aes3_sets>(state.source, stream.pid(), mux.reports);
+  if (!units->read_ahead()) {
+    mux.reports.fatal(kNoInput, stream.pid());
+    return false;
+  }
+  pcm_reference reference;
+  if (!find_reference(stream, record.refVideoPid, 0, mux, reference)) return false;
+  pcm_start_inputs inputs;
+  inputs.record = &record;
+  inputs.reference = &reference;
+  inputs.unitsPerSecond = units->units_per_second();
+  inputs.decoderBuffer = kDecoderBuffer;
+  if (record.avSync && reference.video != nullptr) {
+    auto& pictures = static_cast<video_state&>(*reference.video->state);
+    if (pictures.config != nullptr) {
+      inputs.sourceDelay90k = source_delay90k(record, record.pairFiles[state.sourcePair],
+                                              state.source, *pictures.config, pictures.input);
+    }
+  }
+  state.units = std::move(units);
+  if (!start_pcm(state, inputs, mux)) return false;
+  describe(stream, mux);
+  return true;
+}
+
 }  // namespace
 
 std::unique_ptr<tsm_stream> open_smpte302m(const tsm_smpte302m& record,
@@ -240,13 +297,16 @@ std::unique_ptr<tsm_stream> open_smpte302m(const tsm_smpte302m& record,
     mux.reports.fatal(kDownmixOfNoStream, record.pid);
     return nullptr;
   }
-  if (!open_pairs(state, load, mux)) return nullptr;
-  return stream;
+  const bool opened =
+      is_remultiplexed(record) ? open_source(state, load, mux) : open_pairs(state, load, mux);
+  return opened ? std::move(stream) : nullptr;
 }
 
 void start_smpte302m(tsm_stream& stream, tsm_mux& mux) {
   auto& state = static_cast<smpte302m_state&>(*stream.state);
-  if (!start(state, mux)) stream.set(kSourceEnded | kNoMorePackets);
+  const bool started =
+      is_remultiplexed(*state.record) ? start_source(state, mux) : start(state, mux);
+  if (!started) stream.set(kSourceEnded | kNoMorePackets);
 }
 
 }  // namespace zel::mux

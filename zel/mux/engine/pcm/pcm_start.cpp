@@ -20,7 +20,6 @@ constexpr int kNoReference = 85;  // warning
 
 constexpr uint8_t kPrivateStream1 = 0xBD;
 
-
 // Header and payload of the largest PES packet.
 int64_t most_pes(const pcm_state& state) {
   return static_cast<int64_t>(state.units->most_bytes()) + 14 + 3;
@@ -45,6 +44,7 @@ audio_start_inputs time_inputs(const pcm_state& state, const pcm_start_inputs& i
   in.delay90k = record.delay;
   in.streamDelay90k = record.streamDelay;
   in.independent = record.indDelay;
+  in.foundDelay90k = inputs.sourceDelay90k;
   in.terminated = state.stream->has2(kTerminated);
   in.overlap = mux.config->overlap;
   const tsm_stream* const video = inputs.reference->video;
@@ -123,7 +123,7 @@ bool start_pcm(pcm_state& state, const pcm_start_inputs& inputs, tsm_mux& mux) {
   tsm_stream& stream = *state.stream;
   if (stream.pesId == 0) stream.pesId = kPrivateStream1;
   state.noEmptyAf = mux.config->noEmptyAf;
-  state.payload.assign(state.units->most_bytes(), 0);
+  state.payload.assign(kMostUnit, 0);
   if (!set_limit(state, inputs)) return false;
   set_rate(state, inputs);
   return set_first_pts(state, inputs, mux);

@@ -30,6 +30,7 @@ struct pcm_start_inputs {
   bool phased = false;  // the first unit begins with a picture
   double unitsPerSecond = 0;
   int64_t decoderBuffer = 0;  // bytes
+  double sourceDelay90k = 0;  // behind the reference, in the multiplex that both came from
 };
 
 /// With `state.units` made: the buffer for them, the stream's rate, its decoder's buffer and its

@@ -14,15 +14,18 @@ struct pcm_unit {
   int64_t frames = 0;  // sampling instants, so the time until the next unit
 };
 
+/// The most that any kind makes: an AES3 data set whose size fills its 16 bits.
+inline constexpr size_t kMostUnit = 4 + 0xFFFF;
+
 class pcm_units {
  public:
   enum class result { ready, later, ended };
 
   virtual ~pcm_units() = default;
 
-  /// The largest payload.
+  /// The largest payload, as far as can be told before the run.
   virtual size_t most_bytes() const = 0;
-  /// Writes the next payload to `out`, which has room for most_bytes().
+  /// Writes the next payload to `out`, which has room for all that a PES packet can hold.
   virtual result next(std::span<uint8_t> out, pcm_unit& unit) = 0;
 };
 
