@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "tests/support/plain_transport_stream.h"
 #include "tests/unit/mux/engine/engine_fixture.h"
 #include "zel/mux/engine/stream/stream.h"
@@ -123,6 +125,18 @@ TEST_F(WholeRun, InPiecesOfAnySizeFromTheLoader) {
     ASSERT_GT(multiplex(), 0) << run.texts;
     EXPECT_TRUE(run.bytes == whole) << size;
   }
+}
+
+// An analyser asks for more bytes of a header than the last one may have.
+TEST_F(WholeRun, WithALastPictureOfAFewBytes) {
+  const uint8_t picture[] = {0, 0, 1, 0};
+  const auto last = std::find_end(plain.video.begin(), plain.video.end(), picture, picture + 4);
+  ASSERT_NE(last, plain.video.end());
+  plain.video.erase(last + 8, plain.video.end());
+  addVideo();
+  addAudio();
+  ASSERT_GT(multiplex(), 0) << run.texts;
+  EXPECT_EQ(elementaryStream(run.bytes, kVideoPid), plain.video);
 }
 
 TEST_F(WholeRun, WithPesAlignmentAndAccessPointsMarked) {

@@ -166,7 +166,9 @@ void discover_video(video_state& state) {
   fill(state);
   for (;;) {
     if (analyser.step() == video_analyser::progress::advanced) continue;
-    if (analyser.characteristics_known() || !load_more(state)) break;
+    const bool hadEnded = state.input.ended();
+    if (analyser.characteristics_known()) break;
+    if (!load_more(state) && state.input.ended() == hadEnded) break;
   }
   analyser.finish();
   if (!analyser.characteristics_known()) return never_acquired(state);
@@ -190,8 +192,10 @@ bool scan_video(video_state& state) {
       if (analyser.take_timed()) break;
       continue;
     }
-    if (state.input.load()) continue;
-    if (state.input.ended()) analyser.finish();
+    // Once the end is known, a last header that is shorter than most can be read.
+    const bool hadEnded = state.input.ended();
+    if (state.input.load() || state.input.ended() != hadEnded) continue;
+    if (hadEnded) analyser.finish();
     break;
   }
   analyser.take_timed();
