@@ -1,6 +1,7 @@
 #include "zel/mux/engine/psi/psi_building.h"
 
 #include <algorithm>
+#include <cmath>
 #include <span>
 
 #include "zel/mux/engine/psi/psi_stream.h"
@@ -39,9 +40,15 @@ constexpr stream_kind kPmtOrder[] = {
     stream_kind::video, stream_kind::audio, stream_kind::smpte302m,      stream_kind::lpcm,
     stream_kind::data,  stream_kind::table, stream_kind::private_stream, stream_kind::scte35};
 
+// As a message tells it: 32 bits.
+int64_t whole(double value) {
+  constexpr double kMost = 2147483647;
+  return std::isnan(value) ? 0 : static_cast<int64_t>(std::clamp(value, -kMost, kMost));
+}
+
 double interval_of(double repetition, int code, tsm_mux& mux) {
   if (!(repetition > 0)) {
-    mux.reports.fatal(code, no_pid, static_cast<int64_t>(repetition));
+    mux.reports.fatal(code, no_pid, whole(repetition));
     repetition = kLeastRepetition;
   }
   return 2.7e7 / repetition;
@@ -213,7 +220,7 @@ class psi_builder {
     stream.dueTime = zel::mux::add(stream.nextTime, stream.interval);
     const double rate = psi_rate(static_cast<const psi_state&>(*stream.state));
     if (rate > kPsiLimit) {
-      mux_.reports.warn(kPsiTooFast, stream.pid(), static_cast<int64_t>(rate - kPsiLimit));
+      mux_.reports.warn(kPsiTooFast, stream.pid(), whole(rate - kPsiLimit));
     }
   }
 

@@ -1,5 +1,6 @@
 #include "zel/mux/engine/run/duration.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "zel/mux/engine/stream/video_state.h"
@@ -51,10 +52,14 @@ double counted_frame_period(const tsm_mux& mux) {
   return 0;
 }
 
+// A count of 0 would be no limit.
+int64_t at_least_one(double packets) {
+  return std::max<int64_t>(static_cast<int64_t>(std::floor(packets)), 1);
+}
+
 // A program's clock and its frames don't divide alike: the rest is spread over the whole run.
 void spread_drift(tsm_mux& mux, double endTime) {
   const auto packets = static_cast<double>(mux.terminatePacket);
-  if (packets <= 0) return;
   const double drift = (endTime - packets * kPacketBits / mux.rate * kTicksPerSecond) / packets;
   for (const auto& stream : mux.streams) {
     if (stream->programIndex != 0 || !stream->has(kCarriesPcr)) continue;
@@ -70,8 +75,7 @@ void spread_drift(tsm_mux& mux, double endTime) {
 void set_termination(tsm_mux& mux, double frames, double period) {
   const double endTime = period > 0 ? frames * period : frames / kUsualFrameRate * kTicksPerSecond;
   // Half a packet is added, less a little: a whole number of packets stays that number.
-  mux.terminatePacket = static_cast<int64_t>(
-      std::floor((endTime / kTicksPerSecond * mux.rate + 750.2) / kPacketBits));
+  mux.terminatePacket = at_least_one((endTime / kTicksPerSecond * mux.rate + 750.2) / kPacketBits);
   spread_drift(mux, endTime);
   tsm_stream* stream = terminated_stream(mux);
   if (stream == nullptr || stream->kind != stream_kind::video) return;
@@ -134,7 +138,7 @@ void set_duration(tsm_mux& mux) {
     return;
   }
   const double length = period > 0 ? frames * period / kTicksPerSecond : frames / kUsualFrameRate;
-  mux.terminatePacket = static_cast<int64_t>(std::floor(length * mux.rate / kPacketBits));
+  mux.terminatePacket = at_least_one(length * mux.rate / kPacketBits);
 }
 
 }  // namespace zel::mux

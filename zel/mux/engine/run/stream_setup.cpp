@@ -13,7 +13,8 @@ constexpr int kNoPidLeft = 0;
 constexpr int kNegativeDelay = 5;
 constexpr int kTwoSources = 65;
 constexpr int kIllegalStreamPid = 19;
-constexpr int kLowestStreamPid = 16;  // ISO/IEC 13818-1, table 2-3: below are tables
+constexpr int32_t kLongestPcrPeriod = 3'600'000;  // ms; times compare within 13 hours
+constexpr int kLowestStreamPid = 16;              // ISO/IEC 13818-1, table 2-3: below are tables
 
 void set_flags(tsm_stream& stream, const tsm_stream_record& record, const tsm_program* program,
                const tsm_config& config) {
@@ -70,7 +71,7 @@ void check_record(const tsm_stream_record& record, tsm_mux& mux) {
 }  // namespace
 
 void set_up_pcr(tsm_stream& stream, const tsm_program& program, const tsm_mux& mux) {
-  stream.pcrPeriod = static_cast<uint32_t>(std::max(program.pcrPer, 1));
+  stream.pcrPeriod = static_cast<uint32_t>(std::clamp(program.pcrPer, 1, kLongestPcrPeriod));
   stream.pcrStep = time_from_ticks(stream.pcrPeriod * 27'000.0);
   stream.pcrNext = time_from_ticks(mux.startTime);
 }
@@ -111,7 +112,7 @@ void set_up_stream(tsm_stream& stream, const tsm_stream_record& record, const ts
 }
 
 double configured_first_pts(const tsm_config& config) {
-  if (!(config.ptsi > 0)) return 0;
+  if (!(config.ptsi > 0) || !std::isfinite(config.ptsi)) return 0;
   // The product is kept in 32 bits, and so comes round after 159 seconds.
   return std::fmod(std::floor(config.ptsi * 300), 4294967296.0);
 }

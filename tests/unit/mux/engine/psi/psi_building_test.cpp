@@ -1,5 +1,7 @@
 #include "zel/mux/engine/psi/psi_building.h"
 
+#include <cmath>
+
 #include "tests/unit/mux/engine/engine_fixture.h"
 
 namespace zel::mux {
@@ -92,6 +94,18 @@ TEST_F(PsiBuilding, ARepetitionOfNothingIsFatal) {
   EXPECT_EQ(multiplex(), -2);
   EXPECT_EQ(run.said, "F42 ");
   EXPECT_TRUE(run.saidText("PSIPMTrep = -3, must be greater than zero.\n"));
+}
+
+TEST_F(PsiBuilding, RepetitionsOutOfAllBoundsDoNoHarm) {
+  run.config->stopOnError = false;
+  run.config->progressPeriod = 100;
+  run.stopAtProgress = 5;
+  addData(1e6, 1'000);
+  for (const double repetition : {std::nan(""), -1e300, 1e-300, 1e6, 1e300}) {
+    run.config->psiPatRep = run.config->psiPmtRep = repetition;
+    run.progressCalls = 0;
+    EXPECT_GT(multiplex(), 0) << repetition;
+  }
 }
 
 TEST_F(PsiBuilding, WithoutStoppingTheTableStillComesOnce) {

@@ -166,6 +166,16 @@ TEST_F(Termination, ADriftAbove30PartsPerMillionIsToldOf) {
   EXPECT_EQ(codes, std::vector<int>{12});
 }
 
+// Less than a packet's time: the run still ends.
+TEST_F(Termination, OfNextToNothingIsAPacketLong) {
+  add(stream_kind::video, 0);
+  run.config->duration = {1, 0, 0, 0, 0, 1, 0};
+  mux.rate = 1000;
+  mark_terminated_stream(mux);
+  set_duration(mux);
+  EXPECT_EQ(mux.terminatePacket, 1);
+}
+
 TEST_F(Termination, DropFrameCountsByTheFramePeriod) {
   add(stream_kind::video, 0);
   run.config->terminate = false;
