@@ -47,7 +47,9 @@ struct access_unit {
   video_time_code timeCode;
   // The analyser's own, for ordering.
   int64_t poc = 0;
-  int32_t fieldCount = 2;
+  bool beginsOrder = false;  // no unit before it is shown after it: poc counts anew
+  int32_t fieldCount = 2;    // half frame periods that it's shown
+  double outputDelay = -1;   // ticks from decoding to display where the stream tells; else below 0
 
   // Set by plan_insertions() once the size is known; before that, 0.
   uint8_t delimiterBytes = 0;  // in front of the unit

@@ -2,6 +2,7 @@
 
 #include "zel/mux/engine/audio/descriptors.h"
 #include "zel/mux/engine/configuration/configuration.h"
+#include "zel/mux/engine/video/video_analyser.h"
 
 namespace zel::mux {
 
@@ -40,6 +41,11 @@ void describe_video(video_state& state, int32_t mask) {
   pmt.listed = true;
   if (pmt.streamType == 0) pmt.streamType = video_stream_type(state.characteristics.coding);
   if (stream.pesId == 0) stream.pesId = kVideoPesId;
+  const auto* const analyser = static_cast<const video_analyser*>(state.analyser.get());
+  const bool masked = state.characteristics.coding == video_coding::avc;
+  if (analyser != nullptr && (mask & (masked ? kDescribeAvc : ~0)) != 0) {
+    analyser->describe(pmt.descriptors);
+  }
   if (state.config->auInfo && (mask & kDescribeAdaptationData) != 0) {
     add_automatic_descriptor(pmt.descriptors, adaptation_data_descriptor());
   }

@@ -19,7 +19,7 @@ bool are_fields_of_one(const access_unit& first, const access_unit& second) {
 }
 
 bool begins_group(const access_unit& unit) {
-  return unit.poc == 0 && unit.keyPoint;
+  return unit.beginsOrder;
 }
 
 size_t group_end(const unit_queue& units, size_t index) {

@@ -16,6 +16,7 @@ namespace {
 
 constexpr int64_t kPrefixSize = 3;
 constexpr uint8_t kPictureI = 1;
+constexpr uint8_t kWholeFrame = 3;
 
 frame_rate_row configured_rate(const Morvalen::Zel::tsm_video& config) {
   if (const frame_rate_row* row = find_frame_rate(config.frameRate)) return *row;
@@ -51,19 +52,24 @@ void video_analyser::set_frame_rate(const frame_rate_row& row) {
 }
 
 void video_analyser::set_bit_rate(double bitRate) {
-  video_characteristics& video = state_.characteristics;
-  if (bitRate == video.bitRate) return;
-  if (video.bitRate > 0) warn(kBitRateChanged, static_cast<int64_t>(bitRate));
-  video.bitRate = bitRate;
+  if (bitRate == toldBitRate_) return;
+  if (toldBitRate_ > 0) warn(kBitRateChanged, static_cast<int64_t>(bitRate));
+  toldBitRate_ = bitRate;
+  if (state_.config->rate <= 0) state_.characteristics.bitRate = bitRate;
 }
 
 void video_analyser::set_vbv_size(int32_t size) {
-  video_characteristics& video = state_.characteristics;
-  if (size == video.vbvSize) return;
-  if (video.vbvSize > 0) warn(kVbvSizeChanged, int64_t{size});
-  video.vbvSize = size;
+  if (size == toldVbvSize_) return;
+  if (toldVbvSize_ > 0) warn(kVbvSizeChanged, int64_t{size});
+  toldVbvSize_ = size;
+  state_.characteristics.vbvSize = size;
   if (discovering_) return;
   state_.model.limit = video_decoder_limit(state_.config->dbSize, size, state_.stream->rate);
+}
+
+void video_analyser::set_vbv_bytes(double bytes) {
+  constexpr double kMost = 512.0 * 1024 * 1024;
+  set_vbv_size(std::max(static_cast<int32_t>(std::min(bytes, kMost) / 2048), 1));
 }
 
 // How many bytes from `body` on on_code() gets; 0: not yet.
@@ -131,7 +137,6 @@ void video_analyser::end_unit(int64_t end) {
   if (discovering_ || ended_) return;
   unit_.size = static_cast<int32_t>(end - unit_.start);
   time_code_of(unit_);
-  lastTimeCode_ = unit_.timeCode;
   if (is_cut(unit_)) {
     // What is dropped has to make room, since what comes behind it may be any length away.
     if (state_.units.empty() && state_.input.read_position() < end) {
@@ -143,8 +148,13 @@ void video_analyser::end_unit(int64_t end) {
 }
 
 void video_analyser::time_code_of(access_unit& unit) {
-  if (unit.timeCode.known) return;
-  unit.timeCode = advanced(lastTimeCode_, 1, state_.characteristics.frameRateRounded);
+  if (unit.timeCode.known) {
+    toldTimeCode_ = unit.timeCode;
+    fieldsSince_ = 0;
+  }
+  unit.timeCode =
+      advanced(toldTimeCode_, fieldsSince_ / 2, state_.characteristics.frameRateRounded);
+  fieldsSince_ += unit.fieldStructure == kWholeFrame ? 2 : 1;
 }
 
 // Whether Start or End leaves the unit out. The units of a stream without time codes all stand

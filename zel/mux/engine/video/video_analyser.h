@@ -45,6 +45,9 @@ class video_analyser : public video_state::analyser_state {
   /// The source has given all: the last unit ends, and every unit gets its time.
   void finish();
 
+  /// Adds the stream's own descriptors, unless they are in the list.
+  virtual void describe(std::vector<std::vector<uint8_t>>& list) const { static_cast<void>(list); }
+
   /// Whether units have got their time stamps since it was last asked.
   bool take_timed();
   /// No more units are wanted: the run ended by a time code or its duration.
@@ -98,6 +101,7 @@ class video_analyser : public video_state::analyser_state {
   /// they change.
   void set_bit_rate(double bitRate);
   void set_vbv_size(int32_t size);
+  void set_vbv_bytes(double bytes);
 
  private:
   int64_t wanted_size(int32_t wanted, int64_t body, int64_t available);
@@ -109,6 +113,9 @@ class video_analyser : public video_state::analyser_state {
   video_state& state_;
   bool discovering_ = true;
   frame_rate_row configuredRate_{};
+  // As the data told them last; 0: they haven't.
+  double toldBitRate_ = 0;
+  int32_t toldVbvSize_ = 0;
 
   int64_t prefix_ = -1;   // of the unit that waits for more bytes; -1: none
   int64_t searched_ = 0;  // up to here its end was searched
@@ -120,9 +127,10 @@ class video_analyser : public video_state::analyser_state {
   int pictures_ = 0;
   bool ended_ = false;
 
-  bool startSeen_ = false;  // the configured Start has come, or there is none
-  video_time_code lastTimeCode_;
-  size_t untimed_ = 0;  // at the queue's end
+  bool startSeen_ = false;        // the configured Start has come, or there is none
+  video_time_code toldTimeCode_;  // the last that the stream told
+  int64_t fieldsSince_ = 0;       // of the units from that one on
+  size_t untimed_ = 0;            // at the queue's end
 };
 
 }  // namespace zel::mux

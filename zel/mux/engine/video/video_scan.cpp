@@ -3,6 +3,7 @@
 
 #include "zel/mux/engine/run/reporting.h"
 #include "zel/mux/engine/stream/video_state.h"
+#include "zel/mux/engine/video/avc_analyser.h"
 #include "zel/mux/engine/video/coding_detection.h"
 #include "zel/mux/engine/video/mpeg_analyser.h"
 #include "zel/mux/engine/video/unit_search.h"
@@ -77,6 +78,8 @@ std::unique_ptr<video_analyser> make_analyser(video_coding coding, video_state& 
     case video_coding::mpeg1:
     case video_coding::mpeg2:
       return make_mpeg_analyser(state);
+    case video_coding::avc:
+      return make_avc_analyser(state);
     default:
       return nullptr;
   }

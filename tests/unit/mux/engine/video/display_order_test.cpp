@@ -104,7 +104,7 @@ outcome poc_times(const std::vector<coded>& pictures, int32_t maxReorder) {
     access_unit unit;
     unit.dts = dts;
     unit.poc = each.poc;
-    unit.keyPoint = each.key;
+    unit.beginsOrder = each.key;
     unit.fieldCount = each.fields;
     units->push(unit);
     dts += each.fields * kPeriod / 2;

@@ -1,0 +1,422 @@
+#include "zel/mux/engine/video/avc_analyser.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "zel/mux/engine/configuration/configuration.h"
+#include "zel/mux/engine/video/avc_parameters.h"
+#include "zel/mux/engine/video/nal_analyser.h"
+#include "zel/mux/engine/video/video_descriptors.h"
+#include "zel/mux/engine/video/video_messages.h"
+#include "zel/syntax/avc_levels.h"
+#include "zel/syntax/avc_nal.h"
+#include "zel/syntax/avc_picture_order.h"
+#include "zel/syntax/avc_sei.h"
+#include "zel/syntax/avc_slice.h"
+#include "zel/syntax/sei_message.h"
+
+namespace zel::mux {
+
+namespace {
+
+using syntax::AvcHrd;
+using syntax::AvcNalHeader;
+using syntax::AvcPicTiming;
+using syntax::AvcPps;
+using syntax::AvcSliceHeader;
+using syntax::AvcSps;
+
+// A slice header with all of its lists and weights; the marking at its end tells of resets.
+constexpr int32_t kSliceBytes = 768;
+constexpr uint8_t kAssumedLevel = 40;
+constexpr size_t kMostTimingBytes = 64;
+constexpr int kMostDpbFrames = 16;
+constexpr uint8_t kPictureI = 1;
+constexpr uint8_t kPictureP = 2;
+constexpr uint8_t kPictureB = 3;
+constexpr uint8_t kDropFrameCounting = 4;  // counting_type, Table D-3
+constexpr uint32_t kLongestVbvDelay = 10 * 90'000;
+
+constexpr nal_messages kMessages = {kAvcDepthChanged, kAvcSeiAlignment, kAvcNoBitRate,
+                                    kAvcOddFrameRate};
+
+// The HRD that lengths and rates are taken of: NAL before VCL.
+const AvcHrd* hrd_of(const AvcSps& sps) {
+  if (sps.vui.nalHrdPresent) return &sps.vui.nalHrd;
+  return sps.vui.vclHrdPresent ? &sps.vui.vclHrd : nullptr;
+}
+
+// Frames that the picture store may hold back, ITU-T H.264, A.3.1 h and E.2.1.
+int reorder_frames(const AvcSps& sps) {
+  if (sps.pocType == 2) return 0;
+  if (sps.vuiPresent && sps.vui.bitstreamRestriction) {
+    return static_cast<int>(std::min<uint32_t>(sps.vui.maxNumReorderFrames, kMostDpbFrames));
+  }
+  const bool highIntra = sps.constraintSet(3) && sps.profileIdc >= 100;
+  if (highIntra || sps.profileIdc == 44) return 0;
+  const syntax::AvcLevel* const level = syntax::findAvcLevel(sps.levelIdc, sps.constraintSet(3));
+  const uint64_t mbs = uint64_t{sps.picWidthInMbs} * sps.frameHeightInMbs();
+  if (level == nullptr || mbs == 0) return kMostDpbFrames;
+  return static_cast<int>(std::min<uint64_t>(level->maxDpbMbs / mbs, kMostDpbFrames));
+}
+
+class avc_analyser final : public nal_analyser {
+ public:
+  explicit avc_analyser(video_state& state)
+      : nal_analyser(state, kMessages, state.config->avcReorderDepth) {
+    timingBytes_.reserve(kMostTimingBytes);
+  }
+
+  bool characteristics_known() const override { return active_ != nullptr && sliceSeen_; }
+  void describe(std::vector<descriptor_bytes>& list) const override;
+
+ protected:
+  int32_t bytes_wanted(uint8_t code) const override;
+  void on_code(int64_t prefix, std::span<const uint8_t> bytes) override;
+  void settle_coding() override {}
+  void order_units(bool ended) override;
+  void restart_parsing() override;
+
+ private:
+  void begin_headers(int64_t prefix);
+  void on_delimiter(std::span<const uint8_t> bytes);
+  void on_sei(std::span<const uint8_t> bytes);
+  void on_buffering_period(std::span<const uint8_t> payload);
+  void on_slice(int64_t prefix, std::span<const uint8_t> bytes);
+  void begin_picture(int64_t prefix, const AvcSliceHeader& slice);
+  void pair_fields(const AvcSliceHeader& slice, bool afterIdr);
+  void add_slice_type(uint8_t type);
+  void apply_timing();
+  void activate(const AvcSps& sps);
+  void apply_sps(const AvcSps& sps);
+  void apply_rates(const AvcSps& sps);
+  void apply_frame_rate(const AvcSps& sps);
+
+  avc_parameters parameters_;
+  const AvcSps* active_ = nullptr;
+  uint32_t activeVersion_ = 0;
+  bool sliceSeen_ = false;
+
+  AvcSliceHeader slice_;     // of the newest primary picture
+  AvcSliceHeader next_;      // being read
+  bool sliceKnown_ = false;  // slice_ is of the open unit
+  bool pictureIdr_ = false;
+  uint8_t firstFieldStructure_ = 0;  // of a field that waits for its second; 0: none
+  uint32_t firstFieldFrameNum_ = 0;
+  int64_t deferredStart_ = -1;  // a prefix NAL unit that the next slice tells the unit of
+  syntax::AvcPictureOrderCounter counter_;
+  bool idrSeen_ = false;
+  bool secondField_ = false;
+
+  // Of the open unit, until its first slice tells the SPS.
+  std::vector<uint8_t> timingBytes_;
+  bool timingSeen_ = false;
+  bool recoveryPoint_ = false;
+
+  bool vbvDelaySeen_ = false;
+  bool framePackingSeen_ = false;
+  bool ratesReported_ = false;
+  bool levelReported_ = false;
+  bool frameRateReported_ = false;
+  bool timingTold_ = false;
+};
+
+int32_t avc_analyser::bytes_wanted(uint8_t code) const {
+  switch (code & 0x1F) {
+    case syntax::kAvcSlice:
+    case syntax::kAvcSlicePartitionA:
+    case syntax::kAvcIdrSlice:
+      return kSliceBytes;
+    case syntax::kAvcSei:
+    case syntax::kAvcSps:
+    case syntax::kAvcPps:
+      return kWholeUnit;
+    case syntax::kAvcDelimiter:
+      return 2;
+    default:
+      return 1;
+  }
+}
+
+void avc_analyser::on_code(int64_t prefix, std::span<const uint8_t> bytes) {
+  const uint8_t type = bytes[0] & 0x1F;
+  if ((bytes[0] & 0x80) != 0) return;
+  if (type == syntax::kAvcSlice || type == syntax::kAvcSlicePartitionA ||
+      type == syntax::kAvcIdrSlice) {
+    on_slice(prefix, bytes);
+    return;
+  }
+  if (type == syntax::kAvcPrefix) {
+    // It stands before each slice, so that only the slice tells whose it is.
+    if (deferredStart_ < 0) deferredStart_ = start_of(prefix);
+    return;
+  }
+  if (syntax::avcTypeBeginsAccessUnit(type)) begin_headers(prefix);
+  if (!unit_open()) return;
+  switch (type) {
+    case syntax::kAvcDelimiter:
+      on_delimiter(bytes);
+      break;
+    case syntax::kAvcSps:
+      if (parameters_.add_sps(rbsp_of(bytes, 1))) unit().sequenceHeader = true;
+      break;
+    case syntax::kAvcPps:
+      parameters_.add_pps(rbsp_of(bytes, 1));
+      break;
+    case syntax::kAvcSei:
+      on_sei(rbsp_of(bytes, 1));
+      break;
+    default:
+      break;
+  }
+}
+
+void avc_analyser::begin_headers(int64_t prefix) {
+  if (unit_open() && !has_picture()) return;
+  begin_unit(deferredStart_ >= 0 ? deferredStart_ : start_of(prefix));
+  deferredStart_ = -1;
+  sliceKnown_ = false;
+  timingSeen_ = recoveryPoint_ = false;
+}
+
+void avc_analyser::on_delimiter(std::span<const uint8_t> bytes) {
+  unit().hasDelimiter = true;
+  if (bytes.size() > 1) unit().primaryPicType = bytes[1] >> 5;
+}
+
+void avc_analyser::on_sei(std::span<const uint8_t> rbsp) {
+  syntax::SeiMessages messages(rbsp);
+  syntax::SeiMessage message;
+  while (messages.next(message)) {
+    switch (message.type) {
+      case syntax::kAvcSeiBufferingPeriod:
+        on_buffering_period(message.payload);
+        break;
+      case syntax::kAvcSeiPicTiming:
+        if (message.payload.size() > kMostTimingBytes) break;
+        timingBytes_.assign(message.payload.begin(), message.payload.end());
+        timingSeen_ = true;
+        break;
+      case syntax::kAvcSeiRecoveryPoint:
+        recoveryPoint_ = true;
+        break;
+      case syntax::kAvcSeiFramePacking:
+        framePackingSeen_ = true;
+        break;
+      default:
+        break;
+    }
+  }
+  if (messages.failed()) warn_of_sei();
+}
+
+// The delay before the first picture is taken out is what vbv_delay is to MPEG-2.
+void avc_analyser::on_buffering_period(std::span<const uint8_t> payload) {
+  if (vbvDelaySeen_) return;
+  uint8_t id = 0;
+  if (!syntax::peekAvcBufferingPeriodSpsId(payload, id)) return warn_of_sei();
+  const AvcSps* const sps = parameters_.sps(id);
+  if (sps == nullptr) return;
+  const AvcHrd* const hrd = hrd_of(*sps);
+  if (hrd == nullptr) return;
+  syntax::AvcBufferingPeriod period;
+  if (!syntax::parseAvcBufferingPeriod(payload, *sps, period)) return warn_of_sei();
+  vbvDelaySeen_ = true;
+  const auto& delays = sps->vui.nalHrdPresent ? period.nal : period.vcl;
+  auto delay =
+      static_cast<int32_t>(std::min<uint32_t>(delays[hrd->cpbCount - 1u].delay, kLongestVbvDelay));
+  // 65,535 is a mark.
+  if (delay == kVbvDelayNotTold) --delay;
+  characteristics().vbvDelay = delay;
+}
+
+void avc_analyser::on_slice(int64_t prefix, std::span<const uint8_t> bytes) {
+  AvcNalHeader nal;
+  if (!syntax::parseAvcNalHeader(bytes, nal)) return;
+  const auto rbsp = rbsp_of(bytes, nal.size);
+  uint8_t ppsId = 0;
+  const AvcSps* sps = nullptr;
+  if (syntax::peekAvcSlicePpsId(rbsp, ppsId)) sps = parameters_.sps_of_pps(ppsId);
+  // What lacks its parameter sets, or breaks off, stays with the unit that it's in.
+  const bool usable = sps != nullptr && (syntax::parseAvcSliceHeader(
+                                             rbsp, nal, *sps, *parameters_.pps(ppsId), next_) ||
+                                         next_.markingRead);
+  if (!usable) {
+    deferredStart_ = -1;
+    return;
+  }
+  if (next_.redundantPicCnt != 0) return;
+  if (!sliceKnown_ || syntax::avcSliceBeginsPicture(slice_, next_)) {
+    begin_headers(prefix);
+    activate(*sps);
+    begin_picture(prefix, next_);
+  }
+  deferredStart_ = -1;
+  slice_ = next_;
+  sliceKnown_ = true;
+  add_slice_type(next_.type);
+}
+
+void avc_analyser::begin_picture(int64_t prefix, const AvcSliceHeader& slice) {
+  sliceSeen_ = true;
+  set_has_picture(prefix);
+  access_unit& unit = this->unit();
+  const bool afterIdr = pictureIdr_;
+  pictureIdr_ = slice.idr;
+  unit.pictureType = kPictureI;
+  unit.fieldStructure = !slice.fieldPic ? uint8_t{3} : slice.bottomField ? uint8_t{2} : uint8_t{1};
+  unit.keyPoint = pictureIdr_ || recoveryPoint_;
+  unit.fieldCount = slice.fieldPic ? 1 : 2;
+  pair_fields(slice, afterIdr);
+
+  const syntax::AvcPictureOrder order = counter_.next(*active_, slice);
+  const bool resets = slice.resetsPictures();
+  unit.poc = resets ? 0 : order.poc;
+  unit.topFieldFirst = slice.fieldPic ? !slice.bottomField : order.top <= order.bottom;
+  unit.beginsOrder = (pictureIdr_ && !secondField_) || resets;
+  idrSeen_ = idrSeen_ || pictureIdr_;
+  apply_timing();
+}
+
+// 7.4.1.2.4: the second field of a frame has its frame_num and the other parity.
+void avc_analyser::pair_fields(const AvcSliceHeader& slice, bool afterIdr) {
+  const uint8_t structure = unit().fieldStructure;
+  secondField_ = slice.fieldPic && firstFieldStructure_ != 0 && firstFieldStructure_ != structure &&
+                 firstFieldFrameNum_ == slice.frameNum && (!slice.idr || afterIdr);
+  firstFieldStructure_ = slice.fieldPic && !secondField_ ? structure : uint8_t{0};
+  firstFieldFrameNum_ = slice.frameNum;
+}
+
+void avc_analyser::apply_timing() {
+  if (!timingSeen_) return;
+  AvcPicTiming timing;
+  if (!syntax::parseAvcPicTiming(timingBytes_, *active_, timing)) return warn_of_sei();
+  access_unit& unit = this->unit();
+  if (timing.picStructPresent && unit.fieldStructure == 3) {
+    const int fields = syntax::avcDisplayFields(timing.picStruct);
+    if (fields > 0) unit.fieldCount = fields;
+    // Table D-1: 3 and 5 begin with the top field, 4 and 6 with the bottom field.
+    if (timing.picStruct >= 3 && timing.picStruct <= 6) {
+      unit.topFieldFirst = timing.picStruct % 2 == 1;
+    }
+  }
+  if (timing.delaysPresent) {
+    set_output_delay(timing.dpbOutputDelay, characteristics().framePeriod / 2);
+  }
+  const syntax::AvcClockTimestamp& clock = timing.clock[0];
+  if (clock.present && clock.hoursPresent) {
+    unit.timeCode = {clock.hours,
+                     clock.minutes,
+                     clock.seconds,
+                     clock.frames,
+                     clock.countingType == kDropFrameCounting,
+                     true};
+  }
+}
+
+void avc_analyser::add_slice_type(uint8_t type) {
+  access_unit& unit = this->unit();
+  if (type == syntax::kAvcSliceB) {
+    unit.pictureType = kPictureB;
+  } else if (type == syntax::kAvcSliceP || type == syntax::kAvcSliceSp) {
+    unit.pictureType = std::max(unit.pictureType, kPictureP);
+  }
+  if (!unit.hasDelimiter) unit.primaryPicType = static_cast<uint8_t>(unit.pictureType - kPictureI);
+}
+
+void avc_analyser::order_units(bool ended) {
+  if (!ended && uses_poc() && idrSeen_ && !secondField_) {
+    const access_unit& newest = state().units.back();
+    if (newest.poc == 0 && !newest.beginsOrder && newest.pictureType != kPictureI) give_up_poc();
+  }
+  nal_analyser::order_units(ended);
+}
+
+void avc_analyser::activate(const AvcSps& sps) {
+  if (&sps == active_ && parameters_.version() == activeVersion_) return;
+  // What changes behind the first one is the run's to find.
+  const bool first = active_ == nullptr;
+  active_ = &sps;
+  activeVersion_ = parameters_.version();
+  if (first || !discovering()) apply_sps(sps);
+}
+
+void avc_analyser::apply_sps(const AvcSps& sps) {
+  video_characteristics& video = characteristics();
+  video.coding = video_coding::avc;
+  video.width = static_cast<int32_t>(sps.croppedWidth());
+  video.height = static_cast<int32_t>(sps.croppedHeight());
+  video.profile = sps.profileIdc;
+  video.level = sps.levelIdc;
+  video.chromaFormat = sps.chromaFormatIdc;
+  video.progressiveSequence = sps.frameMbsOnly;
+  const int frames = reorder_frames(sps);
+  video.lowDelay = frames == 0;
+  set_max_reorder(sps.frameMbsOnly ? frames : 2 * frames + 1);
+  apply_frame_rate(sps);
+  apply_rates(sps);
+}
+
+void avc_analyser::apply_frame_rate(const AvcSps& sps) {
+  const syntax::AvcTiming& timing = sps.vui.timing;
+  if (!timing.present || timing.numUnitsInTick == 0 || timing.timeScale == 0) {
+    if (!rate_is_configured() && !frameRateReported_) fatal(kAvcNoFrameRate);
+    frameRateReported_ = true;
+    timingTold_ = false;
+    set_frame_rate(*find_frame_rate(kDefaultFrameRateCode));
+    return;
+  }
+  timingTold_ = true;
+  set_timed_rate(timing.timeScale, 2.0 * timing.numUnitsInTick);
+  if (timing.fixedFrameRate || rate_is_configured() || frameRateReported_) return;
+  frameRateReported_ = true;
+  if (state().config->frameRateTolerant) return;
+  warn(kAvcNoFixedRate, int64_t{characteristics().frameRateRounded});
+}
+
+void avc_analyser::apply_rates(const AvcSps& sps) {
+  const syntax::AvcLevel* level = syntax::findAvcLevel(sps.levelIdc, sps.constraintSet(3));
+  if (level == nullptr) {
+    if (!levelReported_) fatal(kAvcLevelUnknown, int64_t{sps.levelIdc});
+    levelReported_ = true;
+    level = syntax::findAvcLevel(kAssumedLevel, false);
+  }
+  if (const AvcHrd* const hrd = hrd_of(sps)) {
+    set_bit_rate(static_cast<double>(hrd->bitRate(hrd->cpbCount - 1)));
+    set_vbv_bytes(static_cast<double>(hrd->cpbBits(hrd->cpbCount - 1)) / 8);
+    return;
+  }
+  const int64_t factor = syntax::avcProfileFactors(sps.profileIdc).nal;
+  const int64_t most = int64_t{level->maxBr} * factor;
+  set_bit_rate(static_cast<double>(most - most / 16));
+  set_vbv_bytes(static_cast<double>(int64_t{level->maxCpb} * factor / 8));
+  if (!ratesReported_ && state().config->rate <= 0) warn(kAvcNoBitRate, most - most / 16);
+  ratesReported_ = true;
+}
+
+void avc_analyser::restart_parsing() {
+  nal_analyser::restart_parsing();
+  active_ = nullptr;
+  sliceKnown_ = pictureIdr_ = secondField_ = idrSeen_ = false;
+  timingSeen_ = recoveryPoint_ = false;
+  firstFieldStructure_ = 0;
+  deferredStart_ = -1;
+  counter_ = {};
+}
+
+void avc_analyser::describe(std::vector<descriptor_bytes>& list) const {
+  if (active_ == nullptr) return;
+  add_automatic_descriptor(list, avc_video_descriptor(active_->profileIdc, active_->constraintFlags,
+                                                      active_->levelIdc, framePackingSeen_));
+  if (!timingTold_) {
+    add_automatic_descriptor(list, avc_timing_descriptor(characteristics().framePeriod));
+  }
+}
+
+}  // namespace
+
+std::unique_ptr<video_analyser> make_avc_analyser(video_state& state) {
+  return std::make_unique<avc_analyser>(state);
+}
+
+}  // namespace zel::mux

@@ -1,0 +1,149 @@
+#include "zel/mux/engine/video/nal_analyser.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "zel/base/annex_b.h"
+#include "zel/mux/engine/clock/tsm_time.h"
+#include "zel/mux/engine/configuration/configuration.h"
+#include "zel/mux/engine/video/video_messages.h"
+
+namespace zel::mux {
+
+namespace {
+
+constexpr int64_t kLongestOutputDelay = 600;
+// How far a rate may be from a row of the table with FrameRateTolerant: "23.98" is 23.976.
+constexpr double kRateTolerance = 0.0002;
+
+const frame_rate_row* nearest_row(double period) {
+  for (const frame_rate_row& row : kFrameRates) {
+    if (std::abs(period - row.period) < row.period * kRateTolerance) return &row;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+nal_analyser::nal_analyser(video_state& state, const nal_messages& messages,
+                           int32_t configuredDepth)
+    : video_analyser(state), messages_(messages), configuredDepth_(configuredDepth) {
+  rbsp_.resize(kMostHeader);
+}
+
+int64_t nal_analyser::start_of(int64_t prefix) const {
+  const elementary_input& input = state().input;
+  return prefix > input.read_position() && input.at(prefix - 1) == 0 ? prefix - 1 : prefix;
+}
+
+std::span<const uint8_t> nal_analyser::rbsp_of(std::span<const uint8_t> bytes, size_t headerSize) {
+  if (bytes.size() <= headerSize) return {};
+  const size_t end = base::findStartCode(bytes, headerSize);
+  const auto unit = bytes.subspan(headerSize, end - headerSize);
+  return {rbsp_.data(), base::removeEmulationPrevention(unit, rbsp_.data())};
+}
+
+double nal_analyser::period_of(const access_unit& unit) {
+  const video_characteristics& video = characteristics();
+  if (video.stillPicture) return state().config->stillPicSpacing * video.framePeriod;
+  return unit.fieldCount * video.framePeriod / 2;
+}
+
+void nal_analyser::set_output_delay(int64_t delay, double tick) {
+  if (ignoresSei_) return;
+  if (delay > kLongestOutputDelay) {
+    if (discovering()) return;
+    warn(kOutputDelayTooLong, delay);
+    leave_sei();
+    return;
+  }
+  unit().outputDelay = static_cast<double>(delay) * tick;
+}
+
+void nal_analyser::leave_sei() {
+  ignoresSei_ = true;
+  unit().outputDelay = -1;
+  if (mode_ == order_mode::sei) mode_ = order_mode::undecided;
+}
+
+void nal_analyser::give_up_poc() {
+  if (pocReported_ || discovering()) return;
+  pocReported_ = true;
+  warn(kAvcPocIncorrect);
+  if (mode_ == order_mode::poc) sort(true);
+  mode_ = order_mode::fixed;
+}
+
+void nal_analyser::warn_of_sei() {
+  if (seiReported_) return;
+  seiReported_ = true;
+  warn(messages_.seiAlignment);
+}
+
+void nal_analyser::decide(const access_unit& unit) {
+  if (unit.outputDelay >= 0) {
+    mode_ = order_mode::sei;
+    return;
+  }
+  if (state().config->ignorePoc || pocReported_ || characteristics().stillPicture) {
+    mode_ = order_mode::fixed;
+    return;
+  }
+  mode_ = order_mode::poc;
+  // LowLatency holds no more units back than are reordered.
+  const bool low = state().config->lowLatency;
+  order_.configure(low ? state().config->numBFrames : maxReorder_, 2 * configuredDepth_);
+}
+
+void nal_analyser::order_units(bool ended) {
+  if (ended) {
+    if (mode_ == order_mode::poc) sort(true);
+    return;
+  }
+  access_unit& newest = state().units.back();
+  if (mode_ == order_mode::undecided) decide(newest);
+  switch (mode_) {
+    case order_mode::sei:
+      if (newest.outputDelay >= 0) lastOutputDelay_ = newest.outputDelay;
+      newest.pts = normalise(newest.dts + lastOutputDelay_);
+      newest.timed = true;
+      break;
+    case order_mode::fixed: {
+      const double depth = configuredDepth_ * characteristics().framePeriod;
+      const double learnt = order_.depth() * characteristics().framePeriod / 2;
+      newest.pts = normalise(newest.dts + std::max(depth, learnt));
+      newest.timed = true;
+      break;
+    }
+    case order_mode::poc:
+    case order_mode::undecided:
+      sort(false);
+      break;
+  }
+}
+
+void nal_analyser::sort(bool ended) {
+  if (order_.sort_by_poc(state().units, characteristics().framePeriod / 2, ended) == 0) return;
+  if (order_.take_depth_changed()) {
+    warn(messages_.depthChanged, int64_t{(order_.depth() + 1) / 2});
+  }
+}
+
+void nal_analyser::set_timed_rate(double numerator, double denominator) {
+  frame_rate_row row = frame_rate_of(numerator, denominator);
+  const bool tolerant = state().config->frameRateTolerant;
+  if (row.code == 0 && tolerant) {
+    if (const frame_rate_row* nearest = nearest_row(row.period)) row = *nearest;
+  }
+  if (row.code == 0 && !tolerant && !rate_is_configured() && !rateReported_) {
+    rateReported_ = true;
+    warn(messages_.oddFrameRate);
+  }
+  set_frame_rate(row);
+}
+
+void nal_analyser::restart_parsing() {
+  mode_ = order_mode::undecided;
+}
+
+}  // namespace zel::mux
