@@ -43,7 +43,6 @@ void readLongTerm(BitReader& bits, const HevcSps& sps, HevcSliceHeader& slice) {
 }
 
 void readReferences(BitReader& bits, const HevcSps& sps, HevcSliceHeader& slice) {
-  slice.pocLsb = bits.read(sps.log2MaxPocLsb);
   slice.shortTermSetFromSps = bits.readFlag();
   if (!slice.shortTermSetFromSps) {
     const uint64_t begin = bits.position();
@@ -165,12 +164,18 @@ void readFilters(BitReader& bits, const HevcPps& pps, HevcSliceHeader& slice) {
   }
 }
 
-void readIndependent(BitReader& bits, const HevcSps& sps, const HevcPps& pps,
-                     HevcSliceHeader& slice) {
+// An independent segment as far as the picture's place in the order.
+void readOrder(BitReader& bits, const HevcSps& sps, const HevcPps& pps, HevcSliceHeader& slice) {
   bits.skip(pps.numExtraSliceHeaderBits);
   slice.type = static_cast<uint8_t>(readUeUpTo(bits, 2));
   if (pps.outputFlagPresent) slice.picOutput = bits.readFlag();
   if (sps.separateColourPlane) slice.colourPlaneId = static_cast<uint8_t>(bits.read(2));
+  if (!hevcTypeIsIdr(slice.nalType)) slice.pocLsb = bits.read(sps.log2MaxPocLsb);
+}
+
+void readIndependent(BitReader& bits, const HevcSps& sps, const HevcPps& pps,
+                     HevcSliceHeader& slice) {
+  readOrder(bits, sps, pps, slice);
   if (!hevcTypeIsIdr(slice.nalType)) readReferences(bits, sps, slice);
   if (sps.saoEnabled) {
     slice.saoLuma = bits.readFlag();
@@ -236,6 +241,19 @@ bool peekHevcSlice(std::span<const uint8_t> rbsp, uint8_t nalType, HevcSlicePeek
   return !bits.failed();
 }
 
+bool parseHevcSliceOrder(std::span<const uint8_t> rbsp, const HevcNalHeader& nal,
+                         const HevcSps& sps, const HevcPps& pps, HevcSliceOrder& order) {
+  BitReader bits(rbsp);
+  HevcSliceHeader slice;
+  slice.nalType = nal.type;
+  const HevcSlicePeek peek = readPeek(bits, nal.type, slice.noOutputOfPriorPics);
+  if (!peek.firstSegmentInPic) readAddress(bits, sps, pps, slice);
+  if (!slice.dependent) readOrder(bits, sps, pps, slice);
+  order = {nal.type,        nal.temporalId, peek.firstSegmentInPic,
+           slice.dependent, slice.type,     slice.pocLsb};
+  return !bits.failed();
+}
+
 bool parseHevcSliceHeader(std::span<const uint8_t> rbsp, const HevcNalHeader& nal,
                           const HevcSps& sps, const HevcPps& pps, HevcSliceHeader& slice) {
   BitReader bits(rbsp);
@@ -273,6 +291,11 @@ bool parseHevcSliceHeader(std::span<const uint8_t> rbsp, const HevcNalHeader& na
 }
 
 int32_t HevcPictureOrderCounter::next(const HevcSps& sps, const HevcSliceHeader& slice) {
+  return next(sps, HevcSliceOrder{slice.nalType, slice.temporalId, slice.firstSegmentInPic,
+                                  slice.dependent, slice.type, slice.pocLsb});
+}
+
+int32_t HevcPictureOrderCounter::next(const HevcSps& sps, const HevcSliceOrder& slice) {
   const bool begins = hevcTypeIsIdr(slice.nalType) || hevcTypeIsBla(slice.nalType) ||
                       (restart_ && hevcTypeIsIrap(slice.nalType));
   const int64_t range = int64_t{1} << sps.log2MaxPocLsb;

@@ -96,10 +96,25 @@ bool peekHevcSlice(std::span<const uint8_t> rbsp, uint8_t nalType, HevcSlicePeek
 bool parseHevcSliceHeader(std::span<const uint8_t> rbsp, const HevcNalHeader& nal,
                           const HevcSps& sps, const HevcPps& pps, HevcSliceHeader& slice);
 
+/// What a header says of the picture's type and its place in the order.
+struct HevcSliceOrder {
+  uint8_t nalType = 0;
+  uint8_t temporalId = 0;
+  bool firstSegmentInPic = false;
+  bool dependent = false;  // then type and pocLsb are those of the slice before, not told here
+  uint8_t type = kHevcSliceI;
+  uint32_t pocLsb = 0;
+  bool operator==(const HevcSliceOrder&) const = default;
+};
+/// Reads as far as that, and so does with a header that is cut behind it.
+bool parseHevcSliceOrder(std::span<const uint8_t> rbsp, const HevcNalHeader& nal,
+                         const HevcSps& sps, const HevcPps& pps, HevcSliceOrder& order);
+
 /// PicOrderCntVal, 8.3.1, of pictures in decoding order.
 class HevcPictureOrderCounter {
  public:
   int32_t next(const HevcSps& sps, const HevcSliceHeader& slice);
+  int32_t next(const HevcSps& sps, const HevcSliceOrder& slice);
   /// The next picture begins a sequence: after an end of sequence NAL unit.
   void restart() { restart_ = true; }
 

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "zel/mux/engine/configuration/configuration.h"
-#include "zel/mux/engine/video/avc_parameters.h"
 #include "zel/mux/engine/video/nal_analyser.h"
+#include "zel/mux/engine/video/parameter_store.h"
 #include "zel/mux/engine/video/video_descriptors.h"
 #include "zel/mux/engine/video/video_messages.h"
 #include "zel/syntax/avc_levels.h"
@@ -35,7 +35,6 @@ constexpr uint8_t kPictureI = 1;
 constexpr uint8_t kPictureP = 2;
 constexpr uint8_t kPictureB = 3;
 constexpr uint8_t kDropFrameCounting = 4;  // counting_type, Table D-3
-constexpr uint32_t kLongestVbvDelay = 10 * 90'000;
 
 constexpr nal_messages kMessages = {kAvcDepthChanged, kAvcSeiAlignment, kAvcNoBitRate,
                                     kAvcOddFrameRate};
@@ -80,7 +79,8 @@ class avc_analyser final : public nal_analyser {
  private:
   void begin_headers(int64_t prefix);
   void on_delimiter(std::span<const uint8_t> bytes);
-  void on_sei(std::span<const uint8_t> bytes);
+  void on_sps(std::span<const uint8_t> rbsp);
+  void on_sei(std::span<const uint8_t> rbsp);
   void on_buffering_period(std::span<const uint8_t> payload);
   void on_slice(int64_t prefix, std::span<const uint8_t> bytes);
   void begin_picture(int64_t prefix, const AvcSliceHeader& slice);
@@ -92,7 +92,9 @@ class avc_analyser final : public nal_analyser {
   void apply_rates(const AvcSps& sps);
   void apply_frame_rate(const AvcSps& sps);
 
-  avc_parameters parameters_;
+  parameter_store<AvcSps, 32> sps_;
+  parameter_store<AvcPps, 256> pps_;
+  uint8_t chromaFormat_ = 1;  // of the newest SPS, for the PPS behind it
   const AvcSps* active_ = nullptr;
   uint32_t activeVersion_ = 0;
   bool sliceSeen_ = false;
@@ -158,10 +160,12 @@ void avc_analyser::on_code(int64_t prefix, std::span<const uint8_t> bytes) {
       on_delimiter(bytes);
       break;
     case syntax::kAvcSps:
-      if (parameters_.add_sps(rbsp_of(bytes, 1))) unit().sequenceHeader = true;
+      on_sps(rbsp_of(bytes, 1));
       break;
     case syntax::kAvcPps:
-      parameters_.add_pps(rbsp_of(bytes, 1));
+      pps_.add(rbsp_of(bytes, 1), [this](std::span<const uint8_t> rbsp, AvcPps& pps) {
+        return syntax::parseAvcPps(rbsp, chromaFormat_, pps);
+      });
       break;
     case syntax::kAvcSei:
       on_sei(rbsp_of(bytes, 1));
@@ -182,6 +186,13 @@ void avc_analyser::begin_headers(int64_t prefix) {
 void avc_analyser::on_delimiter(std::span<const uint8_t> bytes) {
   unit().hasDelimiter = true;
   if (bytes.size() > 1) unit().primaryPicType = bytes[1] >> 5;
+}
+
+void avc_analyser::on_sps(std::span<const uint8_t> rbsp) {
+  const AvcSps* const sps = sps_.add(rbsp, syntax::parseAvcSps);
+  if (sps == nullptr) return;
+  unit().sequenceHeader = true;
+  chromaFormat_ = sps->chromaFormatIdc;
 }
 
 void avc_analyser::on_sei(std::span<const uint8_t> rbsp) {
@@ -215,7 +226,7 @@ void avc_analyser::on_buffering_period(std::span<const uint8_t> payload) {
   if (vbvDelaySeen_) return;
   uint8_t id = 0;
   if (!syntax::peekAvcBufferingPeriodSpsId(payload, id)) return warn_of_sei();
-  const AvcSps* const sps = parameters_.sps(id);
+  const AvcSps* const sps = sps_.find(id);
   if (sps == nullptr) return;
   const AvcHrd* const hrd = hrd_of(*sps);
   if (hrd == nullptr) return;
@@ -223,11 +234,7 @@ void avc_analyser::on_buffering_period(std::span<const uint8_t> payload) {
   if (!syntax::parseAvcBufferingPeriod(payload, *sps, period)) return warn_of_sei();
   vbvDelaySeen_ = true;
   const auto& delays = sps->vui.nalHrdPresent ? period.nal : period.vcl;
-  auto delay =
-      static_cast<int32_t>(std::min<uint32_t>(delays[hrd->cpbCount - 1u].delay, kLongestVbvDelay));
-  // 65,535 is a mark.
-  if (delay == kVbvDelayNotTold) --delay;
-  characteristics().vbvDelay = delay;
+  set_initial_delay(delays[hrd->cpbCount - 1u].delay);
 }
 
 void avc_analyser::on_slice(int64_t prefix, std::span<const uint8_t> bytes) {
@@ -235,12 +242,13 @@ void avc_analyser::on_slice(int64_t prefix, std::span<const uint8_t> bytes) {
   if (!syntax::parseAvcNalHeader(bytes, nal)) return;
   const auto rbsp = rbsp_of(bytes, nal.size);
   uint8_t ppsId = 0;
-  const AvcSps* sps = nullptr;
-  if (syntax::peekAvcSlicePpsId(rbsp, ppsId)) sps = parameters_.sps_of_pps(ppsId);
+  syntax::peekAvcSlicePpsId(rbsp, ppsId);
+  const AvcPps* const pps = pps_.find(ppsId);
+  const AvcSps* const sps = pps == nullptr ? nullptr : sps_.find(pps->spsId);
   // What lacks its parameter sets, or breaks off, stays with the unit that it's in.
-  const bool usable = sps != nullptr && (syntax::parseAvcSliceHeader(
-                                             rbsp, nal, *sps, *parameters_.pps(ppsId), next_) ||
-                                         next_.markingRead);
+  const bool usable =
+      sps != nullptr &&
+      (syntax::parseAvcSliceHeader(rbsp, nal, *sps, *pps, next_) || next_.markingRead);
   if (!usable) {
     deferredStart_ = -1;
     return;
@@ -333,11 +341,11 @@ void avc_analyser::order_units(bool ended) {
 }
 
 void avc_analyser::activate(const AvcSps& sps) {
-  if (&sps == active_ && parameters_.version() == activeVersion_) return;
+  if (&sps == active_ && sps_.version() == activeVersion_) return;
   // What changes behind the first one is the run's to find.
   const bool first = active_ == nullptr;
   active_ = &sps;
-  activeVersion_ = parameters_.version();
+  activeVersion_ = sps_.version();
   if (first || !discovering()) apply_sps(sps);
 }
 

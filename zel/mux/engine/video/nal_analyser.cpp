@@ -13,6 +13,7 @@ namespace zel::mux {
 namespace {
 
 constexpr int64_t kLongestOutputDelay = 600;
+constexpr uint32_t kLongestInitialDelay = 10 * 90'000;  // ISO/IEC 13818-1, 2.4.2.6: 10 s
 // How far a rate may be from a row of the table with FrameRateTolerant: "23.98" is 23.976.
 constexpr double kRateTolerance = 0.0002;
 
@@ -58,6 +59,13 @@ void nal_analyser::set_output_delay(int64_t delay, double tick) {
     return;
   }
   unit().outputDelay = static_cast<double>(delay) * tick;
+}
+
+void nal_analyser::set_initial_delay(uint32_t delay90k) {
+  auto delay = static_cast<int32_t>(std::min(delay90k, kLongestInitialDelay));
+  // 65,535 is a mark.
+  if (delay == kVbvDelayNotTold) --delay;
+  characteristics().vbvDelay = delay;
 }
 
 void nal_analyser::leave_sei() {

@@ -40,6 +40,8 @@ class nal_analyser : public video_analyser {
   void set_max_reorder(int32_t units) { maxReorder_ = units; }
   /// The open unit's delay from decoding to display as a picture timing message has it.
   void set_output_delay(int64_t delay, double tick);
+  /// The delay before the first picture is taken out of the buffer, in 90 kHz ticks.
+  void set_initial_delay(uint32_t delay90k);
   /// Warning 75: the order of the POC isn't used any more.
   void give_up_poc();
   bool uses_poc() const { return mode_ == order_mode::poc; }

@@ -5,6 +5,7 @@
 #include "zel/mux/engine/stream/video_state.h"
 #include "zel/mux/engine/video/avc_analyser.h"
 #include "zel/mux/engine/video/coding_detection.h"
+#include "zel/mux/engine/video/hevc_analyser.h"
 #include "zel/mux/engine/video/mpeg_analyser.h"
 #include "zel/mux/engine/video/unit_search.h"
 #include "zel/mux/engine/video/video_analyser.h"
@@ -80,6 +81,8 @@ std::unique_ptr<video_analyser> make_analyser(video_coding coding, video_state& 
       return make_mpeg_analyser(state);
     case video_coding::avc:
       return make_avc_analyser(state);
+    case video_coding::hevc:
+      return make_hevc_analyser(state);
     default:
       return nullptr;
   }
