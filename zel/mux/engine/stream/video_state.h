@@ -50,6 +50,8 @@ struct access_unit {
   bool beginsOrder = false;  // no unit before it is shown after it: poc counts anew
   int32_t fieldCount = 2;    // half frame periods that it's shown
   double outputDelay = -1;   // ticks from decoding to display where the stream tells; else below 0
+  double removalDelay = -1;  // ticks since the unit of the buffering period before, likewise
+  bool bufferingPeriod = false;
 
   // Set by plan_insertions() once the size is known; before that, 0.
   uint8_t delimiterBytes = 0;  // in front of the unit

@@ -67,12 +67,11 @@ class avc_analyser final : public nal_analyser {
   }
 
   bool characteristics_known() const override { return active_ != nullptr && sliceSeen_; }
-  void describe(std::vector<descriptor_bytes>& list) const override;
 
  protected:
   int32_t bytes_wanted(uint8_t code) const override;
   void on_code(int64_t prefix, std::span<const uint8_t> bytes) override;
-  void settle_coding() override {}
+  void settle_coding() override;
   void order_units(bool ended) override;
   void restart_parsing() override;
 
@@ -223,6 +222,7 @@ void avc_analyser::on_sei(std::span<const uint8_t> rbsp) {
 
 // The delay before the first picture is taken out is what vbv_delay is to MPEG-2.
 void avc_analyser::on_buffering_period(std::span<const uint8_t> payload) {
+  unit().bufferingPeriod = true;
   if (vbvDelaySeen_) return;
   uint8_t id = 0;
   if (!syntax::peekAvcBufferingPeriodSpsId(payload, id)) return warn_of_sei();
@@ -309,7 +309,7 @@ void avc_analyser::apply_timing() {
     }
   }
   if (timing.delaysPresent) {
-    set_output_delay(timing.dpbOutputDelay, characteristics().framePeriod / 2);
+    set_delays(timing.cpbRemovalDelay, timing.dpbOutputDelay, characteristics().framePeriod / 2);
   }
   const syntax::AvcClockTimestamp& clock = timing.clock[0];
   if (clock.present && clock.hoursPresent) {
@@ -412,12 +412,12 @@ void avc_analyser::restart_parsing() {
   counter_ = {};
 }
 
-void avc_analyser::describe(std::vector<descriptor_bytes>& list) const {
+void avc_analyser::settle_coding() {
   if (active_ == nullptr) return;
-  add_automatic_descriptor(list, avc_video_descriptor(active_->profileIdc, active_->constraintFlags,
-                                                      active_->levelIdc, framePackingSeen_));
+  add_descriptor(avc_video_descriptor(active_->profileIdc, active_->constraintFlags,
+                                      active_->levelIdc, framePackingSeen_));
   if (!timingTold_) {
-    add_automatic_descriptor(list, avc_timing_descriptor(characteristics().framePeriod));
+    add_descriptor(avc_timing_descriptor(characteristics().framePeriod));
   }
 }
 

@@ -44,7 +44,9 @@ void describe_video(video_state& state, int32_t mask) {
   const auto* const analyser = static_cast<const video_analyser*>(state.analyser.get());
   const bool masked = state.characteristics.coding == video_coding::avc;
   if (analyser != nullptr && (mask & (masked ? kDescribeAvc : ~0)) != 0) {
-    analyser->describe(pmt.descriptors);
+    for (const auto& descriptor : analyser->descriptors()) {
+      add_automatic_descriptor(pmt.descriptors, descriptor);
+    }
   }
   if (state.config->auInfo && (mask & kDescribeAdaptationData) != 0) {
     add_automatic_descriptor(pmt.descriptors, adaptation_data_descriptor());

@@ -48,12 +48,11 @@ class hevc_analyser final : public nal_analyser {
   }
 
   bool characteristics_known() const override { return sliceSeen_; }
-  void describe(std::vector<descriptor_bytes>& list) const override;
 
  protected:
   int32_t bytes_wanted(uint8_t code) const override;
   void on_code(int64_t prefix, std::span<const uint8_t> bytes) override;
-  void settle_coding() override {}
+  void settle_coding() override;
   void restart_parsing() override;
 
  private:
@@ -178,6 +177,7 @@ void hevc_analyser::on_sei(std::span<const uint8_t> rbsp) {
 
 // The delay before the first picture is taken out is what vbv_delay is to MPEG-2.
 void hevc_analyser::on_buffering_period(std::span<const uint8_t> payload) {
+  unit().bufferingPeriod = true;
   if (vbvDelaySeen_) return;
   uint8_t id = 0;
   if (!syntax::peekHevcBufferingPeriodSpsId(payload, id)) return warn_of_sei();
@@ -255,7 +255,7 @@ void hevc_analyser::apply_timing() {
     if (isField) unit.fieldStructure = top ? uint8_t{1} : uint8_t{2};
     unit.topFieldFirst = top;
   }
-  if (timing.delaysPresent) set_output_delay(timing.picDpbOutputDelay, tick());
+  if (timing.delaysPresent) set_delays(timing.auCpbRemovalDelay, timing.picDpbOutputDelay, tick());
 }
 
 void hevc_analyser::add_slice_type(uint8_t type) {
@@ -364,13 +364,13 @@ void hevc_analyser::restart_parsing() {
   counter_ = {};
 }
 
-void hevc_analyser::describe(std::vector<descriptor_bytes>& list) const {
+void hevc_analyser::settle_coding() {
   if (active_ == nullptr) return;
   const HevcHrd* const hrd = hrd_of(*active_);
-  add_automatic_descriptor(list, hevc_video_descriptor(active_->profileTierLevel,
-                                                       hrd != nullptr && hrd->subPicParamsPresent));
+  add_descriptor(
+      hevc_video_descriptor(active_->profileTierLevel, hrd != nullptr && hrd->subPicParamsPresent));
   if (!timingTold_) {
-    add_automatic_descriptor(list, hevc_timing_descriptor(characteristics().framePeriod));
+    add_descriptor(hevc_timing_descriptor(characteristics().framePeriod));
   }
 }
 

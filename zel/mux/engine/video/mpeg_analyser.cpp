@@ -25,7 +25,8 @@ constexpr int32_t kSequenceBytes = 1 + 8;
 constexpr int32_t kExtensionBytes = 1 + 9;
 constexpr int32_t kGroupBytes = 1 + 4;
 constexpr int32_t kPictureBytes = 1 + 5;
-constexpr uint32_t kVariableRate = 0x3FFFF;  // of MPEG-1
+// A variable rate in MPEG-1; encoders of MPEG-2 write it too where nothing limits the rate.
+constexpr uint32_t kVariableRate = 0x3FFFF;
 constexpr int32_t kHighestFrameRateCode = 8;
 
 bool parse_sequence(std::span<const uint8_t> payload, MpegSequenceHeader& header) {
@@ -220,8 +221,7 @@ void mpeg_analyser::apply_sequence() {
   video.height = sequence_.verticalSize | extension_.verticalSizeExtension << 12;
   apply_frame_rate();
   const uint32_t rate = sequence_.bitRateValue | uint32_t{extension_.bitRateExtension} << 18;
-  const bool variable = !extensionSeen_ && rate == kVariableRate;
-  if (rate != 0 && !variable) set_bit_rate(rate * 400.0);
+  if (rate != 0 && rate != kVariableRate) set_bit_rate(rate * 400.0);
   const int32_t vbv = sequence_.vbvBufferSizeValue | extension_.vbvBufferSizeExtension << 10;
   if (vbv != 0) set_vbv_size(vbv);
   if (!extensionSeen_) return;

@@ -50,7 +50,30 @@ double nal_analyser::period_of(const access_unit& unit) {
   return unit.fieldCount * video.framePeriod / 2;
 }
 
-void nal_analyser::set_output_delay(int64_t delay, double tick) {
+// Pictures that are shown for other times than the frame's, out of order, are taken out of the
+// buffer at times that their own periods don't add up to. The stream tells them (ITU-T H.264,
+// C.1.2; H.265, C.2.3); what lies off its place by more than two frames isn't believed.
+double nal_analyser::dts_of(const access_unit& unit, double running) {
+  double dts = running;
+  if (anchored_ && unit.removalDelay >= 0) {
+    // An underflow has moved the time base: the anchor goes with it.
+    anchorDts_ += signed_difference(running, expectedDts_);
+    const double told = normalise(anchorDts_ + unit.removalDelay);
+    const double off = std::abs(signed_difference(told, running));
+    if (off <= 2 * characteristics().framePeriod && signed_difference(told, lastDts_) > 0) {
+      dts = told;
+    }
+  }
+  if (unit.bufferingPeriod && unit.removalDelay >= 0) {
+    anchored_ = true;
+    anchorDts_ = dts;
+  }
+  lastDts_ = dts;
+  expectedDts_ = normalise(dts + period_of(unit));
+  return dts;
+}
+
+void nal_analyser::set_delays(int64_t removal, int64_t delay, double tick) {
   if (ignoresSei_) return;
   if (delay > kLongestOutputDelay) {
     if (discovering()) return;
@@ -59,6 +82,7 @@ void nal_analyser::set_output_delay(int64_t delay, double tick) {
     return;
   }
   unit().outputDelay = static_cast<double>(delay) * tick;
+  unit().removalDelay = static_cast<double>(removal) * tick;
 }
 
 void nal_analyser::set_initial_delay(uint32_t delay90k) {
@@ -70,7 +94,7 @@ void nal_analyser::set_initial_delay(uint32_t delay90k) {
 
 void nal_analyser::leave_sei() {
   ignoresSei_ = true;
-  unit().outputDelay = -1;
+  unit().outputDelay = unit().removalDelay = -1;
   if (mode_ == order_mode::sei) mode_ = order_mode::undecided;
 }
 
@@ -152,6 +176,7 @@ void nal_analyser::set_timed_rate(double numerator, double denominator) {
 
 void nal_analyser::restart_parsing() {
   mode_ = order_mode::undecided;
+  anchored_ = false;
 }
 
 }  // namespace zel::mux

@@ -27,6 +27,7 @@ class nal_analyser : public video_analyser {
 
  protected:
   double period_of(const access_unit& unit) override;
+  double dts_of(const access_unit& unit, double running) override;
   void order_units(bool ended) override;
   void restart_parsing() override;
 
@@ -38,8 +39,9 @@ class nal_analyser : public video_analyser {
 
   /// How many units may be decoded before and shown after one at the most.
   void set_max_reorder(int32_t units) { maxReorder_ = units; }
-  /// The open unit's delay from decoding to display as a picture timing message has it.
-  void set_output_delay(int64_t delay, double tick);
+  /// The open unit's delays as a picture timing message has them: from the removal of the unit of
+  /// the buffering period before, and from decoding to display.
+  void set_delays(int64_t removal, int64_t output, double tick);
   /// The delay before the first picture is taken out of the buffer, in 90 kHz ticks.
   void set_initial_delay(uint32_t delay90k);
   /// Warning 75: the order of the POC isn't used any more.
@@ -63,6 +65,10 @@ class nal_analyser : public video_analyser {
   int32_t maxReorder_ = 16;
   order_mode mode_ = order_mode::undecided;
   double lastOutputDelay_ = 0;
+  bool anchored_ = false;
+  double anchorDts_ = 0;  // of the unit of the last buffering period
+  double lastDts_ = 0;
+  double expectedDts_ = 0;
   bool ignoresSei_ = false;
   bool seiReported_ = false;
   bool rateReported_ = false;

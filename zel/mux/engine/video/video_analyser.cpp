@@ -186,13 +186,13 @@ void video_analyser::enqueue(const access_unit& found) {
     return;
   }
   access_unit unit = found;
-  unit.dts = unit.pts = state_.runningDts;
+  unit.dts = unit.pts = dts_of(unit, state_.runningDts);
   if (unit.timeCode.known && !state_.startTimeCode.known) state_.startTimeCode = unit.timeCode;
   plan_insertions(state_, unit);
   if (state_.model.limit > 0 && unit.sent_size() > state_.model.limit) fatal(kUnitExceedsVbv);
   state_.units.push(unit);
   state_.model.removals.push({unit.dts, unit.sent_size()});
-  state_.runningDts = normalise(state_.runningDts + period_of(unit));
+  state_.runningDts = normalise(unit.dts + period_of(unit));
   ++untimed_;
   order_units(false);
 }

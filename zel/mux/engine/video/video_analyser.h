@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "zel/mux/engine/messages/message.h"
@@ -45,8 +46,8 @@ class video_analyser : public video_state::analyser_state {
   /// The source has given all: the last unit ends, and every unit gets its time.
   void finish();
 
-  /// Adds the stream's own descriptors, unless they are in the list.
-  virtual void describe(std::vector<std::vector<uint8_t>>& list) const { static_cast<void>(list); }
+  /// The stream's own descriptors as discovery found them, each whole.
+  const std::vector<std::vector<uint8_t>>& descriptors() const { return descriptors_; }
 
   /// Whether units have got their time stamps since it was last asked.
   bool take_timed();
@@ -67,10 +68,18 @@ class video_analyser : public video_state::analyser_state {
 
   /// The unit's time in decoding order, in ticks. Called once a unit, in order.
   virtual double period_of(const access_unit& unit) = 0;
+  /// The unit's DTS, where `running` is the end of the unit before it.
+  virtual double dts_of(const access_unit& unit, double running) {
+    static_cast<void>(unit);
+    return running;
+  }
   /// The newest unit of the queue has its DTS; gives display times to what can have them.
   virtual void order_units(bool ended) = 0;
-  /// What the coding's standard says where the stream doesn't.
+  /// The coding's part of settle(): checks, and descriptors.
   virtual void settle_coding() = 0;
+  void add_descriptor(std::vector<uint8_t> descriptor) {
+    descriptors_.push_back(std::move(descriptor));
+  }
   /// Forgets what was parsed; what was learnt and reported stays.
   virtual void restart_parsing() = 0;
   /// The unit's time code: by default one frame behind the last.
@@ -113,6 +122,7 @@ class video_analyser : public video_state::analyser_state {
   video_state& state_;
   bool discovering_ = true;
   frame_rate_row configuredRate_{};
+  std::vector<std::vector<uint8_t>> descriptors_;
   // As the data told them last; 0: they haven't.
   double toldBitRate_ = 0;
   int32_t toldVbvSize_ = 0;
