@@ -167,13 +167,13 @@ TEST(Transform, ReducedBlocksKeepTheMeanAndTheSlope) {
   for (const int size : {4, 2}) {
     alignas(16) Block flat{};
     flat[0] = 8 * 77;
-    InverseReduced(flat.data(), 1, 5, size);
+    ScalarTransformKernels().inverseReduced(flat.data(), 1, 5, size);
     for (int i = 0; i < size * size; ++i) EXPECT_EQ(flat[static_cast<size_t>(i)], 77);
     // A ramp from left to right, at the middle of what each sample covers.
     alignas(16) Block ramp;
     for (size_t k = 0; k < 64; ++k) ramp[k] = static_cast<int16_t>(16 * (k % 8));
     ScalarTransformKernels().forward(ramp.data(), 1);
-    InverseReduced(ramp.data(), 1, 5, size);
+    ScalarTransformKernels().inverseReduced(ramp.data(), 1, 5, size);
     const int step = 8 / size;
     for (int y = 0; y < size; ++y) {
       for (int x = 0; x < size; ++x) {
@@ -214,6 +214,11 @@ TEST_F(TransformTargets, VectorsGiveWhatTheDefinitionGives) {
   std::vector<int16_t> inverse3 = in;
   std::vector<int16_t> inverse5 = in;
   std::vector<int16_t> forward = in;
+  std::vector<int16_t> half = in;
+  std::vector<int16_t> quarter = in;
+  // An odd number of blocks, as two are worked on at once.
+  ScalarTransformKernels().inverseReduced(half.data(), 1999, 5, 4);
+  ScalarTransformKernels().inverseReduced(quarter.data(), 1999, 3, 2);
   ScalarTransformKernels().inverse(inverse3.data(), 2000, 3);
   ScalarTransformKernels().inverse(inverse5.data(), 2000, 5);
   ScalarTransformKernels().forward(forward.data(), 2000);
@@ -232,6 +237,19 @@ TEST_F(TransformTargets, VectorsGiveWhatTheDefinitionGives) {
     block = in;
     VectorTransformKernels().forward(block.data(), 2000);
     EXPECT_TRUE(block == forward);
+    block = in;
+    VectorTransformKernels().inverseReduced(block.data(), 1999, 5, 4);
+    for (size_t i = 0; i < in.size(); ++i) {
+      // What lies behind the samples is left over.
+      const bool told = i % 64 < 16 || i >= 64 * 1999;
+      ASSERT_TRUE(!told || block[i] == half[i]) << i;
+    }
+    block = in;
+    VectorTransformKernels().inverseReduced(block.data(), 1999, 3, 2);
+    for (size_t i = 0; i < in.size(); ++i) {
+      const bool told = i % 64 < 4 || i >= 64 * 1999;
+      ASSERT_TRUE(!told || block[i] == quarter[i]) << i;
+    }
     hwy::SetSupportedTargetsForTest(0);
   }
 }

@@ -76,7 +76,7 @@ ResultWord HDDecoder::DecodeRow(std::span<const uint8_t> data, const FrameHeader
   if (blockSize_ == 8) {
     kernels_.inverse(coefficients, count, fraction);
   } else {
-    InverseReduced(coefficients, count, fraction, static_cast<int>(blockSize_));
+    kernels_.inverseReduced(coefficients, count, fraction, static_cast<int>(blockSize_));
   }
   for (size_t column = 0; column < geometry_.mbCols; ++column) {
     if (flags_[column].field) InterleaveFields(coefficients + column * blocks_ * 64);

@@ -21,15 +21,14 @@ constexpr int InverseFraction(int depth) {
 struct TransformKernels {
   /// `count` blocks that lie one behind the other, in place.
   void (*inverse)(int16_t* blocks, size_t count, int fraction);
-  /// The same in the other direction. Samples are within -512 to 511.
+  /// The inverse at half or quarter size: `size` 4 or 2. Each block's first size * size values are
+  /// then its samples, row by row; they come of its lowest frequencies only.
+  void (*inverseReduced)(int16_t* blocks, size_t count, int fraction, int size);
+  /// The forward transform. Samples are within -512 to 511.
   void (*forward)(int16_t* blocks, size_t count);
 };
 
 const TransformKernels& ScalarTransformKernels();  // the definition
 const TransformKernels& VectorTransformKernels();  // the best that this machine runs
-
-/// The inverse transform at half or quarter size: `size` 4 or 2. Each block's first size * size
-/// values are then its samples, row by row; they come of its lowest frequencies only.
-void InverseReduced(int16_t* blocks, size_t count, int fraction, int size);
 
 }  // namespace zel::dnxhd

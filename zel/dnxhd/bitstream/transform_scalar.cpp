@@ -63,13 +63,6 @@ constexpr int16_t kBasis4[4][4] = {
     {kC0, kC0, kC0, kC0}, {kC2, kC6, -kC6, -kC2}, {kC4, -kC4, -kC4, kC4}, {kC6, -kC2, kC2, -kC6}};
 constexpr int16_t kBasis2[2][2] = {{kC0, kC0}, {kC0, -kC0}};
 
-}  // namespace
-
-const TransformKernels& ScalarTransformKernels() {
-  static constexpr TransformKernels kKernels = {Inverse, Forward};
-  return kKernels;
-}
-
 void InverseReduced(int16_t* blocks, size_t count, int fraction, int size) {
   assert(size == 4 || size == 2);
   const auto weight = [size](int k, int x) { return size == 4 ? kBasis4[k][x] : kBasis2[k][x]; };
@@ -80,6 +73,13 @@ void InverseReduced(int16_t* blocks, size_t count, int fraction, int size) {
     Pass(between, block, size, size, 1, 8, kBasisFraction + fraction, weight);
     for (int y = 1; y < size; ++y) std::copy_n(block + 8 * y, size, block + size * y);
   }
+}
+
+}  // namespace
+
+const TransformKernels& ScalarTransformKernels() {
+  static constexpr TransformKernels kKernels = {Inverse, InverseReduced, Forward};
+  return kKernels;
 }
 
 }  // namespace zel::dnxhd

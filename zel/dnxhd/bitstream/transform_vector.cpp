@@ -22,6 +22,9 @@ namespace {
 void InverseBlocks(int16_t* blocks, size_t count, int fraction) {
   ScalarTransformKernels().inverse(blocks, count, fraction);
 }
+void ReducedBlocks(int16_t* blocks, size_t count, int fraction, int size) {
+  ScalarTransformKernels().inverseReduced(blocks, count, fraction, size);
+}
 void ForwardBlocks(int16_t* blocks, size_t count) {
   ScalarTransformKernels().forward(blocks, count);
 }
@@ -177,6 +180,72 @@ void InverseBlocks(int16_t* blocks, size_t count, int fraction) {
   }
 }
 
+// Blocks of 4 by 4, two side by side: `rows` are four rows of both.
+template <int Shift>
+HWY_INLINE void ReducedPass(V16* rows) {
+  const Pairs p01 = PairsOf(rows[0], rows[1]);
+  const Pairs p23 = PairsOf(rows[2], rows[3]);
+  rows[0] = Rounded<Shift>(Sum(Product(p01, kC0, kC2), Product(p23, kC4, kC6)));
+  rows[1] = Rounded<Shift>(Sum(Product(p01, kC0, kC6), Product(p23, -kC4, -kC2)));
+  rows[2] = Rounded<Shift>(Sum(Product(p01, kC0, -kC6), Product(p23, -kC4, kC2)));
+  rows[3] = Rounded<Shift>(Sum(Product(p01, kC0, -kC2), Product(p23, kC4, -kC6)));
+}
+
+// Each of the two blocks by itself.
+HWY_INLINE void TransposePair(V16* r) {
+  const D16 d;
+  const hn::Repartition<int32_t, D16> d32;
+  const hn::Repartition<int64_t, D16> d64;
+  const auto lower01 = hn::BitCast(d32, hn::InterleaveLower(d, r[0], r[1]));
+  const auto lower23 = hn::BitCast(d32, hn::InterleaveLower(d, r[2], r[3]));
+  const auto upper01 = hn::BitCast(d32, hn::InterleaveUpper(d, r[0], r[1]));
+  const auto upper23 = hn::BitCast(d32, hn::InterleaveUpper(d, r[2], r[3]));
+  // Columns 0 and 1, then 2 and 3: of the first block, and of the second one.
+  const auto a01 = hn::BitCast(d64, hn::InterleaveLower(d32, lower01, lower23));
+  const auto a23 = hn::BitCast(d64, hn::InterleaveUpper(d32, lower01, lower23));
+  const auto b01 = hn::BitCast(d64, hn::InterleaveLower(d32, upper01, upper23));
+  const auto b23 = hn::BitCast(d64, hn::InterleaveUpper(d32, upper01, upper23));
+  r[0] = hn::BitCast(d, hn::InterleaveLower(d64, a01, b01));
+  r[1] = hn::BitCast(d, hn::InterleaveUpper(d64, a01, b01));
+  r[2] = hn::BitCast(d, hn::InterleaveLower(d64, a23, b23));
+  r[3] = hn::BitCast(d, hn::InterleaveUpper(d64, a23, b23));
+}
+
+template <int Fraction>
+void HalfOf(int16_t* blocks, size_t count) {
+  const D16 d;
+  const hn::FixedTag<int16_t, 4> half;
+  const hn::Repartition<int64_t, D16> d64;
+  for (size_t i = 0; i + 2 <= count; i += 2, blocks += 128) {
+    V16 rows[4];
+    for (size_t y = 0; y < 4; ++y) {
+      rows[y] =
+          hn::Combine(d, hn::LoadU(half, blocks + 64 + 8 * y), hn::LoadU(half, blocks + 8 * y));
+    }
+    ReducedPass<kBasisFraction - Fraction>(rows);
+    TransposePair(rows);
+    ReducedPass<kBasisFraction + Fraction>(rows);
+    TransposePair(rows);
+    for (size_t y = 0; y < 4; y += 2) {
+      const auto upper = hn::BitCast(d64, rows[y]);
+      const auto lower = hn::BitCast(d64, rows[y + 1]);
+      hn::StoreU(hn::BitCast(d, hn::InterleaveLower(d64, upper, lower)), d, blocks + 4 * y);
+      hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(d64, upper, lower)), d, blocks + 64 + 4 * y);
+    }
+  }
+}
+
+// Sums and differences of four values leave nothing for vectors to do at quarter size.
+void ReducedBlocks(int16_t* blocks, size_t count, int fraction, int size) {
+  const size_t pairs = size == 4 ? count / 2 * 2 : 0;
+  if (fraction == 3) {
+    HalfOf<3>(blocks, pairs);
+  } else {
+    HalfOf<5>(blocks, pairs);
+  }
+  ScalarTransformKernels().inverseReduced(blocks + 64 * pairs, count - pairs, fraction, size);
+}
+
 void ForwardBlocks(int16_t* blocks, size_t count) {
   for (size_t i = 0; i < count; ++i, blocks += 64) {
     V16 rows[8];
@@ -196,6 +265,9 @@ void ForwardBlocks(int16_t* blocks, size_t count) {
 void VectorInverse(int16_t* blocks, size_t count, int fraction) {
   InverseBlocks(blocks, count, fraction);
 }
+void VectorReduced(int16_t* blocks, size_t count, int fraction, int size) {
+  ReducedBlocks(blocks, count, fraction, size);
+}
 void VectorForward(int16_t* blocks, size_t count) {
   ForwardBlocks(blocks, count);
 }
@@ -207,17 +279,19 @@ HWY_AFTER_NAMESPACE();
 namespace zel::dnxhd {
 
 HWY_EXPORT(VectorInverse);
+HWY_EXPORT(VectorReduced);
 HWY_EXPORT(VectorForward);
 
 const TransformKernels& VectorTransformKernels() {
-  static constexpr TransformKernels kKernels = {[](int16_t* blocks, size_t count, int fraction) {
-                                                  HWY_DYNAMIC_DISPATCH(VectorInverse)
-                                                  (blocks, count, fraction);
-                                                },
-                                                [](int16_t* blocks, size_t count) {
-                                                  HWY_DYNAMIC_DISPATCH(VectorForward)
-                                                  (blocks, count);
-                                                }};
+  static constexpr TransformKernels kKernels = {
+      [](int16_t* blocks, size_t count, int fraction) {
+        HWY_DYNAMIC_DISPATCH(VectorInverse)(blocks, count, fraction);
+      },
+      [](int16_t* blocks, size_t count, int fraction, int size) {
+        HWY_DYNAMIC_DISPATCH(VectorReduced)(blocks, count, fraction, size);
+      },
+      [](int16_t* blocks, size_t count) { HWY_DYNAMIC_DISPATCH(VectorForward)
+                                          (blocks, count); }};
   return kKernels;
 }
 
