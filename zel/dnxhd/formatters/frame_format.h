@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -51,6 +52,7 @@ struct FrameFormat {
   int32_t rowBytes = 0;
   int32_t fieldGap = 0;  // bytes between stacked fields
   bool tentFilter = false;
+  bool useReference = false;  // the classes that define what the others do: for tests
 };
 
 /// Bytes of a pixel, without the plane of low bits. 0 where layout and sample type are none that
@@ -69,6 +71,9 @@ struct FrameRaster {
   uint32_t pictures;  // of the compressed frame
 };
 FrameRaster RasterOf(const VCIDEntry& entry, const FrameFormat& format);
+
+/// Bytes of a line that formatters touch.
+uint32_t LineBytes(const VCIDEntry& entry, const FrameFormat& format);
 
 /// Bytes that the buffer of a frame has to have (with a negative `rowBytes` it begins as many bytes
 /// before the first line as lie behind it otherwise).
@@ -94,6 +99,54 @@ struct RowLines {
     Byte* const first = i % 2 == 0 ? evens : odds;
     return first == nullptr ? nullptr : first + static_cast<ptrdiff_t>(i / 2) * step;
   }
+};
+
+/// Where rows lie in the buffers of a format.
+class FrameLayout {
+ public:
+  FrameLayout(const VCIDEntry& entry, const FrameFormat& format);
+  const FrameRaster& Raster() const { return raster_; }
+  size_t LinesOfRow() const { return rowLines_; }
+
+  /// Macroblock row `row` of picture 0 or 1. A frame that is one picture has the lines of both
+  /// fields in turns, however they lie in the buffer. Where the buffer has one field only, the
+  /// other's lines are null; or the same as its, if `both` says so.
+  template <typename Byte>
+  RowLines<Byte> Row(Byte* frame, size_t picture, size_t row, bool both) const {
+    const auto first = static_cast<ptrdiff_t>(row * rowLines_);
+    RowLines<Byte> lines{};
+    if (raster_.pictures == 1) {
+      Put(frame, 0, first / 2, both, lines.even, lines.lowEven);
+      Put(frame, 1, first / 2, both, lines.odd, lines.lowOdd);
+      lines.stride = step_;
+    } else {
+      Put(frame, picture, first, both, lines.even, lines.lowEven);
+      Put(frame, picture, first + 1, both, lines.odd, lines.lowOdd);
+      lines.stride = 2 * step_;
+    }
+    return lines;
+  }
+
+ private:
+  struct Field {
+    bool present = false;
+    ptrdiff_t high = 0;  // of its first line in the buffer; of the plane of 8 bits where there are
+    ptrdiff_t low = 0;   // two, and of the one of low bits
+  };
+
+  template <typename Byte>
+  void Put(Byte* frame, size_t field, ptrdiff_t line, bool both, Byte*& high, Byte*& low) const {
+    if (!fields_[field].present && !both) return;
+    const Field& place = fields_[fields_[field].present ? field : 1 - field];
+    high = frame + place.high + line * step_;
+    low = twoPlanes_ ? frame + place.low + line * (step_ / 4) : nullptr;
+  }
+
+  FrameRaster raster_;
+  size_t rowLines_;
+  ptrdiff_t step_ = 0;  // from a line of a field to the next
+  bool twoPlanes_ = false;
+  std::array<Field, 2> fields_{};
 };
 
 }  // namespace zel::dnxhd

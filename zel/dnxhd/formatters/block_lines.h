@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "zel/dnxhd/formatters/pixel_kernels.h"
+
+// Between lines and the blocks of a macroblock row, as they are stored: luma first, so that a
+// macroblock of 8 has four blocks of luma and two of each chroma component; one of 12 has two of
+// each component, for its upper and then for its lower half.
+
+namespace zel::dnxhd {
+
+struct BlockRow {
+  size_t mbCols;
+  size_t blocks;     // of a macroblock: 8 or 12
+  size_t blockSize;  // 8, or 4 or 2 of reduced blocks, which still lie 64 samples apart
+  size_t LumaSamples() const { return 2 * blockSize * mbCols; }
+  size_t ChromaSamples() const { return LumaSamples() / (blocks == 12 ? 1 : 2); }
+  size_t Lines() const { return 2 * blockSize; }
+};
+
+/// Line `line` of the row.
+void GatherLine(const int16_t* samples, const BlockRow& row, size_t line, PlanarLine& out);
+
+/// Puts a line into blocks of 8.
+void SpreadLine(const PlanarLine& in, const BlockRow& row, size_t line, int16_t* samples);
+
+/// Fills the last `missing` of the row's 16 lines so that they cost the fewest bits. What hangs
+/// over inside of a block mirrors the block's lines: of a block mirrored at its middle every other
+/// vertical frequency is zero. Blocks of nothing else are flat, with the mean of the block that
+/// their DC is predicted from.
+void FillMissingLines(int16_t* samples, const BlockRow& row, size_t missing);
+
+}  // namespace zel::dnxhd

@@ -1,0 +1,32 @@
+#include "zel/dnxhd/formatters/output_formatter.h"
+
+namespace zel::dnxhd {
+
+int LineOutputFormatter::Configure(const FormatterInfo_t& info) {
+  if (info.depth != depth_) return kMissingResource;
+  if (info.width > kMaxLine || info.width % 2 != 0 || info.width == 0) return kMissingResource;
+  info_ = info;
+  return 0;
+}
+
+int LineOutputFormatter::WriteRow(const int16_t* samples, const BlockRow& row,
+                                  const RowLines<uint8_t>& destination, size_t count) const {
+  if (row.LumaSamples() < info_.width) return kMissingResource;
+  PlanarLine line;
+  for (size_t i = 0; i < count; ++i) {
+    if (destination.Line(i) == nullptr) continue;
+    GatherLine(samples, row, i, line);
+    WriteLine(line, destination.Line(i), destination.Low(i));
+  }
+  return 0;
+}
+
+int LineOutputFormatter::WriteLines(PlanarLine& line, const RowLines<uint8_t>& destination,
+                                    size_t at) const {
+  if (destination.Line(at) != nullptr) {
+    WriteLine(line, destination.Line(at), destination.Low(at));
+  }
+  return 0;
+}
+
+}  // namespace zel::dnxhd
