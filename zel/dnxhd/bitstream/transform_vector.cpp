@@ -290,8 +290,10 @@ const TransformKernels& VectorTransformKernels() {
       [](int16_t* blocks, size_t count, int fraction, int size) {
         HWY_DYNAMIC_DISPATCH(VectorReduced)(blocks, count, fraction, size);
       },
-      [](int16_t* blocks, size_t count) { HWY_DYNAMIC_DISPATCH(VectorForward)
-                                          (blocks, count); }};
+      [](int16_t* blocks, size_t count) {
+        HWY_DYNAMIC_DISPATCH(VectorForward)
+        (blocks, count);
+      }};
   return kKernels;
 }
 
