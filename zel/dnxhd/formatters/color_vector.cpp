@@ -8,7 +8,7 @@
 #define HWY_TARGET_INCLUDE "zel/dnxhd/formatters/color_vector.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
-#include "zel/dnxhd/formatters/pair_products.h"
+#include "zel/dnxhd/formatters/pair_products.inc"
 
 // Planes have a margin, so that whole vectors are worked on to the end of the line and beyond.
 

@@ -8,7 +8,7 @@
 #define HWY_TARGET_INCLUDE "zel/dnxhd/formatters/resampler_vector.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
-#include "zel/dnxhd/formatters/pair_products.h"
+#include "zel/dnxhd/formatters/pair_products.inc"
 
 // Eight groups at once: the line is split into as many planes as a group consumes samples, so that
 // what one tap multiplies in neighbouring groups lies side by side. Two taps make one instruction.
