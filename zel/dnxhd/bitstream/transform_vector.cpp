@@ -8,9 +8,10 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
-// A row of a block is one vector of eight 16-bit lanes. A pass runs over eight rows at once: rows
-// are interleaved in pairs, so that one instruction multiplies a pair by two constants and adds up.
-// Even and odd inputs (inverse), or sums and differences (forward), share their products.
+// A row of a block is eight 16-bit lanes of a vector; where vectors are wider, they have the same
+// row of two blocks. A pass runs over eight rows at once: rows are interleaved in pairs, so that
+// one instruction multiplies a pair by two constants and adds up. Even and odd inputs of the
+// inverse share their products.
 
 HWY_BEFORE_NAMESPACE();
 namespace zel::dnxhd::HWY_NAMESPACE {
@@ -33,8 +34,14 @@ void ForwardBlocks(int16_t* blocks, size_t count) {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-using D16 = hn::FixedTag<int16_t, 8>;
-using D32 = hn::FixedTag<int32_t, 4>;
+#if HWY_MAX_BYTES >= 32 && !HWY_HAVE_SCALABLE
+constexpr size_t kAtOnce = 2;
+#else
+constexpr size_t kAtOnce = 1;
+#endif
+using D16 = hn::FixedTag<int16_t, 8 * kAtOnce>;
+using D32 = hn::FixedTag<int32_t, 4 * kAtOnce>;
+using DRow = hn::FixedTag<int16_t, 8>;
 using V16 = hn::Vec<D16>;
 using V32 = hn::Vec<D32>;
 
@@ -84,8 +91,8 @@ HWY_INLINE V16 Rounded(const Wide& sum) {
   const V32 half = hn::Set(d32, 1 << (Shift - 1));
   const V32 low = hn::ShiftRight<Shift>(hn::Add(sum.low, half));
   const V32 high = hn::ShiftRight<Shift>(hn::Add(sum.high, half));
-  const hn::Half<D16> dh;
-  return hn::Combine(d, hn::DemoteTo(dh, high), hn::DemoteTo(dh, low));
+  // Its order is that of the interleaving before: each block by itself.
+  return hn::ReorderDemote2To(d, low, high);
 }
 
 template <int Shift>
@@ -152,23 +159,72 @@ HWY_INLINE void Transpose(V16* r) {
   }
 }
 
-HWY_INLINE void LoadBlock(const int16_t* block, V16* rows) {
-  for (size_t i = 0; i < 8; ++i) rows[i] = hn::LoadU(D16(), block + 8 * i);
+// One row of the blocks that are worked on at once: of the same block twice where there is no
+// other.
+HWY_INLINE V16 LoadRow(const int16_t* row, size_t next) {
+#if HWY_MAX_BYTES >= 32 && !HWY_HAVE_SCALABLE
+  return hn::Combine(D16(), hn::LoadU(DRow(), row + next), hn::LoadU(DRow(), row));
+#else
+  (void)next;
+  return hn::LoadU(DRow(), row);
+#endif
 }
-HWY_INLINE void StoreBlock(const V16* rows, int16_t* block) {
-  for (size_t i = 0; i < 8; ++i) hn::StoreU(rows[i], D16(), block + 8 * i);
+HWY_INLINE void StoreRow(V16 values, int16_t* row, size_t next) {
+#if HWY_MAX_BYTES >= 32 && !HWY_HAVE_SCALABLE
+  hn::StoreU(hn::LowerHalf(DRow(), values), DRow(), row);
+  hn::StoreU(hn::UpperHalf(DRow(), values), DRow(), row + next);
+#else
+  (void)next;
+  hn::StoreU(values, DRow(), row);
+#endif
+}
+
+HWY_INLINE void LoadBlock(const int16_t* block, size_t next, V16* rows) {
+  for (size_t i = 0; i < 8; ++i) rows[i] = LoadRow(block + 8 * i, next);
+}
+HWY_INLINE void StoreBlock(const V16* rows, int16_t* block, size_t next) {
+  for (size_t i = 0; i < 8; ++i) StoreRow(rows[i], block + 8 * i, next);
+}
+
+// Whether nothing but the first value of each block is there.
+HWY_INLINE bool IsFlat(const V16* rows) {
+  const D16 d;
+  alignas(32) static constexpr int16_t kRest[16] = {0, -1, -1, -1, -1, -1, -1, -1,
+                                                    0, -1, -1, -1, -1, -1, -1, -1};
+  const V16 rest = hn::Or(
+      hn::Or(hn::Or(rows[1], rows[2]), hn::Or(rows[3], rows[4])),
+      hn::Or(hn::Or(rows[5], rows[6]), hn::Or(rows[7], hn::And(rows[0], hn::Load(d, kRest)))));
+  return hn::AllTrue(d, hn::Eq(rest, hn::Zero(d)));
+}
+
+// Both passes of such blocks.
+template <int Fraction>
+HWY_INLINE void FillFlat(int16_t* block) {
+  constexpr int kFirst = kBasisFraction - Fraction;
+  constexpr int kSecond = kBasisFraction + Fraction;
+  const auto limited = [](int32_t value)
+                           HWY_ATTR { return HWY_MIN(HWY_MAX(value, -32768), 32767); };
+  const int32_t between = limited((block[0] * kC0 + (1 << (kFirst - 1))) >> kFirst);
+  const int32_t sample = limited((between * kC0 + (1 << (kSecond - 1))) >> kSecond);
+  const auto all = hn::Set(DRow(), static_cast<int16_t>(sample));
+  for (size_t i = 0; i < 8; ++i) hn::StoreU(all, DRow(), block + 8 * i);
 }
 
 template <int Fraction>
 void InverseOf(int16_t* blocks, size_t count) {
-  for (size_t i = 0; i < count; ++i, blocks += 64) {
+  for (size_t i = 0; i < count; i += kAtOnce, blocks += 64 * kAtOnce) {
+    const size_t next = i + kAtOnce <= count ? 64 : 0;
     V16 rows[8];
-    LoadBlock(blocks, rows);
+    LoadBlock(blocks, next, rows);
+    if (IsFlat(rows)) {
+      for (size_t at = 0; at <= next * (kAtOnce - 1); at += 64) FillFlat<Fraction>(blocks + at);
+      continue;
+    }
     InversePass<kBasisFraction - Fraction>(rows);
     Transpose(rows);
     InversePass<kBasisFraction + Fraction>(rows);
     Transpose(rows);
-    StoreBlock(rows, blocks);
+    StoreBlock(rows, blocks, next);
   }
 }
 
@@ -180,7 +236,7 @@ void InverseBlocks(int16_t* blocks, size_t count, int fraction) {
   }
 }
 
-// Blocks of 4 by 4, two side by side: `rows` are four rows of both.
+// Blocks of 4 by 4, side by side: `rows` are four rows of each.
 template <int Shift>
 HWY_INLINE void ReducedPass(V16* rows) {
   const Pairs p01 = PairsOf(rows[0], rows[1]);
@@ -191,7 +247,7 @@ HWY_INLINE void ReducedPass(V16* rows) {
   rows[3] = Rounded<Shift>(Sum(Product(p01, kC0, -kC2), Product(p23, kC4, -kC6)));
 }
 
-// Each of the two blocks by itself.
+// Each of the blocks by itself.
 HWY_INLINE void TransposePair(V16* r) {
   const D16 d;
   const hn::Repartition<int32_t, D16> d32;
@@ -211,17 +267,28 @@ HWY_INLINE void TransposePair(V16* r) {
   r[3] = hn::BitCast(d, hn::InterleaveUpper(d64, a23, b23));
 }
 
+// Blocks of 4 by 4 that are worked on at once: two where a row of 8 by 8 is one.
+constexpr size_t kHalvesAtOnce = 2 * kAtOnce;
+
+HWY_INLINE V16 LoadHalfRow(const int16_t* row) {
+  const hn::FixedTag<int16_t, 4> half;
+  const auto two = [&](const int16_t* first) HWY_ATTR {
+    return hn::Combine(DRow(), hn::LoadU(half, first + 64), hn::LoadU(half, first));
+  };
+#if HWY_MAX_BYTES >= 32 && !HWY_HAVE_SCALABLE
+  return hn::Combine(D16(), two(row + 128), two(row));
+#else
+  return two(row);
+#endif
+}
+
 template <int Fraction>
 void HalfOf(int16_t* blocks, size_t count) {
   const D16 d;
-  const hn::FixedTag<int16_t, 4> half;
   const hn::Repartition<int64_t, D16> d64;
-  for (size_t i = 0; i + 2 <= count; i += 2, blocks += 128) {
+  for (size_t i = 0; i < count; i += kHalvesAtOnce, blocks += 64 * kHalvesAtOnce) {
     V16 rows[4];
-    for (size_t y = 0; y < 4; ++y) {
-      rows[y] =
-          hn::Combine(d, hn::LoadU(half, blocks + 64 + 8 * y), hn::LoadU(half, blocks + 8 * y));
-    }
+    for (size_t y = 0; y < 4; ++y) rows[y] = LoadHalfRow(blocks + 8 * y);
     ReducedPass<kBasisFraction - Fraction>(rows);
     TransposePair(rows);
     ReducedPass<kBasisFraction + Fraction>(rows);
@@ -229,32 +296,33 @@ void HalfOf(int16_t* blocks, size_t count) {
     for (size_t y = 0; y < 4; y += 2) {
       const auto upper = hn::BitCast(d64, rows[y]);
       const auto lower = hn::BitCast(d64, rows[y + 1]);
-      hn::StoreU(hn::BitCast(d, hn::InterleaveLower(d64, upper, lower)), d, blocks + 4 * y);
-      hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(d64, upper, lower)), d, blocks + 64 + 4 * y);
+      StoreRow(hn::BitCast(d, hn::InterleaveLower(d64, upper, lower)), blocks + 4 * y, 128);
+      StoreRow(hn::BitCast(d, hn::InterleaveUpper(d64, upper, lower)), blocks + 64 + 4 * y, 128);
     }
   }
 }
 
 // Sums and differences of four values leave nothing for vectors to do at quarter size.
 void ReducedBlocks(int16_t* blocks, size_t count, int fraction, int size) {
-  const size_t pairs = size == 4 ? count / 2 * 2 : 0;
+  const size_t vectors = size == 4 ? count / kHalvesAtOnce * kHalvesAtOnce : 0;
   if (fraction == 3) {
-    HalfOf<3>(blocks, pairs);
+    HalfOf<3>(blocks, vectors);
   } else {
-    HalfOf<5>(blocks, pairs);
+    HalfOf<5>(blocks, vectors);
   }
-  ScalarTransformKernels().inverseReduced(blocks + 64 * pairs, count - pairs, fraction, size);
+  ScalarTransformKernels().inverseReduced(blocks + 64 * vectors, count - vectors, fraction, size);
 }
 
 void ForwardBlocks(int16_t* blocks, size_t count) {
-  for (size_t i = 0; i < count; ++i, blocks += 64) {
+  for (size_t i = 0; i < count; i += kAtOnce, blocks += 64 * kAtOnce) {
+    const size_t next = i + kAtOnce <= count ? 64 : 0;
     V16 rows[8];
-    LoadBlock(blocks, rows);
+    LoadBlock(blocks, next, rows);
     Transpose(rows);
     ForwardPass<kBasisFraction - kForwardFraction>(rows);
     Transpose(rows);
     ForwardPass<kBasisFraction + kForwardFraction>(rows);
-    StoreBlock(rows, blocks);
+    StoreBlock(rows, blocks, next);
   }
 }
 
