@@ -26,29 +26,48 @@ const MacroblockPlaces& PlacesOf(const BlockRow& row) {
   return row.blocks == 12 ? kPlaces12 : kPlaces8;
 }
 
-template <size_t BlockSize, size_t Count>
-void Gather(const int16_t* block, size_t macroblock, size_t mbCols, int16_t* out) {
+// `Lines` neighbouring lines of a component.
+template <size_t BlockSize, size_t Count, size_t Lines>
+void Gather(const int16_t* block, size_t macroblock, size_t mbCols,
+            std::array<int16_t*, Lines> out) {
   for (size_t column = 0; column < mbCols; ++column) {
     for (size_t i = 0; i < Count; ++i) {
-      std::memcpy(out, block + i * kBlockCoefficients, BlockSize * sizeof(int16_t));
-      out += BlockSize;
+      for (size_t line = 0; line < Lines; ++line) {
+        std::memcpy(out[line], block + i * kBlockCoefficients + line * BlockSize,
+                    BlockSize * sizeof(int16_t));
+        out[line] += BlockSize;
+      }
     }
     block += macroblock;
   }
 }
 
-template <size_t BlockSize>
-void GatherOf(const int16_t* samples, const BlockRow& row, size_t line, PlanarLine& out) {
+template <size_t BlockSize, size_t Lines>
+void GatherOf(const int16_t* samples, const BlockRow& row, size_t line, PlanarLine* out) {
   const size_t macroblock = row.blocks * kBlockCoefficients;
   for (size_t component = 0; component < 3; ++component) {
     const ComponentPlace& place = PlacesOf(row)[component];
     const int16_t* const block = samples + place.first + (line < BlockSize ? 0 : place.lowerHalf) +
                                  line % BlockSize * BlockSize;
+    std::array<int16_t*, Lines> to;
+    for (size_t i = 0; i < Lines; ++i) to[i] = out[i][component];
     if (place.count == 2) {
-      Gather<BlockSize, 2>(block, macroblock, row.mbCols, out[component]);
+      Gather<BlockSize, 2>(block, macroblock, row.mbCols, to);
     } else {
-      Gather<BlockSize, 1>(block, macroblock, row.mbCols, out[component]);
+      Gather<BlockSize, 1>(block, macroblock, row.mbCols, to);
     }
+  }
+}
+
+template <size_t Lines>
+void GatherFrom(const int16_t* samples, const BlockRow& row, size_t line, PlanarLine* out) {
+  switch (row.blockSize) {
+    case 8:
+      return GatherOf<8, Lines>(samples, row, line, out);
+    case 4:
+      return GatherOf<4, Lines>(samples, row, line, out);
+    default:
+      return GatherOf<2, Lines>(samples, row, line, out);
   }
 }
 
@@ -72,14 +91,13 @@ void Mirror(int16_t* block, size_t present) {
 }  // namespace
 
 void GatherLine(const int16_t* samples, const BlockRow& row, size_t line, PlanarLine& out) {
-  switch (row.blockSize) {
-    case 8:
-      return GatherOf<8>(samples, row, line, out);
-    case 4:
-      return GatherOf<4>(samples, row, line, out);
-    default:
-      return GatherOf<2>(samples, row, line, out);
-  }
+  GatherFrom<1>(samples, row, line, &out);
+}
+
+void GatherLines(const int16_t* samples, const BlockRow& row, size_t line,
+                 std::array<PlanarLine, 2>& out) {
+  assert(line % 2 == 0);
+  GatherFrom<2>(samples, row, line, out.data());
 }
 
 void SpreadLine(const PlanarLine& in, const BlockRow& row, size_t line, int16_t* samples) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -22,6 +23,10 @@ struct BlockRow {
 
 /// Line `line` of the row.
 void GatherLine(const int16_t* samples, const BlockRow& row, size_t line, PlanarLine& out);
+
+/// Lines `line` (which is even) and the one below it: blocks are read half as often.
+void GatherLines(const int16_t* samples, const BlockRow& row, size_t line,
+                 std::array<PlanarLine, 2>& out);
 
 /// Puts a line into blocks of 8.
 void SpreadLine(const PlanarLine& in, const BlockRow& row, size_t line, int16_t* samples);

@@ -1,5 +1,7 @@
 #include "zel/dnxhd/formatters/output_formatter.h"
 
+#include <array>
+
 namespace zel::dnxhd {
 
 int LineOutputFormatter::Configure(const FormatterInfo_t& info) {
@@ -12,11 +14,10 @@ int LineOutputFormatter::Configure(const FormatterInfo_t& info) {
 int LineOutputFormatter::WriteRow(const int16_t* samples, const BlockRow& row,
                                   const RowLines<uint8_t>& destination, size_t count) const {
   if (row.LumaSamples() < info_.width) return kMissingResource;
-  PlanarLine line;
+  std::array<PlanarLine, 2> lines;
   for (size_t i = 0; i < count; ++i) {
-    if (destination.Line(i) == nullptr) continue;
-    GatherLine(samples, row, i, line);
-    WriteLine(line, destination.Line(i), destination.Low(i));
+    if (i % 2 == 0) GatherLines(samples, row, i, lines);
+    WriteLines(lines[i % 2], destination, i);
   }
   return 0;
 }
