@@ -57,7 +57,11 @@ struct Rows : RowTaker {
     padded += row.lastRowWithPadding ? 1 : 0;
     blockSize = row.blockSize;
     pictures.push_back(row.picture);
-    samples.insert(samples.end(), row.samples, row.samples + row.mbCols * row.blocks * 64);
+    // What lies behind the samples of a reduced block is left over.
+    const size_t used = row.blockSize * row.blockSize;
+    for (size_t block = 0; block < row.mbCols * row.blocks; ++block) {
+      samples.insert(samples.end(), row.samples + 64 * block, row.samples + 64 * block + used);
+    }
     return answer;
   }
   ResultWord answer = kSuccessful;
