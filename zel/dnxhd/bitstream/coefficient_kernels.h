@@ -38,7 +38,8 @@ struct CoefficientKernels {
   void (*split)(const int16_t* blocks, size_t count, uint32_t shift, uint16_t* magnitudes,
                 BlockMasks* masks);
   /// Adds the bits of the AC coefficients of `count` blocks, without ends of blocks, at the steps
-  /// 1 << first to 1 << last, last at most 15, to bits[0] and on. Magnitudes are at most 4096.
+  /// 1 << first to 1 << last, eight steps at most and last at most 15, to bits[0] and on.
+  /// Magnitudes are at most 4096.
   void (*acBits)(const int16_t* blocks, size_t count, const BitCost& cost, uint32_t first,
                  uint32_t last, uint32_t* bits);
 };

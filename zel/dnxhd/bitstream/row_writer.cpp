@@ -56,7 +56,7 @@ struct RowWriter::Output {
 
 RowWriter::RowWriter(const VCIDEntry& entry)
     : codes_(entry),
-      kernels_(ScalarCoefficientKernels()),
+      kernels_(VectorCoefficientKernels()),
       mode_(CodingModeOf(entry)),
       fieldFlag_(HasFieldFlag(entry)),
       mbCols_(GeometryOf(entry).mbCols) {}

@@ -19,6 +19,13 @@ BitCost::BitCost(const VCIDEntry& entry)
   for (size_t length = 0; length < run.size(); ++length) {
     run[length] = static_cast<uint8_t>(entry.runLengths[length] & 15);
   }
+  for (uint32_t magnitude = 1; magnitude < kEscapeMagnitude; ++magnitude) {
+    plainByMagnitude[magnitude] = ac[AcIndex(magnitude) - 1];
+    afterRunByMagnitude[magnitude] = ac[128 + AcIndex(magnitude) - 1];
+  }
+  for (size_t length = 1; length < runSteps.size(); ++length) {
+    runSteps[length] = static_cast<int8_t>(run[length] - run[length - 1]);
+  }
   for (size_t size = 0; size < dc.size(); ++size) {
     if (entry.dcLengths[size] != 0) dc[size] = static_cast<uint8_t>(entry.dcLengths[size] + size);
   }

@@ -25,6 +25,11 @@ struct BitCost {
   std::array<uint8_t, 256> ac{};
   std::array<uint8_t, 63> run{};  // by length; entry 0 is 0
   uint8_t longestRun = 0;
+  /// The same for vectors: of coefficients by magnitude, 0 for 0, without and after a run; and what
+  /// each zero more adds to a run, up to 15.
+  alignas(64) std::array<uint8_t, 64> plainByMagnitude{};
+  alignas(64) std::array<uint8_t, 64> afterRunByMagnitude{};
+  std::array<int8_t, 16> runSteps{};
   std::array<uint8_t, 16> dc{};  // by size, the bits behind the code included; 0: no such size
 
   explicit BitCost(const VCIDEntry& entry);

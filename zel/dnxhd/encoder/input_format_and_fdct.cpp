@@ -45,7 +45,7 @@ TransformTables::TransformTables(const VCIDEntry& entry)
 
 InputFormatAndFDCTRes::InputFormatAndFDCTRes()
     : transform_(VectorTransformKernels()),
-      kernels_(ScalarCoefficientKernels()),
+      kernels_(VectorCoefficientKernels()),
       samples_(MakeAlignedArray<int16_t>(kMaxMbCols * kMaxBlocks * kBlockCoefficients)) {}
 
 int32_t InputFormatAndFDCTRes::Execute(CodecJob* job) {

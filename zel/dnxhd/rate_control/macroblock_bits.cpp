@@ -20,7 +20,7 @@ uint32_t MacroblockBits::Fixed(size_t index) const {
 
 void MacroblockBits::AtLevels(size_t index, uint32_t first, uint32_t last, uint32_t* bits) const {
   std::fill_n(bits, last - first + 1, Fixed(index));
-  ScalarCoefficientKernels().acBits(plane_.Macroblock(index), BlocksOf(plane_.mode), cost_, first,
+  VectorCoefficientKernels().acBits(plane_.Macroblock(index), BlocksOf(plane_.mode), cost_, first,
                                     last, bits);
 }
 
@@ -33,7 +33,7 @@ uint32_t MacroblockBits::AtStep(size_t index, uint32_t step) const {
     divided[i] = static_cast<int16_t>(macroblock[i] / static_cast<int32_t>(step));
   }
   uint32_t bits = Fixed(index);
-  ScalarCoefficientKernels().acBits(divided.data(), BlocksOf(plane_.mode), cost_, 0, 0, &bits);
+  VectorCoefficientKernels().acBits(divided.data(), BlocksOf(plane_.mode), cost_, 0, 0, &bits);
   return bits;
 }
 
