@@ -1,5 +1,7 @@
 #pragma once
 
+// Some kernels have code for this one, too.
+#define HWY_WANT_AVX3_DL
 #include <hwy/targets.h>
 
 #include <cstdint>

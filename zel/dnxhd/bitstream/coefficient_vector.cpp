@@ -9,6 +9,8 @@
 #include "zel/dnxhd/bitstream/coefficient_kernels.h"
 #include "zel/dnxhd/tables/weights.h"
 
+// Its counting of bits and its look-ups of 64 bytes halve the time.
+#define HWY_WANT_AVX3_DL
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "zel/dnxhd/bitstream/coefficient_vector.cpp"
 #include <hwy/foreach_target.h>
@@ -140,43 +142,70 @@ void SplitBlocks(const int16_t* blocks, size_t count, uint32_t shift, uint16_t* 
   }
 }
 
+#if HWY_TARGET <= HWY_AVX3_DL
+
+// Costs of coefficients by magnitude; 0 from 64 on.
+class CostTables {
+ public:
+  explicit CostTables(const BitCost& cost)
+      : plain_(_mm512_load_si512(cost.plainByMagnitude.data())),
+        afterRun_(_mm512_load_si512(cost.afterRunByMagnitude.data())) {}
+
+  V8 Costs(V8 magnitudes, hn::Mask<D8> plain) const {
+    const __mmask64 coded = _mm512_cmplt_epu8_mask(magnitudes.raw, _mm512_set1_epi8(64));
+    const __m512i costs = _mm512_maskz_permutexvar_epi8(coded, magnitudes.raw, afterRun_);
+    return V8{_mm512_mask_permutexvar_epi8(costs, coded & plain.raw, magnitudes.raw, plain_)};
+  }
+
+ private:
+  __m512i plain_;
+  __m512i afterRun_;
+};
+
+#else
+
 // The 16 entries of a table for each row of lanes.
 HWY_INLINE V8 TablePart(const std::array<uint8_t, 64>& table, size_t part) {
   return hn::LoadDup128(D8(), table.data() + 16 * part);
 }
 
-// Costs of coefficients by magnitude; 0 from 64 on, up to 127.
-struct CostTables {
-  V8 plain[4];
-  V8 afterRun[4];
+// Costs of coefficients by magnitude; 0 from 64 on.
+class CostTables {
+ public:
+  explicit CostTables(const BitCost& cost) {
+    for (size_t part = 0; part < 4; ++part) {
+      plain_[part] = TablePart(cost.plainByMagnitude, part);
+      afterRun_[part] = TablePart(cost.afterRunByMagnitude, part);
+    }
+  }
 
-  explicit CostTables(const BitCost& cost)
-      : plain{TablePart(cost.plainByMagnitude, 0), TablePart(cost.plainByMagnitude, 1),
-              TablePart(cost.plainByMagnitude, 2), TablePart(cost.plainByMagnitude, 3)},
-        afterRun{TablePart(cost.afterRunByMagnitude, 0), TablePart(cost.afterRunByMagnitude, 1),
-                 TablePart(cost.afterRunByMagnitude, 2), TablePart(cost.afterRunByMagnitude, 3)} {}
+  V8 Costs(V8 magnitudes, hn::Mask<D8> plain) const {
+    const D8 d;
+    if (hn::AllFalse(d, hn::Gt(magnitudes, hn::Set(d, 15)))) {
+      return hn::IfThenElse(plain, hn::TableLookupBytes(plain_[0], magnitudes),
+                            hn::TableLookupBytes(afterRun_[0], magnitudes));
+    }
+    // An index with its top bit set looks up a 0. For each part of the tables, the magnitudes that
+    // it has entries for become indices up to 127, all others higher ones.
+    const V8 offset = hn::Set(d, 0x70);
+    const V8 limited = hn::Min(magnitudes, hn::Set(d, 127));
+    V8 ofPlain = hn::Zero(d);
+    V8 ofAfterRun = hn::Zero(d);
+    for (size_t part = 0; part < 4; ++part) {
+      const V8 index =
+          hn::Add(hn::Xor(limited, hn::Set(d, static_cast<uint8_t>(16 * part))), offset);
+      ofPlain = hn::Or(ofPlain, hn::TableLookupBytesOr0(plain_[part], index));
+      ofAfterRun = hn::Or(ofAfterRun, hn::TableLookupBytesOr0(afterRun_[part], index));
+    }
+    return hn::IfThenElse(plain, ofPlain, ofAfterRun);
+  }
+
+ private:
+  V8 plain_[4];
+  V8 afterRun_[4];
 };
 
-HWY_INLINE V8 SmallCosts(const CostTables& tables, V8 magnitudes, hn::Mask<D8> plain) {
-  return hn::IfThenElse(plain, hn::TableLookupBytes(tables.plain[0], magnitudes),
-                        hn::TableLookupBytes(tables.afterRun[0], magnitudes));
-}
-
-// An index with its top bit set looks up a 0. For each part of the tables, the magnitudes that it
-// has entries for become indices up to 127, all others higher ones.
-HWY_INLINE V8 AllCosts(const CostTables& tables, V8 magnitudes, hn::Mask<D8> plain) {
-  const D8 d;
-  const V8 offset = hn::Set(d, 0x70);
-  const V8 limited = hn::Min(magnitudes, hn::Set(d, 127));
-  V8 ofPlain = hn::Zero(d);
-  V8 ofAfterRun = hn::Zero(d);
-  for (size_t part = 0; part < 4; ++part) {
-    const V8 index = hn::Add(hn::Xor(limited, hn::Set(d, static_cast<uint8_t>(16 * part))), offset);
-    ofPlain = hn::Or(ofPlain, hn::TableLookupBytesOr0(tables.plain[part], index));
-    ofAfterRun = hn::Or(ofAfterRun, hn::TableLookupBytesOr0(tables.afterRun[part], index));
-  }
-  return hn::IfThenElse(plain, ofPlain, ofAfterRun);
-}
+#endif
 
 // Runs longer than the steps tell, of which there are few, one by one.
 HWY_INLINE void AddLongRuns(V64 behind, const uint64_t* sets, const BitCost& cost, uint32_t* bits) {
@@ -195,13 +224,17 @@ HWY_INLINE void AddLongRuns(V64 behind, const uint64_t* sets, const BitCost& cos
 // What the runs of all levels cost, level by lane; those past the steps go to `bits`.
 HWY_INLINE void AddRunCosts(const uint64_t* sets, const BitCost& cost, V64* sums, uint32_t* bits) {
   constexpr size_t kSteps = std::tuple_size_v<decltype(BitCost::runSteps)>;
+  constexpr size_t kStepsPerCheck = HWY_TARGET <= HWY_AVX3_DL ? 4 : 1;
+  static_assert(kSteps % kStepsPerCheck == 0);
   const D64 d;
   for (size_t i = 0; i < kLevelVectors; ++i) {
     const V64 set = hn::LoadU(d, sets + kQuads * i);
     const V64 coded = hn::Or(set, hn::Set(d, 1));  // DC always is
     V64 behind = hn::AndNot(hn::ShiftLeft<1>(coded), set);
     V64 zeros = hn::ShiftLeft<2>(hn::Not(coded));
-    for (size_t t = 1; !hn::AllTrue(d, hn::Eq(behind, hn::Zero(d))); ++t) {
+    for (size_t t = 1;; ++t) {
+      // Asking costs more than a step does where a branch goes wrong.
+      if (t % kStepsPerCheck == 0 && hn::AllTrue(d, hn::Eq(behind, hn::Zero(d)))) break;
       if (t == kSteps) {
         AddLongRuns(behind, sets + kQuads * i, cost, bits + kQuads * i);
         break;
@@ -223,11 +256,57 @@ HWY_INLINE V8 ToBytes(V16 low, V16 high) {
   return hn::Combine(D8(), hn::DemoteTo(half, high), hn::DemoteTo(half, low));
 }
 
+// The magnitudes of a block's AC coefficients, whole and limited to bytes.
+class BlockMagnitudes {
+ public:
+  explicit BlockMagnitudes(const int16_t* block) {
+    const D16 d;
+    for (size_t i = 0; i < kWordVectors; ++i) {
+      words_[i] = hn::Abs(hn::LoadU(d, block + kWords * i));
+    }
+    words_[0] = hn::IfThenZeroElse(hn::FirstN(d, 1), words_[0]);
+    V8 most = hn::Zero(D8());
+    for (size_t i = 0; i < kByteVectors; ++i) {
+      bytes_[i] = ToBytes(words_[2 * i], words_[2 * i + 1]);
+      most = hn::Max(most, bytes_[i]);
+    }
+    fit_ = hn::AllFalse(D8(), hn::Eq(most, hn::Set(D8(), 255)));
+  }
+
+  // Byte vector `i` at a level, limited to 255.
+  V8 At(size_t i, int level) const {
+    const U16 d;
+    if (fit_) [[likely]] {
+      const int shift = level < 8 ? level : 8;
+      const V8 shifted = hn::BitCast(D8(), hn::ShiftRightSame(hn::BitCast(d, bytes_[i]), shift));
+      return hn::And(shifted, hn::Set(D8(), static_cast<uint8_t>(255 >> shift)));
+    }
+    return ToBytes(Shifted(words_[2 * i], level), Shifted(words_[2 * i + 1], level));
+  }
+
+ private:
+  static V16 Shifted(V16 words, int level) {
+    return hn::BitCast(D16(), hn::ShiftRightSame(hn::BitCast(U16(), words), level));
+  }
+
+  V16 words_[kWordVectors];
+  V8 bytes_[kByteVectors];
+  bool fit_;
+};
+
+// A magnitude that bytes have no cost of.
+HWY_INLINE uint32_t EscapeCost(int16_t value, int level, bool plain, const BitCost& cost) {
+  const uint32_t magnitude = static_cast<uint32_t>(value < 0 ? -value : value) >> level;
+  const uint32_t index = BitCost::AcIndex(magnitude) - 1;
+  return cost.ac[plain ? index : 128 + index];
+}
+
 void CountAcBits(const int16_t* blocks, size_t count, const BitCost& cost, uint32_t first,
                  uint32_t last, uint32_t* bits) {
+  // How often it is asked whether all higher levels are empty: a wrong guess costs more than
+  // counting some for nothing.
+  constexpr size_t kLevelsPerCheck = kByteVectors == 1 ? 4 : 1;
   const D8 d8;
-  const D16 d16;
-  const U16 du16;
   const D64 d64;
   const CostTables tables(cost);
   const size_t levels = last - first + 1;
@@ -235,58 +314,41 @@ void CountAcBits(const int16_t* blocks, size_t count, const BitCost& cost, uint3
   V64 runSums[kLevelVectors];
   for (size_t i = 0; i < 8; ++i) coefficientSums[i] = hn::Zero(d64);
   for (size_t i = 0; i < kLevelVectors; ++i) runSums[i] = hn::Zero(d64);
-  uint32_t longRunBits[8] = {};
+  uint32_t more[8] = {};
 
   for (size_t block = 0; block < count; ++block, blocks += 64) {
-    V16 words[kWordVectors];
-    for (size_t i = 0; i < kWordVectors; ++i) {
-      words[i] = hn::Abs(hn::LoadU(d16, blocks + kWords * i));
-    }
-    words[0] = hn::IfThenZeroElse(hn::FirstN(d16, 1), words[0]);
+    const BlockMagnitudes magnitudes(blocks);
     uint64_t sets[8] = {};
-    for (size_t level = 0; level < levels; ++level) {
-      const int shift = static_cast<int>(first + level);
-      V8 magnitudes[kByteVectors];
+    for (size_t i = 0; i < levels; ++i) {
+      const int level = static_cast<int>(first + i);
+      V8 bytes[kByteVectors];
       uint64_t set = 0;
-      bool small = true;
-      for (size_t i = 0; i < kByteVectors; ++i) {
-        magnitudes[i] = ToBytes(
-            hn::BitCast(d16, hn::ShiftRightSame(hn::BitCast(du16, words[2 * i]), shift)),
-            hn::BitCast(d16, hn::ShiftRightSame(hn::BitCast(du16, words[2 * i + 1]), shift)));
-        set |= BitsOf(d8, hn::Ne(magnitudes[i], hn::Zero(d8))) << (kBytes * i % 64);
-        small = small && hn::AllFalse(d8, hn::Gt(magnitudes[i], hn::Set(d8, 15)));
-      }
-      if (set == 0) break;  // so are all higher levels
-      sets[level] = set;
-      const uint64_t plain = (set | 1) << 1;
       uint64_t escaped = 0;
-      for (size_t i = 0; i < kByteVectors; ++i) {
-        const auto mask = MaskOf(plain, i);
-        V8 costs;
-        if (small) {
-          costs = SmallCosts(tables, magnitudes[i], mask);
-        } else {
-          costs = AllCosts(tables, magnitudes[i], mask);
-          escaped |= BitsOf(d8, hn::Gt(magnitudes[i], hn::Set(d8, 63))) << (kBytes * i % 64);
-        }
-        coefficientSums[level] = hn::Add(coefficientSums[level], hn::SumsOf8(costs));
+      for (size_t part = 0; part < kByteVectors; ++part) {
+        bytes[part] = magnitudes.At(part, level);
+        set |= BitsOf(d8, hn::Ne(bytes[part], hn::Zero(d8))) << (kBytes * part % 64);
+        escaped |= BitsOf(d8, hn::Gt(bytes[part], hn::Set(d8, 63))) << (kBytes * part % 64);
+      }
+      if (i % kLevelsPerCheck == 0 && set == 0) break;
+      sets[i] = set;
+      const uint64_t plain = (set | 1) << 1;
+      for (size_t part = 0; part < kByteVectors; ++part) {
+        const V8 costs = tables.Costs(bytes[part], MaskOf(plain, part));
+        coefficientSums[i] = hn::Add(coefficientSums[i], hn::SumsOf8(costs));
       }
       for (; escaped != 0; escaped &= escaped - 1) {
         const int k = std::countr_zero(escaped);
-        const int value = blocks[k];
-        const uint32_t magnitude = static_cast<uint32_t>(value < 0 ? -value : value) >> shift;
-        const uint32_t index = BitCost::AcIndex(magnitude) - 1;
-        bits[level] += cost.ac[(plain >> k & 1) != 0 ? index : 128 + index];
+        more[i] += EscapeCost(blocks[k], level, (plain >> k & 1) != 0, cost);
       }
     }
-    AddRunCosts(sets, cost, runSums, longRunBits);
+    AddRunCosts(sets, cost, runSums, more);
   }
 
   uint64_t runs[8];
   for (size_t i = 0; i < kLevelVectors; ++i) hn::StoreU(runSums[i], d64, runs + kQuads * i);
-  for (size_t level = 0; level < levels; ++level) {
-    const auto sum = hn::GetLane(hn::SumOfLanes(d64, coefficientSums[level]));
-    bits[level] += static_cast<uint32_t>(sum + runs[level]) + longRunBits[level];
+  for (size_t i = 0; i < levels; ++i) {
+    const auto sum = hn::GetLane(hn::SumOfLanes(d64, coefficientSums[i]));
+    bits[i] += static_cast<uint32_t>(sum + runs[i]) + more[i];
   }
 }
 
