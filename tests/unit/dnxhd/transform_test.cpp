@@ -222,6 +222,8 @@ TEST_F(TransformTargets, VectorsGiveWhatTheDefinitionGives) {
   ScalarTransformKernels().inverse(inverse3.data(), 1999, 3);
   ScalarTransformKernels().inverse(inverse5.data(), 2000, 5);
   ScalarTransformKernels().forward(forward.data(), 1999);
+  std::vector<int16_t> forward8 = in;
+  ScalarTransformKernels().forward8(forward8.data(), 1999);
   hwy::SetSupportedTargetsForTest(0);
   for (int64_t left = hwy::SupportedTargets() & HWY_TARGETS; left != 0; left &= left - 1) {
     const int64_t target = left & -left;
@@ -237,6 +239,9 @@ TEST_F(TransformTargets, VectorsGiveWhatTheDefinitionGives) {
     block = in;
     VectorTransformKernels().forward(block.data(), 1999);
     EXPECT_TRUE(block == forward);
+    block = in;
+    VectorTransformKernels().forward8(block.data(), 1999);
+    EXPECT_TRUE(block == forward8);
     block = in;
     VectorTransformKernels().inverseReduced(block.data(), 1999, 5, 4);
     for (size_t i = 0; i < in.size(); ++i) {

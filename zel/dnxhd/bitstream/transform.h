@@ -26,6 +26,8 @@ struct TransformKernels {
   void (*inverseReduced)(int16_t* blocks, size_t count, int fraction, int size);
   /// The forward transform. Samples are within -512 to 511.
   void (*forward)(int16_t* blocks, size_t count);
+  /// The same of samples of 8 bits, -128 to 127, which come out in the scale of 10 bits.
+  void (*forward8)(int16_t* blocks, size_t count);
 };
 
 const TransformKernels& ScalarTransformKernels();  // the definition

@@ -31,5 +31,6 @@ inline constexpr TransformBasis kBasis = {{
 
 inline constexpr int kBasisFraction = 16;
 inline constexpr int kForwardFraction = 3;  // between the passes of the forward transform
+inline constexpr int kForward8Scale = 2;    // from samples of 8 bits to those of 10
 
 }  // namespace zel::dnxhd

@@ -57,6 +57,13 @@ void Forward(int16_t* blocks, size_t count) {
   for (size_t i = 0; i < count; ++i) ForwardBlock(blocks + kBlock * i);
 }
 
+void Forward8(int16_t* blocks, size_t count) {
+  for (size_t i = 0; i < kBlock * count; ++i) {
+    blocks[i] = static_cast<int16_t>(static_cast<uint32_t>(int{blocks[i]}) << kForward8Scale);
+  }
+  Forward(blocks, count);
+}
+
 // The basis of four and of two samples, times the root of a half and of a quarter: a block's mean
 // then stays what it is. The constants are those of the even frequencies of eight samples.
 constexpr int16_t kBasis4[4][4] = {
@@ -78,7 +85,7 @@ void InverseReduced(int16_t* blocks, size_t count, int fraction, int size) {
 }  // namespace
 
 const TransformKernels& ScalarTransformKernels() {
-  static constexpr TransformKernels kKernels = {Inverse, InverseReduced, Forward};
+  static constexpr TransformKernels kKernels = {Inverse, InverseReduced, Forward, Forward8};
   return kKernels;
 }
 

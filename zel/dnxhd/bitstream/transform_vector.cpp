@@ -29,6 +29,9 @@ void ReducedBlocks(int16_t* blocks, size_t count, int fraction, int size) {
 void ForwardBlocks(int16_t* blocks, size_t count) {
   ScalarTransformKernels().forward(blocks, count);
 }
+void Forward8Blocks(int16_t* blocks, size_t count) {
+  ScalarTransformKernels().forward8(blocks, count);
+}
 
 #else
 
@@ -313,17 +316,25 @@ void ReducedBlocks(int16_t* blocks, size_t count, int fraction, int size) {
   ScalarTransformKernels().inverseReduced(blocks + 64 * vectors, count - vectors, fraction, size);
 }
 
-void ForwardBlocks(int16_t* blocks, size_t count) {
+template <int Scale>
+void ForwardOf(int16_t* blocks, size_t count) {
   for (size_t i = 0; i < count; i += kAtOnce, blocks += 64 * kAtOnce) {
     const size_t next = i + kAtOnce <= count ? 64 : 0;
     V16 rows[8];
     LoadBlock(blocks, next, rows);
+    for (size_t y = 0; y < 8; ++y) rows[y] = hn::ShiftLeft<Scale>(rows[y]);
     Transpose(rows);
     ForwardPass<kBasisFraction - kForwardFraction>(rows);
     Transpose(rows);
     ForwardPass<kBasisFraction + kForwardFraction>(rows);
     StoreBlock(rows, blocks, next);
   }
+}
+void ForwardBlocks(int16_t* blocks, size_t count) {
+  ForwardOf<0>(blocks, count);
+}
+void Forward8Blocks(int16_t* blocks, size_t count) {
+  ForwardOf<kForward8Scale>(blocks, count);
 }
 
 #endif
@@ -339,6 +350,9 @@ void VectorReduced(int16_t* blocks, size_t count, int fraction, int size) {
 void VectorForward(int16_t* blocks, size_t count) {
   ForwardBlocks(blocks, count);
 }
+void VectorForward8(int16_t* blocks, size_t count) {
+  Forward8Blocks(blocks, count);
+}
 
 }  // namespace zel::dnxhd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -349,6 +363,7 @@ namespace zel::dnxhd {
 HWY_EXPORT(VectorInverse);
 HWY_EXPORT(VectorReduced);
 HWY_EXPORT(VectorForward);
+HWY_EXPORT(VectorForward8);
 
 const TransformKernels& VectorTransformKernels() {
   static constexpr TransformKernels kKernels = {
@@ -360,6 +375,10 @@ const TransformKernels& VectorTransformKernels() {
       },
       [](int16_t* blocks, size_t count) {
         HWY_DYNAMIC_DISPATCH(VectorForward)
+        (blocks, count);
+      },
+      [](int16_t* blocks, size_t count) {
+        HWY_DYNAMIC_DISPATCH(VectorForward8)
         (blocks, count);
       }};
   return kKernels;

@@ -13,7 +13,6 @@ namespace zel::dnxhd {
 namespace {
 
 constexpr size_t kMaxMbCols = 120;
-constexpr uint32_t kTransformDepth = 10;
 
 // Puts the even lines of a macroblock into its upper blocks and the odd ones into its lower, as it
 // is coded by fields.
@@ -102,7 +101,7 @@ ResultWord InputFormatAndFDCTRes::TransformRow(const TransformParameters& parame
   if (result != kSuccessful) return result;
 
   // Both depths reach the same precision.
-  const uint32_t scale = kTransformDepth - tables.depth;
+  const auto forward = tables.depth == 8 ? transform_.forward8 : transform_.forward;
   std::array<int32_t, 3> predictors{};
   alignas(64) std::array<int16_t, kMaxBlocks * kBlockCoefficients> fieldSamples;
   for (size_t column = 0; column < mbCols; ++column) {
@@ -110,22 +109,17 @@ ResultWord InputFormatAndFDCTRes::TransformRow(const TransformParameters& parame
     int16_t* const macroblock = samples + column * size;
     int16_t* const out = arrays.coefficients.get() + index * size;
     uint16_t* const rates = arrays.rateTable.get() + index * kMaxLevels;
-    if (scale != 0) {
-      for (size_t i = 0; i < size; ++i) {
-        macroblock[i] = static_cast<int16_t>(macroblock[i] * (1 << scale));
-      }
-    }
     arrays.mbColorFlag[index] = 0;
     arrays.mbFieldFlag[index] = 0;
     if (tables.fieldFlag) SplitFields(macroblock, fieldSamples.data());
-    transform_.forward(macroblock, blocks);
+    forward(macroblock, blocks);
     Weigh(tables, macroblock, out);
     std::array<int32_t, 3> byFrame = predictors;
     const uint32_t frameBits = Rates(tables, out, byFrame.data(), rates);
     if (tables.fieldFlag) {
       int16_t* const out2 = arrays.coefficients2.get() + index * size;
       std::array<uint16_t, kMaxLevels> rates2;
-      transform_.forward(fieldSamples.data(), blocks);
+      forward(fieldSamples.data(), blocks);
       Weigh(tables, fieldSamples.data(), out2);
       std::array<int32_t, 3> byField = predictors;
       if (Rates(tables, out2, byField.data(), rates2.data()) < frameBits) {
