@@ -79,22 +79,29 @@ void RowWriter::WriteAc(Output& out, const uint16_t* magnitudes, const BlockMask
     before = k;
     const uint32_t magnitude = magnitudes[k];
     const uint64_t negative = masks.negative >> k & 1;
-    const auto& codes = zeros == 0 ? codes_.plain : codes_.afterRun;
-    const WriteCode code = codes[BitCost::AcIndex(magnitude) - 1];
-    uint64_t bits = code.bits;
-    uint32_t length = code.length;
-    if (magnitude < kEscapeMagnitude) [[likely]] {
-      bits |= negative;
+    if (magnitude < kEscapeMagnitude && zeros < static_cast<int>(WriteCodes::kPairRuns))
+        [[likely]] {
+      const PairCode& pair =
+          codes_.pairs[static_cast<uint32_t>(zeros) * kEscapeMagnitude + magnitude];
+      out.Put(pair.bits | negative << pair.signAt, pair.length);
     } else {
-      bits |= negative << codes_.escapeBits | (magnitude - 1) / 64;
+      WriteRarePair(out, magnitude, negative, static_cast<uint32_t>(zeros));
     }
-    if (zeros != 0) {
-      const WriteCode run = codes_.run[static_cast<size_t>(zeros)];
-      bits = bits << run.length | run.bits;
-      length += run.length;
-    }
-    out.Put(bits, length);
   }
+}
+
+void RowWriter::WriteRarePair(Output& out, uint32_t magnitude, uint64_t negative,
+                              uint32_t zeros) const {
+  const auto& codes = zeros == 0 ? codes_.plain : codes_.afterRun;
+  const WriteCode code = codes[BitCost::AcIndex(magnitude) - 1];
+  uint64_t bits = code.bits;
+  if (magnitude < kEscapeMagnitude) {
+    bits |= negative;
+  } else {
+    bits |= negative << codes_.escapeBits | (magnitude - 1) / 64;
+  }
+  const WriteCode run = codes_.run[zeros];
+  out.Put(bits << run.length | run.bits, code.length + run.length);
 }
 
 void RowWriter::WriteMacroblock(Output& out, const RowInput& row, size_t column,

@@ -44,6 +44,7 @@ class RowWriter {
   void WriteMacroblock(Output& out, const RowInput& row, size_t column, int32_t* predictors) const;
   void WriteDc(Output& out, int32_t difference) const;
   void WriteAc(Output& out, const uint16_t* magnitudes, const BlockMasks& masks) const;
+  void WriteRarePair(Output& out, uint32_t magnitude, uint64_t negative, uint32_t zeros) const;
 
   const WriteCodes codes_;
   const CoefficientKernels& kernels_;

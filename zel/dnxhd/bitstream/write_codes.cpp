@@ -46,6 +46,15 @@ WriteCodes::WriteCodes(const VCIDEntry& entry)
   for (size_t length = 1; length < run.size(); ++length) {
     run[length] = {entry.runCodes[length], entry.runLengths[length]};
   }
+  for (uint32_t zeros = 0; zeros < kPairRuns; ++zeros) {
+    for (uint32_t magnitude = 1; magnitude < kEscapeMagnitude; ++magnitude) {
+      const WriteCode code = (zeros == 0 ? plain : afterRun)[BitCost::AcIndex(magnitude) - 1];
+      const WriteCode before = run[zeros];
+      pairs[zeros * kEscapeMagnitude + magnitude] = {
+          code.bits << before.length | before.bits,
+          static_cast<uint16_t>(code.length + before.length), static_cast<uint16_t>(before.length)};
+    }
+  }
   for (size_t size = 0; size < dc.size(); ++size) {
     dc[size] = {entry.dcCodes[size], entry.dcLengths[size]};
   }

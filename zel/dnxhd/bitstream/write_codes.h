@@ -56,8 +56,19 @@ struct WriteCode {
   uint32_t length;
 };
 
+/// A coefficient and the run before it, whole: its sign goes `signAt` bits above the lowest.
+struct PairCode {
+  uint32_t bits;
+  uint16_t length;
+  uint16_t signAt;
+};
+
 /// The codes themselves.
 struct WriteCodes {
+  /// Runs below this, with magnitudes that have no escape bits, are whole codes.
+  static constexpr uint32_t kPairRuns = 16;
+  std::array<PairCode, kPairRuns * kEscapeMagnitude> pairs{};
+
   /// By AcIndex, less 1; a 0 stands where the sign comes, and zeros for the escape bits.
   std::array<WriteCode, 128> plain{};
   std::array<WriteCode, 128> afterRun{};
