@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# demo.sh BUILD OUT: makes a test clip with the tool of BUILD, encodes it, and says what it did. The files stay
-# in OUT.
+# demo.sh BUILD OUT: makes a test clip with the tool of BUILD, encodes and multiplexes it, and says what it did. The
+# files stay in OUT.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 build=$1 out=$2
@@ -21,6 +21,8 @@ show "Encoded to HEVC at constant quality, with the times of every access unit i
   zel hevc encode clip.y4m -o clip.hevc --preset fast --crf 24 --timing clip.csv
 show "The same under a fixed bit rate and a decoder buffer of one second, as broadcast wants it." \
   zel hevc encode clip.y4m -o clip_cbr.hevc --preset fast --rate-control cbr --bitrate 800k --hrd
+show "Video and sound in a transport stream: HEVC and SMPTE 302M, at a rate with room to spare." \
+  zel mux clip_cbr.hevc clip.wav --rate 4M -o clip.ts
 
 if command -v ffmpeg >/dev/null; then
   printf '\nWhat an independent decoder makes of the first one, compared with the clip:\n'
@@ -28,6 +30,9 @@ if command -v ffmpeg >/dev/null; then
   ffmpeg -hide_banner -nostdin -i "$out/clip.hevc" -i "$out/clip.y4m" \
     -lavfi '[0:v]settb=1/25,setpts=N[coded];[1:v]settb=1/25,setpts=N[clip];[coded][clip]psnr' \
     -f null - 2>&1 | sed -n 's/.*PSNR \(.*\)/  PSNR in dB: \1/p'
+  printf '\nWhat an independent demultiplexer finds in the transport stream:\n'
+  ffprobe -v error -show_entries stream=id,codec_name,duration -of csv=p=0 "$out/clip.ts" | sort -u |
+    awk -F, '{ printf "  PID %s: %s, %s s\n", $2, $1, $3 }'
 fi
 
 # file NAME WHAT HOW-TO-LOOK
@@ -37,4 +42,5 @@ file clip.y4m "the clip's pictures, uncompressed" "ffplay $out/clip.y4m"
 file clip.wav "its sound" "ffplay $out/clip.wav"
 file clip.hevc "encoded at constant quality" "ffplay -framerate 25 $out/clip.hevc"
 file clip_cbr.hevc "encoded at 800 kbit/s" "ffplay -framerate 25 $out/clip_cbr.hevc"
+file clip.ts "both, as a transport stream" "ffplay $out/clip.ts"
 file clip.csv "each access unit: times, bytes, type" "column -s, -t $out/clip.csv | less"

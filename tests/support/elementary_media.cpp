@@ -18,13 +18,18 @@ namespace {
   ":c=5.1 -t {seconds} "
 #define MPEG2 PICTURES "-c:v mpeg2video -b:v 1200k -maxrate 1500k -bufsize 600k -f mpeg2video "
 
+// Without HRD parameters the level's rate is what there is.
+constexpr const char* kNoRate = "didn't indicate bit rate; used maximum rate";
+// At 44.1 kHz frames of AC-3 are of two sizes in turn, with a code each (ATSC A/52, table 5.18).
+constexpr const char* kTwoSizes = "Audio frame size code changed";
+
 constexpr ElementaryMedia kMedia[] = {
     {"mpeg1", "ffmpeg",
      PICTURES "-c:v mpeg1video -b:v 1M -maxrate 1M -bufsize 320k -bf 2 -f mpeg1video {out}",
      "Video"},
     {"mpeg2_no_b", "ffmpeg", MPEG2 "-bf 0 {out}", "Video"},
     {"mpeg2_b", "ffmpeg", MPEG2 "-bf 2 {out}", "Video"},
-    {"mpeg2_interlaced", "ffmpeg", MPEG2 "-bf 2 -flags +ildct+ilme -top 1 {out}", "Video", true},
+    {"mpeg2_interlaced", "ffmpeg", MPEG2 "-bf 2 -flags +ildct+ilme -top 1 {out}", "Video"},
     {"mpeg4", "ffmpeg", PICTURES "-c:v mpeg4 -b:v 1M -maxrate 1M -bufsize 500k -f m4v {out}",
      "Video"},
     {"mpeg4_b", "ffmpeg",
@@ -32,19 +37,19 @@ constexpr ElementaryMedia kMedia[] = {
     {"avc_no_b", "x264",
      "--quiet --aud --bframes 0 --preset veryfast --bitrate 1000 --vbv-maxrate 1200 --vbv-bufsize "
      "1000 -o {out} {in}",
-     "Video"},
+     "Video", kNoRate},
     {"avc_b_pyramid", "x264",
      "--quiet --aud --bframes 5 --b-pyramid normal --b-adapt 0 --preset veryfast --bitrate 1000 "
      "--vbv-maxrate 1200 --vbv-bufsize 1000 -o {out} {in}",
-     "Video"},
+     "Video", kNoRate},
     {"avc_mbaff", "x264",
      "--quiet --aud --tff --bframes 3 --preset veryfast --bitrate 1000 --vbv-maxrate 1200 "
      "--vbv-bufsize 1000 -o {out} {in}",
-     "Video", true},
+     "Video", kNoRate},
     {"avc_fake_interlaced", "x264",
      "--quiet --aud --fake-interlaced --pic-struct --bframes 2 --preset veryfast --bitrate 1000 "
      "--vbv-maxrate 1200 --vbv-bufsize 1000 -o {out} {in}",
-     "Video", true},
+     "Video", kNoRate},
     {"avc_hrd_vbr", "x264",
      "--quiet --aud --nal-hrd vbr --bframes 3 --preset veryfast --bitrate 1000 --vbv-maxrate 1200 "
      "--vbv-bufsize 1000 -o {out} {in}",
@@ -56,15 +61,15 @@ constexpr ElementaryMedia kMedia[] = {
     {"avc_open_gop", "x264",
      "--quiet --aud --open-gop --bframes 3 --keyint 25 --preset veryfast --bitrate 1000 "
      "--vbv-maxrate 1200 --vbv-bufsize 1000 -o {out} {in}",
-     "Video"},
+     "Video", kNoRate},
     {"hevc_no_b", "x265",
      "--log-level none --aud --bframes 0 --preset ultrafast --bitrate 1000 --vbv-maxrate 1200 "
      "--vbv-bufsize 1000 -o {out} {in}",
-     "Video"},
+     "Video", kNoRate},
     {"hevc_b_pyramid", "x265",
      "--log-level none --aud --bframes 4 --b-pyramid --preset veryfast --bitrate 1000 "
      "--vbv-maxrate 1200 --vbv-bufsize 1000 -o {out} {in}",
-     "Video"},
+     "Video", kNoRate},
     {"hevc_hrd", "x265",
      "--log-level none --aud --hrd --bframes 3 --preset ultrafast --bitrate 1000 --vbv-maxrate "
      "1200 --vbv-bufsize 1000 -o {out} {in}",
@@ -72,7 +77,7 @@ constexpr ElementaryMedia kMedia[] = {
     {"hevc_fields", "x265",
      "--log-level none --aud --field --interlace tff --bframes 2 --preset ultrafast --bitrate 1000 "
      "--vbv-maxrate 1200 --vbv-bufsize 1000 -o {out} {in}",
-     "Video", true},
+     "Video", kNoRate},
     {"mp2", "ffmpeg", SOUND "-c:a mp2 -b:a 192k -f mp2 {out}", "Audio"},
     {"mp3", "ffmpeg", SOUND "-c:a libmp3lame -b:a 128k -write_xing 0 -id3v2_version 0 -f mp3 {out}",
      "Audio"},
@@ -80,7 +85,7 @@ constexpr ElementaryMedia kMedia[] = {
     {"adts_5_1", "ffmpeg", WIDE_SOUND "-c:a aac -b:a 320k -f adts {out}", "Audio"},
     {"latm", "ffmpeg", SOUND "-c:a aac -b:a 128k -f latm {out}", "Audio"},
     {"ac3", "ffmpeg", SOUND "-c:a ac3 -b:a 192k -f ac3 {out}", "Audio"},
-    {"ac3_44100", "ffmpeg", SOUND "-ar 44100 -c:a ac3 -b:a 192k -f ac3 {out}", "Audio"},
+    {"ac3_44100", "ffmpeg", SOUND "-ar 44100 -c:a ac3 -b:a 192k -f ac3 {out}", "Audio", kTwoSizes},
     {"ac3_5_1", "ffmpeg", WIDE_SOUND "-c:a ac3 -b:a 448k -f ac3 {out}", "Audio"},
     {"eac3", "ffmpeg", SOUND "-c:a eac3 -b:a 128k -f eac3 {out}", "Audio"},
     {"dts", "ffmpeg", WIDE_SOUND "-c:a dca -strict -2 -b:a 768k -f dts {out}", "Audio"},

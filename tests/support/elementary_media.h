@@ -16,10 +16,7 @@ struct ElementaryMedia {
   /// {seconds} and {frames}.
   const char* arguments;
   const char* section;  ///< of a configuration: "Video"
-  bool interlaced = false;
-  /// Ends with a last unit that a demultiplexer can't tell from more to come, or is changed on the
-  /// way by more than packets: then only the judge compares.
-  bool comesBackWhole = true;
+  const char* warning = "";  ///< what the multiplexer has to say of it, of its message
 };
 
 /// Every kind that these encoders write.
