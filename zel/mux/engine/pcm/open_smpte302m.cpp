@@ -288,6 +288,7 @@ std::unique_ptr<tsm_stream> open_smpte302m(const tsm_smpte302m& record,
   state.record = &record;
   state.program = &program;
   state.stream = stream.get();
+  stream->buffer = &state.model;
   state.report = &mux.reports;
   stream->kind = stream_kind::smpte302m;
   stream->makePacket = make_pcm_packet;

@@ -148,6 +148,7 @@ std::unique_ptr<tsm_stream> open_video(const tsm_video& record, const tsm_progra
   auto owned = std::make_unique<video_state>();
   video_state& state = *owned;
   state.stream = stream.get();
+  stream->buffer = &state.model;
   state.config = &record;
   state.report = &mux.reports;
   state.noEmptyAf = mux.config->noEmptyAf;
