@@ -31,7 +31,7 @@ if command -v ffmpeg >/dev/null; then
     -lavfi '[0:v]settb=1/25,setpts=N[coded];[1:v]settb=1/25,setpts=N[clip];[coded][clip]psnr' \
     -f null - 2>&1 | sed -n 's/.*PSNR \(.*\)/  PSNR in dB: \1/p'
   printf '\nWhat an independent demultiplexer finds in the transport stream:\n'
-  ffprobe -v error -show_entries stream=id,codec_name,duration -of csv=p=0 "$out/clip.ts" | sort -u |
+  ffprobe -v error -show_entries stream=id,codec_name,duration -of csv=p=0 "$out/clip.ts" | grep 0x | sort -u |
     awk -F, '{ printf "  PID %s: %s, %s s\n", $2, $1, $3 }'
 fi
 

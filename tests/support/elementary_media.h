@@ -15,7 +15,7 @@ struct ElementaryMedia {
   /// With {out} for the file to be made, {in} for pictures as Y4M where the program takes those,
   /// {seconds} and {frames}.
   const char* arguments;
-  const char* section;  ///< of a configuration: "Video"
+  const char* section;       ///< of a configuration: "Video"
   const char* warning = "";  ///< what the multiplexer has to say of it, of its message
 };
 

@@ -257,7 +257,7 @@ Subcommand muxSubcommand() {
        "constant or variable rate. The decoders' buffers are simulated packet by packet: what "
        "comes "
        "out holds their limits, and a rate that is too low is told.",
-       {"zel mux clip.mp2 -o sound.ts",
+       {"zel mux clip.hevc clip.mp2 -o clip.ts",
         "zel mux --audio clip.mp2,PID=0x101 --rate 2M --trace sound.csv -o sound.ts",
         "zel mux --program 1 clip.mp2 --program 2,PMTPID=0x200 clip.mp2 -o two.ts --json",
         "zel mux clip.mp2 --set PATtsid=7 --save-config sound.cfg",
