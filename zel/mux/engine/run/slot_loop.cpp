@@ -19,6 +19,7 @@ constexpr int kWriteFailed = 82;
 constexpr int kTerminatedEarly = 15;
 constexpr int kEndedEarly = 145;
 constexpr int kSlotsPerSync = 100000;
+constexpr double kMostStepsPerSlot = 16;
 constexpr int64_t kPacketsOfSync = 53191489;
 
 void set_clock(tsm_mux& mux) {
@@ -150,8 +151,11 @@ bool make_packet(tsm_mux& mux, tsm_stream& stream) {
   if (stream.has(kPacketHasPcr)) write_clock(mux, stream);
   if (mux.packet.pid() != kNullPid || stream.kind == stream_kind::data) return true;
 
-  // A stream that passes the slot without stepping its times would be asked for ever.
-  if (!stream.has(kNoMorePackets) && stream.nextTime == before) {
+  // A stream that passes the slot without stepping its times would be asked for ever; one that
+  // claims many times the multiplex's rate, for as good as ever: its answer stays the same.
+  const bool crawls = ticks_of(stream.interval) * kMostStepsPerSlot < ticks_of(mux.packetTime) &&
+                      !is_before(mux.now, stream.nextTime);
+  if (!stream.has(kNoMorePackets) && (stream.nextTime == before || crawls)) {
     stream.nextTime = add(mux.now, mux.packetTime);
     stream.dueTime = add(stream.nextTime, stream.interval);
   }

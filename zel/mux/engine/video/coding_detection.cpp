@@ -14,7 +14,6 @@ namespace zel::mux {
 namespace {
 
 constexpr uint8_t kMpeg4ObjectSequence = 0xB0;
-constexpr uint8_t kMpeg4FirstObject = 0x00;
 constexpr uint8_t kMpeg4LastLayer = 0x2F;
 constexpr uint8_t kMpeg4VisualObject = 0xB5;
 

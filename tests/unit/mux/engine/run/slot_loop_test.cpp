@@ -126,6 +126,14 @@ TEST_F(SlotLoop, NullsFillTheSlotsThatNoStreamWants) {
   EXPECT_EQ(ticks_of(mux.now), 9 * 27000.0);
 }
 
+// Its own times are far shorter than a slot: it would be asked thousands of times in each.
+TEST_F(SlotLoop, AWithheldStreamOfAnAbsurdRateIsAskedOnceASlot) {
+  tsm_stream& stream = add_stream('a', 1e10, 1);
+  source(stream).withholdUntil = 20;
+  run_slots(mux);
+  EXPECT_EQ(order(), std::string(20, '.') + "a");
+}
+
 TEST_F(SlotLoop, OfEqualDeadlinesTheEarlierInTheListGoesFirst) {
   add_stream('a', 1.504e6 / 2, 3);
   add_stream('b', 1.504e6 / 2, 3);
