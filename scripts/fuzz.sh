@@ -16,6 +16,7 @@ for program in "$build"/bin/fuzz/*; do
   mkdir -p "$corpus"
   seeds=()
   [[ ! -d tests/fuzz/corpus/$name ]] || seeds=("tests/fuzz/corpus/$name")
+  [[ ! -f tests/fuzz/dictionaries/$name.dict ]] || seeds=("-dict=tests/fuzz/dictionaries/$name.dict" "${seeds[@]}")
   echo "fuzz: $name for $seconds s"
   log=$build/crashes/$name.log
   if ! "$program" -max_total_time="$seconds" -timeout=20 -print_final_stats=1 \

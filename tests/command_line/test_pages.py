@@ -1,4 +1,4 @@
-"""What is made from the help texts: docs/cli.md, the manual pages, the completion."""
+"""What is made from the help texts and the key table: pages of docs, the manual pages, the completion."""
 
 import subprocess
 import unittest
@@ -6,6 +6,7 @@ import unittest
 import help_text
 import make_cli_page
 import make_completion
+import make_configuration_page
 import make_man
 from zel_command import ZEL, ZelTest
 
@@ -14,6 +15,11 @@ class Pages(ZelTest):
     def test_cli_page_is_up_to_date(self):
         self.assertEqual(make_cli_page.PAGE.read_text(), make_cli_page.cli_page(ZEL),
                          f"run scripts/make_cli_page.py {ZEL}")
+
+    def test_configuration_page_and_dictionary_are_up_to_date(self):
+        for path, text in ((make_configuration_page.PAGE, make_configuration_page.configuration_page(ZEL)),
+                           (make_configuration_page.DICTIONARY, make_configuration_page.dictionary(ZEL))):
+            self.assertEqual(path.read_text(), text, f"run scripts/make_configuration_page.py {ZEL}")
 
     def test_help_is_taken_apart_wholly(self):
         for page in help_text.pages(ZEL):

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/failing_allocation.h"
 #include "tests/unit/mux/engine/configuration/configuration_text.h"
 #include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/configuration/values.h"
@@ -220,6 +221,68 @@ TEST(ConfigReader, DescriptorsEndAtAGapAtAnEmptyOneAndAtThirtyTwo) {
   for (int i = 0; i < 260; ++i) bytes += " ff";
   EXPECT_THAT(codesOf(kVideo + "Descriptor1 =" + bytes + "\n"), IsEmpty());
   EXPECT_THAT(codesOf(kVideo + "Descriptor1 =" + bytes + " ff\n"), ElementsAre(Code(1, 13)));
+}
+
+TEST(ConfigReader, BytesBeyondAKeysLimitHaveTheSectionsMessage) {
+  struct Row {
+    std::string section;
+    std::string key;
+    int limit;
+    int code;
+  };
+  const std::string program = "Transport*\nProgram1*\n";
+  const Row rows[] = {
+      {"Transport*\n", "SITtransDescr1", 260, 27},
+      {"Transport*\n", "SITsvcDescr1", 260, 28},
+      {program, "Descriptor1", 260, 10},
+      {program + "Audio1$\nFile = a\n", "Descriptor1", 260, 18},
+      {program + "SMPTE302M1$\nStream1 = a\n", "Descriptor1", 260, 24},
+      {program + "TableData1$\nFile = a\n", "Descriptor1", 260, 33},
+      {program + "Data1$\nFile = a\n", "Descriptor1", 260, 35},
+      {program + "PrivateStream1Data1$\nFile = a\n", "Descriptor1", 260, 43},
+      {program + "PrivateStream1Data1$\nFile = a\n", "PESpayldHdr", 256, 47},
+      {program + "Scte35Data1$\nFile = a\n", "Descriptor1", 260, 45},
+  };
+  for (const Row& row : rows) {
+    std::string line = row.section + row.key + " =";
+    for (int i = 0; i < row.limit; ++i) line += " a5";
+    EXPECT_THAT(codesOf(line + "\n"), IsEmpty()) << row.section << row.key;
+    EXPECT_THAT(codesOf(line + " a5\n"), ElementsAre(Code(1, row.code))) << row.section << row.key;
+  }
+}
+
+TEST(ConfigReader, WithoutMemoryThereIsNoConfiguration) {
+  const zel::test::Files file(std::tmpfile(), &std::fclose);
+  ASSERT_NE(file, nullptr);
+  std::fputs(kVideo.c_str(), file.get());
+  std::vector<int> codes;
+  const auto keep = [](void* user, int severity, int code, const char* text, int) {
+    EXPECT_EQ(severity, 1);
+    EXPECT_STREQ(text, "Error parsing configuration file:\nMalloc failure");
+    static_cast<std::vector<int>*>(user)->push_back(code);
+  };
+  codes.reserve(1);
+  // Wherever memory ends: the configuration itself, a program, a record, a text.
+  int failed = 0;
+  for (int skip = 0; skip < 200; ++skip) {
+    codes.clear();
+    tsm_config* config = nullptr;
+    int failures = 0;
+    {
+      const zel::test::FailingAllocation failing(skip);
+      config = tsm_config_read(file.get(), nullptr, nullptr, nullptr, &codes, keep);
+      failures = zel::test::FailingAllocation::failures();
+    }
+    if (failures == 0) {
+      EXPECT_NE(config, nullptr);
+      tsm_config_free(config);
+      break;
+    }
+    ++failed;
+    EXPECT_EQ(config, nullptr) << skip;
+    EXPECT_THAT(codes, ElementsAre(1)) << skip;
+  }
+  EXPECT_GE(failed, 3);
 }
 
 TEST(ConfigReader, ContradictionsHaveMessages) {
