@@ -107,7 +107,8 @@ Coding codingOf(unsigned streamType, Bytes descriptors) {
   if (hasTag(descriptors, 0x6A) || hasRegistration(descriptors, "AC-3")) return Coding::kAc3;
   if (hasTag(descriptors, 0x7A) || hasRegistration(descriptors, "EAC3")) return Coding::kEac3;
   if (hasTag(descriptors, 0x7B) || hasRegistration(descriptors, "DTS1") ||
-      hasRegistration(descriptors, "DTS2") || hasRegistration(descriptors, "DTS3"))
+      hasRegistration(descriptors, "DTS2") || hasRegistration(descriptors, "DTS3") ||
+      hasRegistration(descriptors, "DTSH"))
     return Coding::kDts;
   return Coding::kUnknown;
 }

@@ -312,6 +312,13 @@ bool tell_mpeg_size(audio_state& state, bool changed, int64_t value) {
   return true;
 }
 
+// At 44.1 kHz the lowest bit of frmsizecod is padding, which comes and goes in every stream.
+bool is_ac3_padding(const audio_frame_header& now, const audio_frame_header& then) {
+  constexpr int32_t k44100 = 1;
+  return now.sampleRateCode == k44100 && then.sampleRateCode == k44100 &&
+         now.frameSizeCode / 2 == then.frameSizeCode / 2;
+}
+
 // Warns of what differs from the unit before. Gives whether anything did.
 bool tell_changes(audio_state& state, const access_unit& unit) {
   const access_unit& last = analyser_of(state).last;
@@ -327,7 +334,8 @@ bool tell_changes(audio_state& state, const access_unit& unit) {
         return true;
       }
       told |= tell_if(state, rate, kAc3RateChanged, now.sampleRateCode);
-      told |= tell_if(state, size, kAc3SizeChanged, now.frameSizeCode);
+      told |=
+          tell_if(state, size && !is_ac3_padding(now, then), kAc3SizeChanged, now.frameSizeCode);
       return told;
     case audio_kind::mpeg:
       if (tell_if(state, now.layer != then.layer, kLayerChanged, now.layer)) return true;

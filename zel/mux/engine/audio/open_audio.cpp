@@ -1,5 +1,8 @@
 #include "zel/mux/engine/audio/open_audio.h"
 
+#include <memory>
+#include <utility>
+
 #include "zel/mux/engine/audio/describe.h"
 #include "zel/mux/engine/input/file_source.h"
 #include "zel/mux/engine/input/open_input.h"
@@ -122,12 +125,11 @@ std::unique_ptr<tsm_stream> open_audio(const tsm_audio& record,
   stream->makePacket = make_audio_packet;
   stream->nextRemoval = next_audio_removal;
 
-  const int32_t size =
-      audio_input_size(record.avSync, is_remultiplexed(record), Morvalen::Zel::tsm_read_size());
   input_request request;
   request.record = &record;
   request.load = load;
-  request.bufferSize = size;
+  request.bufferSize =
+      audio_input_size(record.avSync, is_remultiplexed(record), Morvalen::Zel::tsm_read_size());
   request.openError = kOpenError;
   request.noFiles = kNoInputFile;
   request.noFilesArgument = int64_t{program.programNumber};

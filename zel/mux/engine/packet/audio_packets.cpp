@@ -26,6 +26,8 @@ constexpr int kPesTooLarge = 3;
 constexpr int kTooShort = 14;
 
 constexpr double kEarly = 26'000'000;  // 0.963 s
+// The buffer limits are sizes of main buffers less this much for PES headers.
+constexpr int32_t kHeaderRoom = 184;
 constexpr int32_t kMostInput = 1 << 29;
 constexpr int32_t kPayload = static_cast<int32_t>(kPacketBytes) - kTsHeaderBytes;
 constexpr int32_t kMostPesLength = 0xFFFF;
@@ -182,6 +184,12 @@ const audio_frame& last_frame(const audio_state& state, int32_t payload) {
 
 bool is_withheld(const audio_state& state, const plan& packet, double now) {
   if (would_overflow(state.model, packet.header)) return true;
+  // Many short frames have more headers between them than the limit allows for.
+  const int32_t header = packet.startsPes ? pes_header_size(packet.pes) : 0;
+  if (state.model.level + packet.payload + state.headers.level() + header >
+      state.model.limit + kHeaderRoom) {
+    return true;
+  }
   if (state.model.removals.size() >= kFullRemovals) return true;
   return signed_difference(last_frame(state, packet.payload).pts, now) > kEarly;
 }
@@ -229,6 +237,7 @@ void fill_packet(audio_state& state, tsm_stream& stream, plan& plan, tsm_packet&
   }
   copy_payload(state, at, plan.payload);
   state.model.level += plan.payload;
+  state.headers.add(plan.startsPes ? pes_header_size(plan.pes) : 0, plan.payload);
 }
 
 // Fields of the adaptation field that belong to the start of a PES packet.
@@ -253,6 +262,7 @@ void make_audio_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& pack
     state.report->warn(kUnderflow, stream.pid(), missing);
     state.runningPts = normalise(state.runningPts + state.characteristics.period);
   });
+  state.headers.leave(state.model.level);
   const unsigned events = packet.events[0];
   stream.clear(kPacketHasPcr);
   const readiness front = frame_ready(state, 0);

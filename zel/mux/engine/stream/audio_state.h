@@ -72,6 +72,7 @@ struct audio_state : stream_state {
   elementary_input input;
   fixed_ring<audio_frame, kAudioFrames> frames;
   buffer_model model;
+  pes_header_bytes headers;
   audio_characteristics characteristics;
   audio_cursor cursor;
 

@@ -28,4 +28,37 @@ struct buffer_model {
   fixed_ring<removal_event, kRemovalEvents> removals;
 };
 
+/// PES headers that stand in a main buffer between its data, which no model of data alone sees.
+/// They leave with the access unit that follows them (ISO/IEC 13818-1, 2.4.2.3).
+class pes_header_bytes {
+ public:
+  int32_t level() const { return level_; }
+  /// `data` bytes came in, behind a header of `header` bytes if that isn't 0.
+  void add(int32_t header, int32_t data) {
+    if (header > 0 && headers_.full()) {
+      headers_.back().bytes += header;
+    } else if (header > 0) {
+      headers_.push({dataIn_, header});
+    }
+    level_ += header;
+    dataIn_ += data;
+  }
+  /// `dataLevel` bytes of data are left in the buffer.
+  void leave(int64_t dataLevel) {
+    while (!headers_.empty() && headers_.front().place < dataIn_ - dataLevel) {
+      level_ -= headers_.front().bytes;
+      headers_.pop();
+    }
+  }
+
+ private:
+  struct counted_header {
+    int64_t place = 0;  // in the data
+    int32_t bytes = 0;
+  };
+  fixed_ring<counted_header, 256> headers_;
+  int64_t dataIn_ = 0;
+  int32_t level_ = 0;
+};
+
 }  // namespace zel::mux
