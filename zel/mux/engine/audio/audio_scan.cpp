@@ -36,9 +36,11 @@ constexpr int kLatmChannelsChanged = 65, kLatmRateChanged = 66, kLatmSamplesChan
 constexpr int kVariableRate = 71;
 constexpr int kNowAc3 = 82, kNowEac3 = 97;
 
-// What the discovery averages over: half of the frames that can be queued is above a second of
-// nearly everything.
+// What the discovery averages over. A caller's loader isn't asked for more than half of the frames
+// that can be queued: it may wait for other streams to be read. What is there anyway is looked at,
+// and of a file half of the input buffer, so that loud passages count.
 constexpr int kDiscoveryFrames = 32;
+constexpr int kMostDiscoveryFrames = 1000;
 
 struct access_unit {
   audio_frame_header first;
@@ -54,10 +56,11 @@ struct access_unit {
 
 struct analyser final : audio_state::analyser_state {
   bool begun = false;
-  bool keep = false;    // looking ahead: nothing leaves the input
-  bool lost = false;    // a lost sync was told, and the next frame isn't found yet
-  bool queued = false;  // a frame was queued
-  bool loud = false;    // messages of what the stream does go out: not in the discovery
+  bool patient = false;  // what isn't loaded stays so
+  bool keep = false;     // looking ahead: nothing leaves the input
+  bool lost = false;     // a lost sync was told, and the next frame isn't found yet
+  bool queued = false;   // a frame was queued
+  bool loud = false;     // messages of what the stream does go out: not in the discovery
   int skipLeft = 0;
   int64_t dataEnd = std::numeric_limits<int64_t>::max();  // of a DTS-HD file's stream chunk
   bool known = false;                                     // `last` holds an access unit
@@ -90,7 +93,8 @@ enum class unit_result { found, later, ended };
 int64_t available(audio_state& state, int64_t position, int64_t count) {
   elementary_input& input = state.input;
   const int64_t end = analyser_of(state).dataEnd;
-  while (input.end_position() < std::min(position + count, end) && input.load()) {
+  const bool loads = !analyser_of(state).patient;
+  while (loads && input.end_position() < std::min(position + count, end) && input.load()) {
   }
   return std::clamp<int64_t>(std::min(input.end_position(), end) - position, 0, count);
 }
@@ -432,18 +436,21 @@ void discover_audio(audio_state& state) {
   int32_t count = 0;
   access_unit unit;
   access_unit first;
-  while (count < kDiscoveryFrames && read_unit(state, unit) == unit_result::found) {
+  state.firstSizes.clear();
+  while (count < kMostDiscoveryFrames && read_unit(state, unit) == unit_result::found) {
     if (count == 0) first = unit;
     own.keep = true;
     ++count;
+    state.firstSizes.push_back(unit.size);
     bytes += unit.size;
     ticks += unit.period;
+    own.patient = count >= kDiscoveryFrames && state.input.source() == nullptr;
     accept(state, unit);
     // Only looked at: the bytes stay for the run.
     state.scanPosition = unit.start + unit.size;
     if (unit.start + unit.size - state.input.read_position() > state.input.capacity() / 2) break;
   }
-  own.keep = false;
+  own.keep = own.patient = false;
   if (count == 0) {
     fatal(state, kNeverAcquired);
     state.sourceEnded = true;

@@ -1,9 +1,11 @@
 #include "zel/mux/engine/audio/open_audio.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
 #include "zel/mux/engine/audio/describe.h"
+#include "zel/mux/engine/audio/sustaining_rate.h"
 #include "zel/mux/engine/input/file_source.h"
 #include "zel/mux/engine/input/open_input.h"
 #include "zel/mux/engine/input/remultiplexing.h"
@@ -33,6 +35,9 @@ constexpr int kPesLengthUnset = 13;
 constexpr int kAdjustmentFailed = 54;
 constexpr int kAdjustedBySeconds = 55;
 
+// What may be missing from a full buffer: a packet that doesn't fit, and one that is under way.
+constexpr int64_t kPacketGrain = 2 * 188;
+
 void set_limit(audio_state& state) {
   const tsm_audio& record = *state.config;
   const audio_buffer_choice choice{.dbSize = record.dbSize,
@@ -53,6 +58,14 @@ void set_rate(audio_state& state) {
   const audio_characteristics& audio = state.characteristics;
   audio_rate_inputs inputs;
   inputs.bitRate = audio.bitRate;
+  if (record.rate <= 0) {
+    // The average alone starves the decoder in loud passages of a variable rate. Packets come
+    // whole, so that the buffer is never quite full.
+    const double needed =
+        sustaining_rate(state.firstSizes, audio.period,
+                        std::max<int64_t>(state.model.limit - kPacketGrain, kPacketGrain));
+    inputs.bitRate = std::max(inputs.bitRate, rounded_audio_rate(needed));
+  }
   inputs.frameBytes = record.rate > 0 ? audio.frameSize : audio.averageFrameSize;
   inputs.ptsNpes = static_cast<int>(stream.PTSnPES);
   inputs.pesNau = static_cast<int>(stream.PESnau);
@@ -158,6 +171,7 @@ void start_audio(tsm_stream& stream, tsm_mux& mux) {
   stream.pmt.listed = true;
   set_limit(state);
   set_rate(state);
+  state.firstSizes = {};
   set_first_pts(state, mux);
   if (int64_t{stream.PESnau} * audio.frameSize > state.input.capacity()) {
     state.report->warn(kPesLengthUnset, stream.pid(), int64_t{stream.pid()});

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "zel/mux/engine/input/elementary_input.h"
 #include "zel/mux/engine/stream/buffer_model.h"
@@ -74,6 +75,7 @@ struct audio_state : stream_state {
   buffer_model model;
   pes_header_bytes headers;
   audio_characteristics characteristics;
+  std::vector<int32_t> firstSizes;  // of the frames of the first reading
   audio_cursor cursor;
 
   double runningPts = 0;     // of the next frame; 27 MHz ticks within the wrap
