@@ -5,8 +5,8 @@
 #include <span>
 
 /// DTS coherent acoustics: the core frame header (ETSI TS 102 114, 5.3.1), the header of extension
-/// substreams (7.4) as far as its static fields go, and the chunks of DTS-HD files. Names are the
-/// standard's.
+/// substreams (7.4) as far as the coding of their first asset, and the chunks of DTS-HD files.
+/// Names are the standard's.
 
 namespace zel::syntax {
 
@@ -39,10 +39,27 @@ struct DtsExtensionHeader {
   bool hasStaticFields = false;
   uint8_t refClockCode = 0;
   uint8_t durationCode = 0;  // nuExSSFrameDurationCode as sent: value - 1
+  // Of the first asset; not known where fields stand before it that this doesn't read (mixing
+  // metadata, speaker remapping), or the header ends in it.
+  bool assetKnown = false;
+  uint32_t channels = 0;    // nuTotalNumChs, 0 without static fields
+  uint8_t codingMode = 0;   // nuCodingMode
+  uint16_t components = 0;  // nuCoreExtensionMask, of coding mode 0
   // Derived, 0 without static fields.
   uint32_t referenceClock = 0;   // Hz; code 3 counts as 48,000
   uint32_t durationSamples = 0;  // of the reference clock: (durationCode + 1) * 512
 };
+
+// Bits of DtsExtensionHeader::components, and values of its codingMode.
+inline constexpr uint16_t kDtsComponentXll = 0x200;
+inline constexpr uint8_t kDtsCodingXll = 1;
+
+/// Whether the first asset is coded without loss.
+inline bool isDtsLossless(const DtsExtensionHeader& header) {
+  return header.assetKnown &&
+         (header.codingMode == kDtsCodingXll ||
+          (header.codingMode == 0 && (header.components & kDtsComponentXll) != 0));
+}
 
 /// One chunk of a DTS-HD file: eight characters of identification and a 64-bit size stand before
 /// its bytes.

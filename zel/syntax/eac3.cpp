@@ -1,5 +1,7 @@
 #include "zel/syntax/eac3.h"
 
+#include <bit>
+
 #include "zel/base/bit_reader.h"
 #include "zel/syntax/ac3.h"
 
@@ -104,7 +106,43 @@ bool readRate(BitReader& reader, Eac3Header& header) {
   return header.sampleRate != 0;
 }
 
+// Places of chanmap: ATSC A/52 table E.2.5.
+enum ChannelPlace : uint16_t {
+  kLeft = 0x8000,
+  kCentre = 0x4000,
+  kRight = 0x2000,
+  kLeftSurround = 0x1000,
+  kRightSurround = 0x0800,
+  kSurround = 0x0100,
+  kLfe = 0x0001,
+};
+// Lc/Rc, Lrs/Rrs, Lsd/Rsd, Lw/Rw, Lvh/Rvh, Lts/Rts.
+constexpr uint16_t kPairs = 0x0400 | 0x0200 | 0x0040 | 0x0020 | 0x0010 | 0x0004;
+
+constexpr uint16_t kFront = kLeft | kRight;
+constexpr uint16_t kBack = kLeftSurround | kRightSurround;
+// By acmod. Dual mono stands in two places, whichever they are.
+constexpr uint16_t kModePlaces[8] = {
+    kFront,                        // 1+1
+    kCentre,                       // 1/0
+    kFront,                        // 2/0
+    kFront | kCentre,              // 3/0
+    kFront | kSurround,            // 2/1
+    kFront | kCentre | kSurround,  // 3/1
+    kFront | kBack,                // 2/2
+    kFront | kCentre | kBack,      // 3/2
+};
+
 }  // namespace
+
+uint16_t eac3ChannelMap(const Eac3Header& header) {
+  if (header.chanmape) return header.chanmap;
+  return static_cast<uint16_t>(kModePlaces[header.acmod & 7] | (header.lfeon ? kLfe : 0));
+}
+
+int eac3Channels(uint16_t channelMap) {
+  return std::popcount(channelMap) + std::popcount(static_cast<uint16_t>(channelMap & kPairs));
+}
 
 bool parseEac3Header(std::span<const uint8_t> bytes, Eac3Header& header) {
   header = {};

@@ -45,6 +45,12 @@ struct Eac3Header {
   uint32_t frameSize = 0;  // bytes of this substream's frame
 };
 
+/// Where the substream's channels stand, by the bits of chanmap (table E.2.5, the first bit
+/// highest): what it says itself, or the places of its acmod and lfeon.
+uint16_t eac3ChannelMap(const Eac3Header& header);
+/// How many channels a map of one or several substreams has: some places are pairs.
+int eac3Channels(uint16_t channelMap);
+
 /// False where the bytes end before the end of the informational metadata, there is no sync word,
 /// a code is reserved, or bsid isn't 11 to 16.
 bool parseEac3Header(std::span<const uint8_t> bytes, Eac3Header& header);

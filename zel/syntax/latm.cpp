@@ -25,7 +25,30 @@ uint32_t readLatmValue(BitReader& reader) {
   return reader.read(bytes * 8);
 }
 
-// 1.6.2.1, up to frameLengthFlag, which is the first bit of GASpecificConfig.
+// 1.6.2.1: what has a GASpecificConfig.
+bool isGeneralAudio(uint8_t type) {
+  return (type >= 1 && type <= 7 && type != kSbr) || type == 17 || (type >= 19 && type <= kErAacLd);
+}
+
+// 4.4.1.1, as far as the channels go. Counts them.
+uint8_t readProgramConfigChannels(BitReader& reader) {
+  reader.skip(4 + 2 + 4);  // element_instance_tag, object_type, sampling_frequency_index
+  unsigned elements = 0;
+  for (int place = 0; place < 3; ++place) elements += reader.read(4);  // front, side, back
+  unsigned channels = reader.read(2);                                  // LFE
+  reader.skip(3 + 4);                     // associated data, valid coupling channels
+  if (reader.readFlag()) reader.skip(4);  // mono mixdown
+  if (reader.readFlag()) reader.skip(4);  // stereo mixdown
+  if (reader.readFlag()) reader.skip(3);  // matrix mixdown
+  for (; elements > 0; --elements) {
+    channels += reader.readFlag() ? 2 : 1;
+    reader.skip(4);
+  }
+  return static_cast<uint8_t>(channels);
+}
+
+// 1.6.2.1, up to the program config element of GASpecificConfig, whose first bit is
+// frameLengthFlag.
 bool readAudioSpecificConfig(BitReader& reader, LatmConfig& config) {
   config.audioObjectType = readObjectType(reader);
   config.sampleRate = readSampleRate(reader);
@@ -41,6 +64,11 @@ bool readAudioSpecificConfig(BitReader& reader, LatmConfig& config) {
   const bool shortFrame = reader.readFlag();
   const bool lowDelay = config.audioObjectType == kErAacLd || config.audioObjectType == kErAacEld;
   config.samplesPerFrame = (shortFrame ? 960u : 1024u) / (lowDelay ? 2 : 1);
+  if (config.channelConfiguration == 0 && isGeneralAudio(config.audioObjectType)) {
+    if (reader.readFlag()) reader.skip(14);  // coreCoderDelay
+    reader.skip(1);                          // extensionFlag
+    config.channels = readProgramConfigChannels(reader);
+  }
   return !reader.failed() && config.audioObjectType != 0 && config.sampleRate != 0;
 }
 

@@ -23,7 +23,7 @@ struct LatmConfig {
   uint32_t sampleRate = 0;           // of the core
   uint32_t extensionSampleRate = 0;  // of SBR, 0 without
   uint8_t channelConfiguration = 0;
-  uint8_t channels = 0;
+  uint8_t channels = 0;  // of the configuration, or of the program config element of one that is 0
   uint32_t samplesPerFrame = 0;  // of the core
   uint8_t subFrames = 1;
 };

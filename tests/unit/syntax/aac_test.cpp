@@ -102,6 +102,21 @@ TEST(Latm, PlainConfiguration) {
   EXPECT_EQ(config.samplesPerFrame, 960u);
 }
 
+TEST(Latm, AProgramConfigElementCountsTheChannels) {
+  LatmConfig config;
+  // Front: a single one and a pair; back: a pair; one LFE: 5.1.
+  const auto frame = loas({{0, 1}, {0, 1}, {1, 1}, {0, 6}, {0, 4}, {0, 3}, {2, 5}, {3, 4},
+                           {0, 4}, {0, 1}, {0, 1}, {0, 1},                  // GASpecificConfig
+                           {0, 4}, {1, 2}, {3, 4},                          // tag, type, rate
+                           {2, 4}, {0, 4}, {1, 4}, {1, 2}, {0, 3}, {0, 4},  // elements
+                           {1, 1}, {0, 4}, {0, 1}, {1, 1}, {0, 3},          // mixdowns
+                           {0, 1}, {0, 4}, {1, 1}, {1, 4}, {1, 1}, {2, 4}, {0, 4}, {0, 32}});
+  ASSERT_EQ(parseLatmFrame(frame, config), LatmResult::kConfig);
+  EXPECT_EQ(config.channelConfiguration, 0);
+  EXPECT_EQ(config.channels, 6);
+  EXPECT_EQ(config.samplesPerFrame, 1024u);
+}
+
 TEST(Latm, SbrSignalsBothRates) {
   LatmConfig config;
   const auto frame = loas({{0, 1},

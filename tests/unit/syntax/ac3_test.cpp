@@ -185,6 +185,25 @@ TEST(Eac3Header, DependentSubstreamHasAChannelMap) {
   EXPECT_EQ(header.sampleRate, 44100u);
 }
 
+TEST(Eac3ChannelMap, ModesAndMapsCountTheirChannels) {
+  constexpr int kChannels[8] = {2, 1, 2, 3, 3, 4, 4, 5};
+  Eac3Header header;
+  for (uint8_t mode = 0; mode < 8; ++mode) {
+    header.acmod = mode;
+    header.lfeon = false;
+    EXPECT_EQ(eac3Channels(eac3ChannelMap(header)), kChannels[mode]) << int{mode};
+    header.lfeon = true;
+    EXPECT_EQ(eac3Channels(eac3ChannelMap(header)), kChannels[mode] + 1) << int{mode};
+  }
+  // 5.1, and a substream that has the surrounds anew and a pair behind them: 7.1.
+  header.acmod = 7;
+  Eac3Header dependent;
+  dependent.chanmape = true;
+  dependent.chanmap = 0x1000 | 0x0800 | 0x0200;
+  EXPECT_EQ(eac3Channels(eac3ChannelMap(dependent)), 4);
+  EXPECT_EQ(eac3Channels(eac3ChannelMap(header) | eac3ChannelMap(dependent)), 8);
+}
+
 TEST(Eac3Header, HalfRatesHaveSixBlocks) {
   constexpr uint32_t kRates[3] = {24000, 22050, 16000};
   for (uint32_t code = 0; code < 4; ++code) {

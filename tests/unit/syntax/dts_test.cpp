@@ -115,6 +115,97 @@ TEST(DtsExtensionHeader, AHeaderLiesWithinItsSubstream) {
   EXPECT_FALSE(parseDtsExtensionHeader(std::span(good).first(8), header));
 }
 
+// A substream with one presentation of one asset, up to its coding.
+std::vector<uint8_t> asset(uint32_t channels, uint32_t codingMode, uint32_t components,
+                           bool mixes = false, uint32_t remapSets = 0) {
+  std::vector<uint8_t> bytes(64);
+  base::BitWriter writer(bytes);
+  const auto write = [&](uint32_t value, int width) { writer.write(value, width); };
+  write(0x64582025, 32);
+  write(0, 8 + 2 + 1);
+  write(40 - 1, 8);
+  write(2012 - 1, 16);
+  write(1, 1);  // static fields
+  write(2, 2);  // 48 kHz
+  write(0, 3);  // 512 samples
+  write(1, 1);  // a time stamp
+  write(0, 32);
+  write(0, 4);
+  write(0, 3);  // one presentation
+  write(0, 3);  // one asset
+  write(1, 1);  // of the first substream
+  write(1, 8);
+  write(mixes, 1);
+  if (mixes) {
+    write(0, 2);
+    write(1, 2);  // masks of eight bits
+    write(1, 2);  // two of them
+    write(0, 16);
+  }
+  write(1900, 16);  // nuAssetFsize
+  write(30, 9);
+  write(0, 3);
+  write(1, 1);  // a type
+  write(3, 4);
+  write(1, 1);  // a language
+  write(0x656E67, 24);
+  write(1, 1);  // two bytes of text
+  write(1, 10);
+  write(0x6869, 16);
+  write(23, 5);
+  write(12, 4);
+  write(channels - 1, 8);
+  write(1, 1);  // one to one
+  if (channels > 2) write(1, 1);
+  if (channels > 6) write(0, 1);
+  write(1, 1);  // a mask of eight bits
+  write(1, 2);
+  write(0x0F, 8);
+  write(remapSets, 3);
+  write(1, 1);  // dynamic range
+  write(0, 8);
+  write(1, 1);  // dialogue level
+  write(0, 5);
+  if (channels > 2) write(0, 8);
+  if (mixes) write(0, 1);
+  write(codingMode, 2);
+  if (codingMode == 0) write(components, 12);
+  writer.finish();
+  return bytes;
+}
+
+TEST(DtsExtensionHeader, TellsHowItsFirstAssetIsCoded) {
+  DtsExtensionHeader header;
+  for (const uint32_t channels : {2, 6, 8}) {
+    for (const bool mixes : {false, true}) {
+      ASSERT_TRUE(parseDtsExtensionHeader(asset(channels, 0, 0x210, mixes), header));
+      EXPECT_TRUE(header.assetKnown);
+      EXPECT_EQ(header.channels, channels);
+      EXPECT_EQ(header.components, 0x210);
+      EXPECT_TRUE(isDtsLossless(header));
+      ASSERT_TRUE(parseDtsExtensionHeader(asset(channels, 0, 0x020, mixes), header));
+      EXPECT_EQ(header.components, 0x020);
+      EXPECT_FALSE(isDtsLossless(header));
+      ASSERT_TRUE(parseDtsExtensionHeader(asset(channels, 1, 0, mixes), header));
+      EXPECT_TRUE(isDtsLossless(header));
+      ASSERT_TRUE(parseDtsExtensionHeader(asset(channels, 2, 0, mixes), header));
+      EXPECT_EQ(header.codingMode, 2);
+      EXPECT_FALSE(isDtsLossless(header));
+    }
+  }
+}
+
+TEST(DtsExtensionHeader, AnAssetThatCantBeReadIsNotKnown) {
+  DtsExtensionHeader header;
+  ASSERT_TRUE(parseDtsExtensionHeader(asset(6, 1, 0, false, 2), header));
+  EXPECT_FALSE(header.assetKnown);
+  EXPECT_FALSE(isDtsLossless(header));
+  const auto whole = asset(6, 1, 0);
+  ASSERT_TRUE(parseDtsExtensionHeader(std::span(whole).first(20), header));
+  EXPECT_FALSE(header.assetKnown);
+  EXPECT_EQ(header.frameSize, 2012u);
+}
+
 TEST(DtsHdChunk, IdentifierAndSize) {
   const std::array<uint8_t, 16> bytes{'D', 'T', 'S', 'H', 'D', 'H', 'D', 'R',
                                       0,   0,   0,   0,   0,   0,   1,   2};

@@ -13,6 +13,7 @@
 #include "zel/mux/engine/run/reporting.h"
 #include "zel/mux/engine/stream/audio_state.h"
 #include "zel/syntax/dts.h"
+#include "zel/syntax/eac3.h"
 
 namespace zel::mux {
 namespace {
@@ -189,6 +190,8 @@ bool join_substreams(audio_state& state, access_unit& unit) {
   header_bytes bytes;
   double extensionSamples = unit.first.extension ? unit.first.samples : 0;
   double clock = unit.first.extension ? unit.first.sampleRate : 0;
+  uint16_t channelMap = unit.first.channelMap;
+  bool firstProgramme = true;
   for (;;) {
     const int64_t next = unit.start + unit.size;
     audio_frame_header header;
@@ -206,6 +209,8 @@ bool join_substreams(audio_state& state, access_unit& unit) {
     }
     unit.size += header.size;
     unit.bitRate += header.bitRate;
+    firstProgramme = firstProgramme && !header.independent;
+    if (firstProgramme) channelMap |= header.channelMap;
     unit.extension = unit.extension || header.extension;
     unit.extensionKind = std::max(unit.extensionKind, header.extensionKind);
     if (header.extension && extensionSamples == 0) {
@@ -213,6 +218,7 @@ bool join_substreams(audio_state& state, access_unit& unit) {
       clock = header.sampleRate;
     }
   }
+  if (channelMap != 0) unit.channels = syntax::eac3Channels(channelMap);
   if (unit.extension) {
     if (extensionSamples == 0) fatal(state, kNoExtensionDuration);
     if (extensionSamples > 0) unit.period = audio_frame_period(extensionSamples, clock);
@@ -378,6 +384,7 @@ void note_characteristics(audio_state& state, const access_unit& unit) {
   audio.maxFrameSize = std::max(audio.maxFrameSize, unit.size);
   audio.period = unit.period;
   audio.channels = unit.channels;
+  audio.fourChannelObject = unit.first.kind == audio_kind::latm && unit.channels >= 4;
   audio.dtsExtension = std::max(audio.dtsExtension, unit.extensionKind);
 }
 
@@ -461,6 +468,8 @@ void discover_audio(audio_state& state) {
   note_characteristics(state, first);
   audio.maxFrameSize = largest;
   audio.averageFrameSize = bytes / count;
+  // Extensions of DTS vary as the sound does, without a limit to a frame: each may be the largest.
+  if (first.extension) bytes = static_cast<double>(largest) * count;
   audio.bitRate = std::ceil(bytes * 8 * 2.7e7 / ticks / 100 - 1e-9) * 100;
   own.last = first;
   own.sizeMoved = own.variable = false;

@@ -20,7 +20,12 @@ bool read_ac3(bytes_view bytes, audio_frame_header& header) {
   header.sampleRate = static_cast<int32_t>(ac3.sampleRate);
   header.sampleRateCode = ac3.fscod;
   header.frameSizeCode = ac3.frmsizecod;
-  header.channels = syntax::ac3Channels(ac3.acmod) + (ac3.lfeon ? 1 : 0);
+  // Dependent substreams may follow an AC-3 frame too: its places are those of E-AC-3.
+  syntax::Eac3Header places;
+  places.acmod = ac3.acmod;
+  places.lfeon = ac3.lfeon;
+  header.channelMap = syntax::eac3ChannelMap(places);
+  header.channels = syntax::eac3Channels(header.channelMap);
   header.bitRate = ac3.bitRate;
   return true;
 }
@@ -37,7 +42,9 @@ bool read_eac3(bytes_view bytes, audio_frame_header& header) {
   header.samples = eac3.samples;
   header.sampleRate = static_cast<int32_t>(eac3.sampleRate);
   header.sampleRateCode = eac3.fscod == 3 ? 4 + eac3.fscod2 : eac3.fscod;
-  header.channels = syntax::ac3Channels(eac3.acmod) + (eac3.lfeon ? 1 : 0);
+  header.channelMap = syntax::eac3ChannelMap(eac3);
+  header.channels = syntax::eac3Channels(header.channelMap);
+  header.independent = eac3.strmtyp != syntax::kEac3Dependent;
   header.bitRate = static_cast<double>(eac3.frameSize) * eac3.sampleRate * 8 / eac3.samples + 1;
   return true;
 }
@@ -93,7 +100,7 @@ bool read_dts_extension(bytes_view bytes, audio_frame_header& header) {
   header.kind = audio_kind::dts;
   header.extension = true;
   header.joins = extension.index != 0;
-  header.extensionKind = extension.wideSizes ? 2 : 1;
+  header.extensionKind = extension.wideSizes || syntax::isDtsLossless(extension) ? 2 : 1;
   header.size = static_cast<int32_t>(extension.frameSize);
   header.samples = extension.durationSamples;
   header.sampleRate = static_cast<int32_t>(extension.referenceClock);

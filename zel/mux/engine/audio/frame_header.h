@@ -21,8 +21,8 @@ struct audio_frame_header {
   bool eac3 = false;
   bool joins = false;      // a substream of the frame before
   bool extension = false;  // DTS extension substream
-  // Which row of the buffer limits it takes: 2 with the wide sizes, which substreams of lossless
-  // streams need, else 1.
+  // Which row of the buffer limits it takes: 2 for lossless coding, and where sizes are of the wide
+  // form, which nothing else needs; else 1.
   int32_t extensionKind = 0;
   int32_t size = 0;    // bytes
   double samples = 0;  // at sampleRate; 0: none of its own
@@ -30,6 +30,8 @@ struct audio_frame_header {
   int32_t sampleRateCode = 0;
   int32_t frameSizeCode = 0;
   int32_t channels = 0;
+  uint16_t channelMap = 0;   // E-AC-3: of chanmap's bits
+  bool independent = false;  // E-AC-3, of those that join: another programme
   double bitRate = 0;        // as the header tells or the size gives
   bool needsConfig = false;  // LATM: the configuration has to be read from the frame
 };

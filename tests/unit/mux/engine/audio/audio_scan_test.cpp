@@ -124,6 +124,15 @@ TEST(AudioScan, ThreeDependentSubstreamsMakeOneAccessUnit) {
   EXPECT_EQ(run.data, unit * 4);
 }
 
+TEST(AudioScan, DependentSubstreamsAddTheirChannels) {
+  // 5.1 and two more behind; then a second programme, whose channels are its own.
+  const Bytes unit =
+      eac3Frame(0, 0, 768, 7, 1) + eac3Frame(1, 0, 256, 6, 0, 0x1A00) + eac3Frame(0, 1, 256, 2);
+  Reading run(unit * 3);
+  EXPECT_EQ(run.frames.size(), 3u);
+  EXPECT_EQ(run.discovered.channels, 8);
+}
+
 TEST(AudioScan, ADependentSubstreamFirstIsAnUnderflow) {
   Reading run(eac3Frame(1, 0, 256) + eac3Frame(0, 0, 768) * 2);
   EXPECT_EQ(run.fatals, (Codes{{91, 1}}));
@@ -192,6 +201,13 @@ TEST(AudioScan, DtsExtensionsJoinTheirCore) {
   EXPECT_EQ(run.frames[1].pts, 288000);
   EXPECT_EQ(run.discovered.dtsExtension, 1);
   EXPECT_EQ(run.fatals, Codes{});
+}
+
+TEST(AudioScan, TheRateOfDtsExtensionsIsThatOfTheLargest) {
+  const Bytes small = dtsFrame(16, 1006) + dtsExtension(0, 1000);
+  const Bytes large = dtsFrame(16, 1006) + dtsExtension(0, 3000);
+  // 4,006 bytes in 512 samples of 48 kHz are 3,004,500 bit/s.
+  EXPECT_EQ(Reading(small * 3 + large + small * 3).discovered.bitRate, 3'004'500);
 }
 
 TEST(AudioScan, DtsExtensionsWithoutACore) {
