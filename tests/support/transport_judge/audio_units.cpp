@@ -181,6 +181,9 @@ void walkAudio(Coding coding, std::span<const uint8_t> stream, Units& units) {
     if (!joins) units.list.push_back({static_cast<int64_t>(i), frame.duration});
     i += frame.bytes;
   }
+  double seconds = 0;
+  for (const Unit& unit : units.list) seconds += unit.duration;
+  if (seconds > 0) units.facts.averageRate = static_cast<double>(stream.size()) * 8 / seconds;
 }
 
 }  // namespace zel::test

@@ -212,13 +212,21 @@ BufferLimits videoLimits(Coding coding, const StreamFacts& facts) {
   return limits;
 }
 
+// Where the figures come from. Certain: ISO/IEC 13818-1, 2.4.2.3, TB of 512 bytes that leaks 2
+// Mbit/s for audio, and B of 3,584 bytes; for AAC its table by channels (2.4.2.3; rates
+// 2, 5.5296, 8.2944 and 33.1776 Mbit/s, buffers 3,584, 8,976, 12,804 and 51,216 bytes). The sizes
+// for AC-3, E-AC-3, DTS and ST 302 stand in documents of those codings, and were at hand in one
+// source only; they are told of one by one below. None of them has a second opinion on how fast TB
+// leaks. So 2 Mbit/s are taken, which is the strictest, unless the stream by itself is faster
+// than 1.2 times can carry: the standard's own factor for video. Nothing passes here that any of
+// these documents would refuse for its TB.
 BufferLimits audioLimits(Coding coding, const StreamFacts& facts, AudioBufferModel model) {
   BufferLimits limits;
   limits.elementaryBuffer = 3584;
+  limits.transportLeak = std::max(limits.transportLeak, 1.2 * facts.averageRate);
   switch (coding) {
     case Coding::kAdts:
     case Coding::kLatm:
-      // 2.4.2.3, the tables of AAC's rates and buffers by channels.
       if (facts.channels > 12) {
         limits.transportLeak = 33177600;
         limits.elementaryBuffer = 51216;
@@ -231,21 +239,23 @@ BufferLimits audioLimits(Coding coding, const StreamFacts& facts, AudioBufferMod
       }
       break;
     case Coding::kAc3:
-      // ATSC A/53 takes 736 + 64 + 1,792 bytes, A/52:2012 with its larger frame 4,640; DVB 5,696.
+      // ATSC A/53 and cable: 736 + 64 + 1,792 bytes, with the frame of 448 kbit/s at 48 kHz. A/52 of
+      // 2012, annex A: 736 + 64 + 3,840, with that of 640 kbit/s at 32 kHz. DVB, ETSI TS 101 154:
+      // 5,696.
       limits.elementaryBuffer = model == AudioBufferModel::kDvb        ? 5696
                                 : model == AudioBufferModel::kStandard ? 4640
                                                                        : 2592;
       break;
     case Coding::kEac3:
-      limits.transportLeak = std::max(2e6, 1.2 * 6.144e6);
+      // A/52 of 2012, annex G: 736 + 64 + 24,576, six frames of 4,096 bytes. ATSC A/53: 5,184. Cable
+      // as for AC-3.
       limits.elementaryBuffer = model == AudioBufferModel::kAtsc    ? 5184
                                 : model == AudioBufferModel::kCable ? 2592
                                                                     : 25376;
       break;
     case Coding::kDts:
-      // ETSI TS 101 154, Annex G; extensions carry up to 24.5 Mbit/s.
+      // ETSI TS 101 154, annex G: 9,088 bytes for the core, 66,432 with extensions of any kind.
       limits.elementaryBuffer = facts.dtsExtension ? 66432 : 9088;
-      if (facts.dtsExtension) limits.transportLeak = 1.2 * 24.5e6;
       break;
     case Coding::kSmpte302m:
       // ST 302: eight channels of 24 bits, which with their V, U, C and F take 7 bytes a pair, come

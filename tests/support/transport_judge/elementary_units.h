@@ -37,6 +37,7 @@ struct StreamFacts {
   double maximumBuffer = 0;   // of profile and level, bytes
   double decoderBuffer = 0;   // EB, bytes
   double statedRate = 0;      // in the headers, bits a second; 0: none
+  double averageRate = 0;     // of audio, by its frames, bits a second
   bool highLevel = false;     // MPEG-2: High 1440 and High
   int channels = 0;           // AAC
   bool dtsExtension = false;  // DTS: an extension substream

@@ -3,11 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
 #include "tests/support/audio_frames.h"
 #include "tests/support/engine_run.h"
+#include "tests/support/seed.h"
 #include "tests/support/transport_judge/transport_judge.h"
 #include "zel/mux/engine/configuration/configuration.h"
 
@@ -107,6 +109,87 @@ TEST_F(AudioMultiplex, EveryCodingInEveryShapePassesTheJudge) {
 
 TEST_F(AudioMultiplex, FastChannelsOverrunNoTransportBuffer) {
   for (const codec& kind : codecs()) judge(kind, kShapes[0], 20e6);
+}
+
+// Streams that aren't what they should be, where the run goes on after a fatal message. What comes
+// out is whole in itself, and holds no byte that wasn't in a frame.
+class BadAudio : public ::testing::Test {
+ protected:
+  void run(const AudioBytes& bytes, bool stopOnError = false) {
+    MemoryInput input{bytes};
+    tsm_program* const program = run_.addProgram();
+    tsm_audio* const record = tsm_add_audio(program);
+    record->user = &input;
+    record->pid = 0x24;
+    program->pcrPid = 0x1F0;
+    program->pcrPer = 40;
+    run_.config->stopOnError = stopOnError;
+    result_ = run_.multiplex();
+    elementary_ = elementaryStream(run_.bytes, 0x24);
+  }
+  Verdict judge() const { return judgeTransportStream(run_.bytes); }
+
+  EngineRun run_;
+  int32_t result_ = 0;
+  AudioBytes elementary_;
+};
+
+TEST_F(BadAudio, AnEmptyInputIsNeverAcquired) {
+  run({}, true);
+  EXPECT_EQ(result_, -2);
+  EXPECT_EQ(run_.said, "F19 ");
+}
+
+TEST_F(BadAudio, AnEmptyInputBesideOthersLeavesThemAlone) {
+  run({});
+  EXPECT_EQ(run_.said.substr(0, 4), "F19 ");
+  EXPECT_TRUE(elementary_.empty());
+}
+
+TEST_F(BadAudio, AnotherKindOfFileStopsAtItsFirstByte) {
+  // A sequence header of video.
+  run(audioFrame(10'000, {{0x000001B3, 32}, {0x2D0240, 24}}), true);
+  EXPECT_EQ(result_, -2);
+  EXPECT_EQ(run_.said, "F16 ");
+  EXPECT_NE(run_.texts.find("First byte = 0x00."), std::string::npos);
+}
+
+TEST_F(BadAudio, ATruncatedStreamEndsWithItsLastWholeFrame) {
+  const AudioBytes whole = ac3Frame(0, 20, 768) * 40;
+  run({whole.begin(), whole.end() - 100});
+  EXPECT_EQ(run_.said, "");
+  EXPECT_TRUE(elementary_ == (ac3Frame(0, 20, 768) * 39));
+  const Verdict verdict = judge();
+  EXPECT_TRUE(verdict.clean()) << verdict.text();
+}
+
+TEST_F(BadAudio, JunkBetweenFramesIsLeftOut) {
+  const AudioBytes frames = adtsFrame(400) * 30;
+  run(frames + AudioBytes(777, 0x55) + frames + AudioBytes{0xFF, 0xF1} + frames);
+  EXPECT_EQ(run_.said, "F15 F18 ");
+  EXPECT_TRUE(elementary_ == frames * 3);
+  const Verdict verdict = judge();
+  EXPECT_TRUE(verdict.clean()) << verdict.text();
+}
+
+TEST_F(BadAudio, RandomBytesEndTheRunInOrder) {
+  std::mt19937 random(static_cast<unsigned>(testSeed()));
+  for (int round = 0; round < 20; ++round) {
+    AudioBytes bytes(20'000);
+    for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random());
+    // Chance finds headers in it that claim frames of any rate.
+    if (round % 2 == 1) bytes = layer2Frame(10, 1, 576) * 5 + bytes + layer2Frame(10, 1, 576) * 5;
+    EngineRun engine;
+    MemoryInput input{bytes};
+    tsm_program* const program = engine.addProgram();
+    tsm_audio* const record = tsm_add_audio(program);
+    record->user = &input;
+    record->pid = program->pcrPid = 0x24;
+    engine.config->stopOnError = false;
+    engine.multiplex();
+    EXPECT_NE(engine.said.find('F'), std::string::npos);
+    EXPECT_EQ(engine.bytes.size() % 188, 0u);
+  }
 }
 
 }  // namespace

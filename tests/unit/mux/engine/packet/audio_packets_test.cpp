@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tests/support/adaptation_parser.h"
+#include "tests/support/counted_allocations.h"
 #include "tests/support/seed.h"
 #include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/run/mux.h"
@@ -445,6 +446,20 @@ TEST_F(AudioPackets, TheNextRemovalIsOfTheFirstFrameNotDelivered) {
   EXPECT_EQ(inFlight, 1);
   state_->frames.clear();
   EXPECT_FALSE(next_audio_removal(stream_, now_, ticks, inFlight));
+}
+
+TEST_F(AudioPackets, AllocateNothing) {
+  build(300, 1'200, 3'584);
+  tsm_mux mux(output_writer({.bufferedPackets = 1}, {}, write_nothing, nullptr));
+  const long before = test::allocationCount();
+  int packets = 0;
+  for (; packets < 100'000 && !stream_.has(kNoMorePackets); ++packets) {
+    tsm_packet packet{};
+    make_audio_packet(stream_, stream_.nextTime, packet, mux);
+  }
+  EXPECT_TRUE(stream_.has(kNoMorePackets));
+  EXPECT_GT(packets, 200);
+  EXPECT_EQ(test::allocationCount(), before);
 }
 
 }  // namespace

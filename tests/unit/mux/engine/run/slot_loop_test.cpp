@@ -2,35 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <string>
 
+#include "tests/support/counted_allocations.h"
 #include "zel/mux/engine/psi/psi_stream.h"
 #include "zel/mux/engine/run/pcr_only_stream.h"
 #include "zel/mux/engine/stream/buffer_model.h"
-
-namespace {
-std::atomic<long> allocations{0};
-}
-
-[[gnu::noinline]] void* operator new(size_t size) {
-  ++allocations;
-  if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
-  throw std::bad_alloc();
-}
-[[gnu::noinline]] void* operator new(size_t size, const std::nothrow_t&) noexcept {
-  ++allocations;
-  return std::malloc(size == 0 ? 1 : size);
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept {
-  std::free(memory);
-}
 
 namespace zel::mux {
 namespace {
@@ -402,9 +381,9 @@ TEST_F(BufferedSlotLoop, NothingIsAllocatedInTheLoop) {
   mux.packetsPerCall = 1;
   run_slots(mux);
   mux.packetsPerCall = 0;
-  const long before = allocations;
+  const long before = test::allocationCount();
   EXPECT_EQ(run_slots(mux), slot_outcome::finished);
-  EXPECT_EQ(allocations, before);
+  EXPECT_EQ(test::allocationCount(), before);
   EXPECT_GT(mux.stats.packetsWritten, 20000);
 }
 
