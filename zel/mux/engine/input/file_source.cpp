@@ -74,12 +74,26 @@ bool file_source::open_next() {
 int32_t file_source::read(uint8_t* to, int32_t room) {
   while (file_ != nullptr) {
     const size_t got = std::fread(to, 1, static_cast<size_t>(room), file_.get());
-    if (got > 0) return static_cast<int32_t>(got);
+    if (got > 0) {
+      given_ += static_cast<int64_t>(got);
+      return static_cast<int32_t>(got);
+    }
     if (std::ferror(file_.get()) != 0) fault_(nullptr);
     file_.reset();
     if (!open_next()) return 0;
+    // Files without a byte begin nothing.
+    if (given_ > 0 && (transitions_.empty() || transitions_.back() != given_)) {
+      transitions_.push_back(given_);
+    }
   }
   return 0;
+}
+
+int64_t file_source::take_transition() {
+  if (transitions_.empty()) return -1;
+  const int64_t place = transitions_.front();
+  transitions_.pop_front();
+  return place;
 }
 
 int32_t video_input_size(int32_t inBufSiz, bool remultiplexed, bool cutByTimeCode,

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
@@ -26,6 +28,7 @@ class file_source : public stream_source {
   bool open();
 
   int32_t read(uint8_t* to, int32_t room) override;
+  int64_t take_transition() override;
 
  private:
   struct close_file {
@@ -40,6 +43,8 @@ class file_source : public stream_source {
   bool series_ = false;
   size_t next_ = 0;  // index of the next file, or its number in a series
   std::unique_ptr<FILE, close_file> file_;
+  int64_t given_ = 0;  // bytes
+  std::deque<int64_t> transitions_;
 };
 
 /// The name of number `number` in a series: the first "%i" of `pattern` replaced.

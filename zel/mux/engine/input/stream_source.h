@@ -13,6 +13,10 @@ class stream_source {
   /// Puts up to `room` bytes of elementary stream at `to`. 0 only at the true end; room is above 0.
   virtual int32_t read(uint8_t* to, int32_t room) = 0;
 
+  /// Where, in the bytes that were read, a file began behind another one. Each place is told once,
+  /// in order; -1: no further.
+  virtual int64_t take_transition() { return -1; }
+
   /// The first time stamp of the stream in its source, in 90 kHz ticks, or -1: elementary files
   /// have none. Valid after the first read.
   virtual int64_t first_pts90k() const { return -1; }

@@ -1,6 +1,7 @@
 #include "zel/mux/engine/packet/audio_packets.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/packet/clock_insertion.h"
@@ -200,12 +201,17 @@ void copy_payload(audio_state& state, uint8_t* to, int32_t count) {
   while (count > 0) {
     const audio_frame& frame = state.frames.front();
     // What lies between frames belongs to none.
-    const int64_t at = frame.start + cursor.frameSent;
+    const int64_t at = frame.start + std::min(cursor.frameSent, frame.size - frame.padding);
     if (state.input.read_position() < at) {
       state.input.skip(static_cast<int32_t>(at - state.input.read_position()));
     }
-    const int32_t piece = std::min(count, remaining(state));
-    state.input.take(to, piece);
+    const int32_t real = frame.size - frame.padding - cursor.frameSent;
+    const int32_t piece = std::min(count, real > 0 ? real : remaining(state));
+    if (real > 0) {
+      state.input.take(to, piece);
+    } else {
+      std::memset(to, 0, static_cast<size_t>(piece));
+    }
     cursor.frameSent += piece;
     to += piece;
     count -= piece;

@@ -27,6 +27,7 @@ struct audio_frame {
   double pts = 0;  // 27 MHz ticks within the wrap
   int64_t start = 0;
   int32_t size = 0;
+  int32_t padding = 0;         // of `size`, zeros at the end that the input doesn't have
   double bitRate = 0;          // of this frame; for E-AC-3
   bool newParameters = false;  // flag bit 0
   bool firstOfSource = false;  // flag bit 1

@@ -21,7 +21,8 @@ using Bytes = AudioBytes;
 
 class memory_source final : public stream_source {
  public:
-  memory_source(Bytes bytes, int32_t piece) : bytes_(std::move(bytes)), piece_(piece) {}
+  memory_source(Bytes bytes, int32_t piece, std::vector<int64_t> transitions = {})
+      : bytes_(std::move(bytes)), piece_(piece), transitions_(std::move(transitions)) {}
   int32_t read(uint8_t* to, int32_t room) override {
     const auto left = static_cast<int32_t>(bytes_.size() - at_);
     const int32_t count = std::min({room, left, piece_});
@@ -29,23 +30,33 @@ class memory_source final : public stream_source {
     at_ += static_cast<size_t>(count);
     return count;
   }
+  int64_t take_transition() override {
+    if (transitions_.empty() || transitions_.front() >= static_cast<int64_t>(at_)) return -1;
+    const int64_t place = transitions_.front();
+    transitions_.erase(transitions_.begin());
+    return place;
+  }
 
  private:
   Bytes bytes_;
   size_t at_ = 0;
   int32_t piece_;
+  std::vector<int64_t> transitions_;
 };
 
 // A stream as the run has it: discovered, then read to its end by a packet maker that takes each
 // frame at once.
 struct Reading {
-  explicit Reading(const Bytes& bytes, int32_t piece = 5000, int32_t skipFrames = 0) {
+  explicit Reading(const Bytes& bytes, int32_t piece = 5000, int32_t skipFrames = 0,
+                   std::vector<int64_t> transitions = {}) {
     config.skipFrames = skipFrames;
+    config.avSync = config.transitionCleanUp = !transitions.empty();
     state.config = &config;
     state.report = &report;
     report.deliver_to(take, this);
     report.stop_on(false, false);
-    state.input.open(60000, piece, std::make_unique<memory_source>(bytes, piece));
+    state.input.open(60000, piece,
+                     std::make_unique<memory_source>(bytes, piece, std::move(transitions)));
     discover_audio(state);
     discovered = state.characteristics;
     while (scan_audio(state)) {
@@ -54,7 +65,7 @@ struct Reading {
       frames.push_back(next);
       data = data + Bytes(static_cast<size_t>(next.size));
       state.input.skip(static_cast<int32_t>(next.start - state.input.read_position()));
-      state.input.take(data.data() + data.size() - next.size, next.size);
+      state.input.take(data.data() + data.size() - next.size, next.size - next.padding);
       state.frames.pop();
       state.model.removals.pop();
     }
@@ -256,9 +267,9 @@ TEST(AudioScan, APartialFrameAtTheEndIsDropped) {
   Reading run(adtsFrame(300) * 3 + audioFrame(5, {{0xFFF1, 16}}));
   EXPECT_EQ(run.frames.size(), 3u);
   EXPECT_EQ(run.fatals, Codes{});
-  Bytes cut = adtsFrame(300) * 3;
-  cut.resize(899);
-  EXPECT_EQ(Reading(cut).frames.size(), 2u);
+  Bytes broken = adtsFrame(300) * 3;
+  broken.resize(899);
+  EXPECT_EQ(Reading(broken).frames.size(), 2u);
 }
 
 TEST(AudioScan, SkippedFramesLeaveNothing) {
@@ -276,6 +287,141 @@ TEST(AudioScan, PiecesOfOneByteGiveTheSameFrames) {
   EXPECT_EQ(whole.frames.size(), 20u);
   EXPECT_EQ(pieces.frames.size(), 20u);
   EXPECT_EQ(whole.data, pieces.data);
+}
+
+// Files one behind the other.
+struct Files : Reading {
+  explicit Files(const std::vector<Bytes>& files, int32_t piece = 5000)
+      : Reading(joined(files), piece, 0, places(files)) {}
+
+  static Bytes joined(const std::vector<Bytes>& files) {
+    Bytes all;
+    for (const Bytes& file : files) all = all + file;
+    return all;
+  }
+  static std::vector<int64_t> places(const std::vector<Bytes>& files) {
+    std::vector<int64_t> places;
+    int64_t at = 0;
+    for (const Bytes& file : files) {
+      at += static_cast<int64_t>(file.size());
+      places.push_back(at);
+    }
+    places.pop_back();
+    return places;
+  }
+  std::vector<size_t> firsts() const {
+    std::vector<size_t> indices;
+    for (size_t i = 0; i < frames.size(); ++i) {
+      if (frames[i].firstOfSource) indices.push_back(i);
+    }
+    return indices;
+  }
+};
+Bytes cut(Bytes bytes, size_t size) {
+  bytes.resize(size);
+  return bytes;
+}
+
+TEST(AudioTransitions, WholeFilesFollowEachOther) {
+  const Bytes one = layer2Frame(10, 1, 576) * 40;
+  for (const int32_t piece : {5000, 1}) {
+    Files run({one, one, one}, piece);
+    EXPECT_EQ(run.data, one * 3);
+    EXPECT_EQ(run.firsts(), (std::vector<size_t>{0, 40, 80}));
+    EXPECT_EQ(run.frames.back().pts, 119 * 648'000.0);
+    EXPECT_EQ(run.fatals, Codes{});
+    EXPECT_EQ(run.warnings, Codes{});
+  }
+}
+
+TEST(AudioTransitions, AShortRestOfAFrameIsDropped) {
+  const Bytes frame = layer2Frame(10, 1, 576);
+  Files run({frame * 40 + cut(frame, 200), frame * 40});
+  EXPECT_EQ(run.data, frame * 80);
+  EXPECT_EQ(run.firsts(), (std::vector<size_t>{0, 40}));
+  EXPECT_EQ(run.fatals, Codes{});
+  EXPECT_EQ(run.warnings, Codes{});
+}
+
+TEST(AudioTransitions, ALongOneIsFilledUp) {
+  const Bytes frame = ac3Frame(0, 20, 768);
+  Files run({frame * 40 + cut(frame, 500), frame * 40});
+  ASSERT_EQ(run.frames.size(), 81u);
+  EXPECT_EQ(run.frames[40].padding, 268);
+  EXPECT_EQ(run.frames[40].size, 768);
+  EXPECT_EQ(run.data, frame * 81);
+  EXPECT_EQ(run.firsts(), (std::vector<size_t>{0, 41}));
+  EXPECT_EQ(run.frames.back().pts, 80 * 864'000.0);
+}
+
+TEST(AudioTransitions, WhatIsLostStaysBelowHalfAFrameInAll) {
+  const Bytes frame = adtsFrame(400);
+  // Four tenths of a frame at each end: the second, the fourth and the seventh are filled up.
+  const Bytes file = frame * 10 + cut(frame, 160);
+  Files run(std::vector<Bytes>(9, file));
+  std::vector<size_t> filled;
+  for (size_t i = 0; i < run.frames.size(); ++i) {
+    if (run.frames[i].padding > 0) filled.push_back(i);
+  }
+  // 0.4, 0.8 - 1, 0.2, 0.6 - 1, 0.0, 0.4, 0.8 - 1, 0.2
+  EXPECT_EQ(filled, (std::vector<size_t>{20, 41, 72}));
+  EXPECT_EQ(run.frames.size(), 93u);
+  EXPECT_EQ(run.fatals, Codes{});
+}
+
+TEST(AudioTransitions, PiecesOfOneStreamAreReadOn) {
+  const Bytes bytes = (adtsFrame(400) + adtsFrame(371)) * 60;
+  std::vector<Bytes> pieces;
+  for (size_t at = 0; at < bytes.size(); at += 7'777) {
+    pieces.emplace_back(bytes.begin() + static_cast<ptrdiff_t>(at),
+                        bytes.begin() + static_cast<ptrdiff_t>(std::min(at + 7'777, bytes.size())));
+  }
+  Files run(pieces);
+  EXPECT_EQ(run.data, bytes);
+  EXPECT_EQ(run.firsts(), (std::vector<size_t>{0}));
+  EXPECT_EQ(run.fatals, Codes{});
+  EXPECT_EQ(run.warnings, Codes{});
+}
+
+TEST(AudioTransitions, JunkShorterThanAFrameIsPassedInSilence) {
+  const Bytes frame = layer2Frame(10, 1, 576);
+  Files run({frame * 40, Bytes(300, 0x22) + frame * 40});
+  EXPECT_EQ(run.data, frame * 80);
+  EXPECT_EQ(run.fatals, Codes{});
+  EXPECT_EQ(run.warnings, Codes{});
+}
+
+TEST(AudioTransitions, LongerJunkIsTold) {
+  const Bytes frame = layer2Frame(10, 1, 576);
+  Files run({frame * 40, Bytes(3'000, 0x22) + frame * 40});
+  EXPECT_EQ(run.data, frame * 80);
+  EXPECT_EQ(run.fatals, Codes{});
+  EXPECT_EQ(run.warnings, (Codes{{38, 1}}));
+  EXPECT_NE(run.texts.find("Bad data after audio transition (576)"), std::string::npos);
+}
+
+TEST(AudioTransitions, ASubstreamCutOffGoesAndItsFrameStays) {
+  const Bytes unit = eac3Frame(0, 0, 768) + eac3Frame(1, 0, 256);
+  Files run({unit * 20 + eac3Frame(0, 0, 768) + cut(eac3Frame(1, 0, 256), 200), unit * 20});
+  EXPECT_EQ(run.data, unit * 20 + eac3Frame(0, 0, 768) + unit * 20);
+  EXPECT_EQ(run.fatals, Codes{});
+}
+
+TEST(AudioTransitions, EachDtsHdFileHasItsStream) {
+  const auto chunk = [](const char* name, const Bytes& bytes) {
+    Bytes header(name, name + 8);
+    header.resize(16);
+    header[14] = static_cast<uint8_t>(bytes.size() >> 8);
+    header[15] = static_cast<uint8_t>(bytes.size());
+    return header + bytes;
+  };
+  const Bytes stream = dtsFrame(16, 1006) * 3;
+  const Bytes file = chunk("DTSHDHDR", Bytes(8)) + chunk("STRMDATA", stream) +
+                     chunk("FILEINFO", dtsFrame(16, 1006));
+  Files run({file, file, stream, file});
+  EXPECT_EQ(run.data, stream * 4);
+  EXPECT_EQ(run.firsts(), (std::vector<size_t>{0, 3, 6, 9}));
+  EXPECT_EQ(run.fatals, Codes{});
 }
 
 struct Described {
