@@ -239,16 +239,16 @@ BufferLimits audioLimits(Coding coding, const StreamFacts& facts, AudioBufferMod
       }
       break;
     case Coding::kAc3:
-      // ATSC A/53 and cable: 736 + 64 + 1,792 bytes, with the frame of 448 kbit/s at 48 kHz. A/52 of
-      // 2012, annex A: 736 + 64 + 3,840, with that of 640 kbit/s at 32 kHz. DVB, ETSI TS 101 154:
-      // 5,696.
+      // ATSC A/53 and cable: 736 + 64 + 1,792 bytes, with the frame of 448 kbit/s at 48 kHz. A/52
+      // of 2012, annex A: 736 + 64 + 3,840, with that of 640 kbit/s at 32 kHz. DVB, ETSI TS 101
+      // 154: 5,696.
       limits.elementaryBuffer = model == AudioBufferModel::kDvb        ? 5696
                                 : model == AudioBufferModel::kStandard ? 4640
                                                                        : 2592;
       break;
     case Coding::kEac3:
-      // A/52 of 2012, annex G: 736 + 64 + 24,576, six frames of 4,096 bytes. ATSC A/53: 5,184. Cable
-      // as for AC-3.
+      // A/52 of 2012, annex G: 736 + 64 + 24,576, six frames of 4,096 bytes. ATSC A/53: 5,184.
+      // Cable as for AC-3.
       limits.elementaryBuffer = model == AudioBufferModel::kAtsc    ? 5184
                                 : model == AudioBufferModel::kCable ? 2592
                                                                     : 25376;
