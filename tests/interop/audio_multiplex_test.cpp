@@ -84,7 +84,7 @@ struct packet {
   int size;
 };
 
-class AudioInterop : public ::testing::TestWithParam<encoding> {
+class AudioInteropBase : public ::testing::Test {
  protected:
   static constexpr int kPid = 0x24;
 
@@ -94,6 +94,41 @@ class AudioInterop : public ::testing::TestWithParam<encoding> {
     if (ffmpeg_.empty() || ffprobe_.empty()) GTEST_SKIP() << "ffmpeg is not installed";
   }
 
+  static std::vector<uint8_t> read(const std::string& name) {
+    std::ifstream file(name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  void write(const std::string& name, const std::vector<uint8_t>& bytes) {
+    std::ofstream file(name, std::ios::binary);
+    file.write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+  }
+
+  // What an independent demultiplexer finds.
+  std::vector<packet> probe(const std::string& name, const std::string& stream = "a:0") {
+    const ProgramResult result =
+        runProgram(ffprobe_, {"-v", "error", "-select_streams", stream, "-show_entries",
+                              "packet=pts,size", "-of", "csv=p=0", name});
+    EXPECT_EQ(result.exitCode, 0) << result.output;
+    std::vector<packet> packets;
+    std::istringstream lines(result.output);
+    for (std::string line; std::getline(lines, line);) {
+      const size_t comma = line.find(',');
+      if (comma == std::string::npos) continue;
+      const std::string stamp = line.substr(0, comma);
+      packets.push_back(
+          {stamp == "N/A" ? -1 : std::stod(stamp), std::stoi(line.substr(comma + 1))});
+    }
+    return packets;
+  }
+
+  std::string ffmpeg_;
+  std::string ffprobe_;
+  ScratchFolder scratch_;
+};
+
+class AudioInterop : public AudioInteropBase, public ::testing::WithParamInterface<encoding> {
+ protected:
   // Four seconds of tones that come and go, so that variable rates vary.
   std::vector<uint8_t> encode(const encoding& each) {
     std::vector<std::string> words = {
@@ -115,38 +150,6 @@ class AudioInterop : public ::testing::TestWithParam<encoding> {
     if (result.exitCode != 0) ADD_FAILURE() << result.output;
     return read(file);
   }
-
-  static std::vector<uint8_t> read(const std::string& name) {
-    std::ifstream file(name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-  void write(const std::string& name, const std::vector<uint8_t>& bytes) {
-    std::ofstream file(name, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-  }
-
-  // What an independent demultiplexer finds.
-  std::vector<packet> probe(const std::string& name) {
-    const ProgramResult result =
-        runProgram(ffprobe_, {"-v", "error", "-select_streams", "a:0", "-show_entries",
-                              "packet=pts,size", "-of", "csv=p=0", name});
-    EXPECT_EQ(result.exitCode, 0) << result.output;
-    std::vector<packet> packets;
-    std::istringstream lines(result.output);
-    for (std::string line; std::getline(lines, line);) {
-      const size_t comma = line.find(',');
-      if (comma == std::string::npos) continue;
-      const std::string stamp = line.substr(0, comma);
-      packets.push_back(
-          {stamp == "N/A" ? -1 : std::stod(stamp), std::stoi(line.substr(comma + 1))});
-    }
-    return packets;
-  }
-
-  std::string ffmpeg_;
-  std::string ffprobe_;
-  ScratchFolder scratch_;
 };
 
 TEST_P(AudioInterop, AnIndependentDemultiplexerFindsEveryFrame) {
@@ -196,6 +199,88 @@ TEST_P(AudioInterop, AnIndependentDemultiplexerFindsEveryFrame) {
 
 INSTANTIATE_TEST_SUITE_P(Encodings, AudioInterop, ::testing::ValuesIn(encodings()),
                          [](const auto& instance) { return std::string(instance.param.name); });
+
+// Sound and pictures out of one multiplex, the sound early or late there: what is heard of it stays
+// where it was beside the pictures.
+class AudioSync : public AudioInteropBase, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(AudioSync, SoundKeepsItsPlaceBesideThePictures) {
+  const std::string source = scratch_.file("in.ts");
+  const ProgramResult made = runProgram(ffmpeg_, {"-v",
+                                                  "error",
+                                                  "-f",
+                                                  "lavfi",
+                                                  "-i",
+                                                  "testsrc=size=352x288:rate=25:duration=5",
+                                                  "-itsoffset",
+                                                  GetParam(),
+                                                  "-f",
+                                                  "lavfi",
+                                                  "-i",
+                                                  "sine=sample_rate=48000:duration=5",
+                                                  "-c:v",
+                                                  "mpeg2video",
+                                                  "-b:v",
+                                                  "1M",
+                                                  "-maxrate",
+                                                  "1M",
+                                                  "-bufsize",
+                                                  "500k",
+                                                  "-bf",
+                                                  "2",
+                                                  "-c:a",
+                                                  "mp2",
+                                                  "-b:a",
+                                                  "192k",
+                                                  "-copyts",
+                                                  "-avoid_negative_ts",
+                                                  "make_non_negative",
+                                                  "-f",
+                                                  "mpegts",
+                                                  source});
+  ASSERT_EQ(made.exitCode, 0) << made.output;
+
+  EngineRun run;
+  tsm_program* const program = run.addProgram();
+  tsm_video* const video = tsm_add_video(program);
+  tsm_audio* const audio = tsm_add_audio(program);
+  MemoryInput pictures{read(source)};
+  MemoryInput sound{pictures.bytes};
+  video->user = &pictures;
+  audio->user = &sound;
+  video->sourceTsPid = 0x100;
+  audio->sourceTsPid = 0x101;
+  video->pid = program->pcrPid = 0x21;
+  audio->pid = kPid;
+  program->pcrPer = 40;
+  ASSERT_GT(run.multiplex(), 0) << run.texts;
+  const Verdict verdict = judgeTransportStream(run.bytes);
+  EXPECT_TRUE(verdict.clean()) << verdict.text() << run.texts;
+  const std::string result = scratch_.file("out.ts");
+  write(result, run.bytes);
+
+  const std::vector<packet> heardBefore = probe(source);
+  const std::vector<packet> heardAfter = probe(result);
+  const double seenBefore = probe(source, "v:0").at(0).pts;
+  const double seenAfter = probe(result, "v:0").at(0).pts;
+  ASSERT_GT(heardAfter.size(), 100u);
+  ASSERT_LE(heardAfter.size(), heardBefore.size());
+  const size_t leftOut = heardBefore.size() - heardAfter.size();
+  for (size_t i = 0; i < heardAfter.size(); ++i) {
+    EXPECT_NEAR(heardAfter[i].pts - seenAfter, heardBefore[i + leftOut].pts - seenBefore, 3)
+        << "frame " << i;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Offsets, AudioSync, ::testing::Values("0", "-1.3", "-0.25", "0.4", "1.7"),
+                         [](const auto& instance) {
+                           std::string name = instance.param;
+                           for (char& character : name) {
+                             if (character == '-') character = 'm';
+                             if (character == '.') character = '_';
+                           }
+                           return name;
+                         });
 
 }  // namespace
 }  // namespace zel::mux

@@ -36,11 +36,10 @@ inline constexpr int64_t kNoPlace = std::numeric_limits<int64_t>::max();
 
 struct audio_analyser final : audio_state::analyser_state {
   bool begun = false;
-  bool patient = false;  // what isn't loaded stays so
-  bool keep = false;     // looking ahead: nothing leaves the input
-  bool lost = false;     // a lost sync was told, and the next frame isn't found yet
-  bool loud = false;     // messages of what the stream does go out: not in the discovery
-  int skipLeft = 0;
+  bool patient = false;        // what isn't loaded stays so
+  bool keep = false;           // looking ahead: nothing leaves the input
+  bool lost = false;           // a lost sync was told, and the next frame isn't found yet
+  bool loud = false;           // messages of what the stream does go out: not in the discovery
   int64_t dataEnd = kNoPlace;  // of a DTS-HD file's stream chunk
   bool known = false;          // `last` holds an access unit
   audio_unit last;

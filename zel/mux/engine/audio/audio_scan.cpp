@@ -72,17 +72,12 @@ void begin(audio_state& state) {
   own.begun = true;
   if (state.config != nullptr) {
     if (state.config->skipFrames < 0) fatal(state, kSkipFramesNegative, state.config->skipFrames);
-    own.skipLeft = std::max(state.config->skipFrames, 0);
   }
   own.cleansUp = state.config != nullptr && state.config->transitionCleanUp &&
                  state.config->avSync && state.input.source() != nullptr;
   state.scanPosition = state.input.read_position();
   enter_dtshd_file(state);
-  for (audio_unit unit; own.skipLeft > 0; --own.skipLeft) {
-    if (read_unit(state, unit) != unit_result::found) break;
-    accept(state, unit);
-    move_scan(state, unit.end());
-  }
+  if (state.config != nullptr) leave_out_frames(state, state.config->skipFrames);
 }
 
 }  // namespace
@@ -130,6 +125,14 @@ void discover_audio(audio_state& state) {
   own.loud = true;
   // Junk before the first frame, where the run goes on in spite of it, was told once.
   state.scanPosition = std::max(from, first.start);
+}
+
+void leave_out_frames(audio_state& state, int64_t count) {
+  for (audio_unit unit; count > 0; --count) {
+    if (read_unit(state, unit) != unit_result::found) return;
+    accept(state, unit);
+    move_scan(state, unit.end());
+  }
 }
 
 bool scan_audio(audio_state& state) {

@@ -1,6 +1,7 @@
 #include "zel/mux/engine/audio/open_audio.h"
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <utility>
 
@@ -112,6 +113,9 @@ void set_first_pts(audio_state& state, const tsm_mux& mux) {
   if (start.adjustmentFailed) state.report->warn(kAdjustmentFailed, pid);
   if (start.skewSeconds != 0) state.report->warn(kAdjustedBySeconds, pid, start.skewSeconds);
   if (start.overlapTooLong) state.report->fatal(kOverlapTooLong, pid, int64_t{mux.config->overlap});
+  if (start.moved > 0 && state.characteristics.period > 0) {
+    leave_out_frames(state, std::llround(start.moved / state.characteristics.period));
+  }
   state.firstPts = state.runningPts = normalise(start.pts);
   stream.firstPts = stream.firstDts = state.firstPts;
   if (start.holds) {

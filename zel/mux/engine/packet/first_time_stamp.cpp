@@ -97,10 +97,13 @@ audio_start first_audio_pts(const audio_start_inputs& in, const audio_characteri
   start.pts += (in.leader90k + in.delay90k + in.foundDelay90k + in.streamDelay90k) * kTicks90k;
 
   if (in.followsSource) {
+    // Frames of before the beginning, and those that couldn't arrive in time, are left out: the
+    // grid of the others stays, and with it their place beside the pictures. Moving them nearer to
+    // zero instead would put sound and pictures apart.
     const double nearZero = std::max(audio.period * 2, 2'700'000.0);
-    if (start.pts <= nearZero && audio.period > 0) {
-      // The frame grid stays: whole frames only, down to the first place at or above zero.
-      start.moved = -std::floor(start.pts / audio.period) * audio.period;
+    const double soonest = audio.period * 2;
+    if (start.pts <= nearZero && start.pts < soonest && audio.period > 0) {
+      start.moved = std::ceil((soonest - start.pts) / audio.period) * audio.period;
       start.pts += start.moved;
     }
     if (start.pts < 0) {

@@ -62,7 +62,7 @@ struct audio_start {
   bool rateMissing = false;       // fatal 17
   bool adjustmentFailed = false;  // warning 54
   int64_t skewSeconds = 0;        // warning 55 when not 0
-  double moved = 0;               // by whole frames, when following the source
+  double moved = 0;               // when following the source: the first frames, which are left out
   bool overlapTooLong = false;    // fatal 45
   bool holds = false;
   double holdUntil = 0;

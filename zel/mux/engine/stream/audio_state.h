@@ -96,6 +96,9 @@ struct audio_state : stream_state {
 /// is fatal 19.
 void discover_audio(audio_state& state);
 
+/// Passes over the next frames as if they weren't there. Before the first scan_audio.
+void leave_out_frames(audio_state& state, int64_t count);
+
 /// Queues more frames, loading the input as needed: at least one, unless there is no room or the
 /// source has ended (`sourceEnded`). Each frame gets its removal event at its PTS.
 /// @return false if the source has ended and nothing was queued.

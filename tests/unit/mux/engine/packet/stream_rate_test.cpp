@@ -245,19 +245,38 @@ TEST(FirstAudioPts, PreloadsByKindWithoutVideo) {
   EXPECT_DOUBLE_EQ(start.pts, 2.16e8 / 640'000 * 8976);
 }
 
-TEST(FirstAudioPts, ASourcesGridIsKeptNearZero) {
+TEST(FirstAudioPts, ASourcesFirstFramesAreLeftOutAndItsGridIsKept) {
   audio_start_inputs in;
   in.hasVideo = true;
   in.followsSource = true;
-  in.videoFirstPts = 1'400'000;
+  // The first of the frames that are at least two periods behind the beginning.
+  in.videoFirstPts = -1'400'000;
   audio_start start = first_audio_pts(in, some_audio(), 3300);
-  EXPECT_DOUBLE_EQ(start.pts, 1'400'000 - 2 * 648'000);
-  EXPECT_DOUBLE_EQ(start.moved, -2 * 648'000);
+  EXPECT_DOUBLE_EQ(start.moved, 5 * 648'000);
+  EXPECT_DOUBLE_EQ(start.pts, -1'400'000 + 5 * 648'000);
   EXPECT_FALSE(start.adjustmentFailed);
-  in.videoFirstPts = 4e6;
-  EXPECT_DOUBLE_EQ(first_audio_pts(in, some_audio(), 3300).pts, 4e6);
+  in.videoFirstPts = 700'000;
+  EXPECT_DOUBLE_EQ(first_audio_pts(in, some_audio(), 3300).moved, 648'000);
+  for (const double early : {1'296'000.0, 2'000'000.0, 4e6}) {
+    in.videoFirstPts = early;
+    start = first_audio_pts(in, some_audio(), 3300);
+    EXPECT_DOUBLE_EQ(start.pts, early);
+    EXPECT_EQ(start.moved, 0);
+  }
   in.sourceSkew = -2 * 2.7e7 - 5;
   EXPECT_EQ(first_audio_pts(in, some_audio(), 3300).skewSeconds, -2);
+}
+
+TEST(FirstAudioPts, WithoutAGridTheAdjustmentFails) {
+  audio_start_inputs in;
+  in.hasVideo = true;
+  in.followsSource = true;
+  in.videoFirstPts = -5'000;
+  audio_characteristics audio = some_audio();
+  audio.period = 0;
+  const audio_start start = first_audio_pts(in, audio, 3300);
+  EXPECT_TRUE(start.adjustmentFailed);
+  EXPECT_EQ(start.pts, 0);
 }
 
 }  // namespace
