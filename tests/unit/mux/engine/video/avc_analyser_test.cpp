@@ -422,25 +422,6 @@ TEST(AvcAnalyser, TerminationIsNotForAvc) {
   EXPECT_EQ(video.messages, "W109 ");
 }
 
-// A skipped picture takes fewer bytes than the analyser looks at of a slice.
-TEST(AvcAnalyser, ALastPictureOfAFewBytesIsAUnitToo) {
-  AvcBytes stream;
-  for (uint32_t i = 0; i < 5; ++i) {
-    stream.delimiter();
-    if (i == 0) stream.sets();
-    AvcPicture picture;
-    picture.idr = i == 0;
-    picture.type = i == 0 ? 'I' : 'P';
-    picture.frameNum = i;
-    picture.poc = i * 2;
-    picture.bytes = i == 4 ? 2 : 600;
-    stream.picture(picture);
-  }
-  const AnalysedVideo video = analyseVideo(stream.bytes);
-  EXPECT_EQ(video.units.size(), 5u);
-  EXPECT_EQ(video.bytes, stream.bytes);
-}
-
 TEST(AvcAnalyser, AStreamMayEndAnywhere) {
   const AvcBytes stream = timed_stream();
   for (size_t size = 0; size < stream.bytes.size(); size += size < 160 ? 1 : 61) {
