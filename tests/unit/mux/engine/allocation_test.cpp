@@ -1,33 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
 #include <deque>
-#include <new>
+#include <vector>
 
+#include "tests/support/counted_allocations.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/plain_transport_stream.h"
 #include "zel/mux/engine/configuration/configuration.h"
-
-namespace {
-std::atomic<long> allocations{0};
-}
-
-[[gnu::noinline]] void* operator new(size_t size) {
-  ++allocations;
-  if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
-  throw std::bad_alloc();
-}
-[[gnu::noinline]] void* operator new(size_t size, const std::nothrow_t&) noexcept {
-  ++allocations;
-  return std::malloc(size == 0 ? 1 : size);
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept {
-  std::free(memory);
-}
 
 namespace zel::mux {
 namespace {
@@ -51,15 +30,28 @@ void run_counted(bool vbr) {
   Counted counted;
   run.config->writeUser = &counted;
   run.config->vbr = vbr;
-  run.config->rate = 5e6;
+  run.config->rate = 9e6;
   run.config->outPkts = 0;
   tsm_program* program = run.addProgram();
   inputs.push_back({plain.video});
-  tsm_add_video(program)->user = &inputs.back();
+  tsm_video* video = tsm_add_video(program);
+  video->user = &inputs.back();
+  video->pid = 0x21;
   for (int i = 0; i < 2; ++i) {
     inputs.push_back({plain.audio});
     tsm_add_audio(program)->user = &inputs.back();
   }
+  // Two channels of 24 bits.
+  inputs.push_back({std::vector<uint8_t>(48'000 * 6 * 5, 0x5A)});
+  tsm_smpte302m* pcm = tsm_add_smpte302m(program);
+  pcm->nChannels = 2;
+  pcm->streamCount = 1;
+  pcm->pairUser[0] = &inputs.back();
+  pcm->refVideoPid = 0x21;
+  pcm->pid = 0x28;
+  tsm_table* table = tsm_add_table(program);
+  const uint8_t section[] = {0xC0, 0x30, 4, 1, 2, 3, 4};
+  ASSERT_TRUE(tarn_array_append_bytes(&table->tables, section));
   inputs.push_back({rawPackets(0x300, 500)});
   tsm_data* data = tsm_add_data(run.config);
   data->pid = 0x300;
@@ -69,9 +61,9 @@ void run_counted(bool vbr) {
   tsm_set_callbacks(nullptr, Counted::write, nullptr, MemoryInput::load, nullptr);
   tsm_handle* handle = tsm_open(run.config, nullptr);
   ASSERT_NE(handle, nullptr);
-  const long before = allocations;
-  EXPECT_EQ(tsm_run(handle), 5'000'000);
-  EXPECT_EQ(allocations, before);
+  const long before = allocationCount();
+  EXPECT_EQ(tsm_run(handle), 9'000'000);
+  EXPECT_EQ(allocationCount(), before);
   EXPECT_GT(counted.bytes, 1'500'000);
   tsm_close(handle);
 }
