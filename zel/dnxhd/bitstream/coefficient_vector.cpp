@@ -316,9 +316,18 @@ void CountAcBits(const int16_t* blocks, size_t count, const BitCost& cost, uint3
   for (size_t i = 0; i < kLevelVectors; ++i) runSums[i] = hn::Zero(d64);
   uint32_t more[8] = {};
 
+  // The sets of one block are loaded as vectors only when those of the next are written: loading
+  // them right after their single stores would wait for these.
+  alignas(64) uint64_t setsOfTwo[2][8];
+  for (size_t i = 0; i < kLevelVectors; ++i) {
+    hn::Store(hn::Zero(d64), d64, setsOfTwo[1] + kQuads * i);
+  }
   for (size_t block = 0; block < count; ++block, blocks += 64) {
     const BlockMagnitudes magnitudes(blocks);
-    uint64_t sets[8] = {};
+    uint64_t* const sets = setsOfTwo[block % 2];
+    for (size_t i = 0; i < kLevelVectors; ++i) {
+      hn::Store(hn::Zero(d64), d64, sets + kQuads * i);
+    }
     for (size_t i = 0; i < levels; ++i) {
       const int level = static_cast<int>(first + i);
       V8 bytes[kByteVectors];
@@ -341,8 +350,9 @@ void CountAcBits(const int16_t* blocks, size_t count, const BitCost& cost, uint3
         more[i] += EscapeCost(blocks[k], level, (plain >> k & 1) != 0, cost);
       }
     }
-    AddRunCosts(sets, cost, runSums, more);
+    AddRunCosts(setsOfTwo[(block + 1) % 2], cost, runSums, more);
   }
+  if (count > 0) AddRunCosts(setsOfTwo[(count - 1) % 2], cost, runSums, more);
 
   uint64_t runs[8];
   for (size_t i = 0; i < kLevelVectors; ++i) hn::StoreU(runSums[i], d64, runs + kQuads * i);
