@@ -30,10 +30,6 @@ constexpr ElementaryMedia kMedia[] = {
     {"mpeg2_no_b", "ffmpeg", MPEG2 "-bf 0 {out}", "Video"},
     {"mpeg2_b", "ffmpeg", MPEG2 "-bf 2 {out}", "Video"},
     {"mpeg2_interlaced", "ffmpeg", MPEG2 "-bf 2 -flags +ildct+ilme -top 1 {out}", "Video"},
-    {"mpeg4", "ffmpeg", PICTURES "-c:v mpeg4 -b:v 1M -maxrate 1M -bufsize 500k -f m4v {out}",
-     "Video"},
-    {"mpeg4_b", "ffmpeg",
-     PICTURES "-c:v mpeg4 -b:v 1M -maxrate 1M -bufsize 500k -bf 2 -f m4v {out}", "Video"},
     {"avc_no_b", "x264",
      "--quiet --aud --bframes 0 --preset veryfast --bitrate 1000 --vbv-maxrate 1200 --vbv-bufsize "
      "1000 -o {out} {in}",
@@ -63,19 +59,23 @@ constexpr ElementaryMedia kMedia[] = {
      "--vbv-maxrate 1200 --vbv-bufsize 1000 -o {out} {in}",
      "Video", kNoRate},
     {"hevc_no_b", "x265",
-     "--log-level none --aud --bframes 0 --preset ultrafast --bitrate 1000 --vbv-maxrate 1200 "
+     "--log-level none --no-progress --aud --bframes 0 --preset ultrafast --bitrate 1000 "
+     "--vbv-maxrate 1200 "
      "--vbv-bufsize 1000 -o {out} {in}",
      "Video", kNoRate},
     {"hevc_b_pyramid", "x265",
-     "--log-level none --aud --bframes 4 --b-pyramid --preset veryfast --bitrate 1000 "
+     "--log-level none --no-progress --aud --bframes 4 --b-pyramid --preset veryfast --bitrate "
+     "1000 "
      "--vbv-maxrate 1200 --vbv-bufsize 1000 -o {out} {in}",
      "Video", kNoRate},
     {"hevc_hrd", "x265",
-     "--log-level none --aud --hrd --bframes 3 --preset ultrafast --bitrate 1000 --vbv-maxrate "
+     "--log-level none --no-progress --aud --hrd --bframes 3 --preset ultrafast --bitrate 1000 "
+     "--vbv-maxrate "
      "1200 --vbv-bufsize 1000 -o {out} {in}",
      "Video"},
     {"hevc_fields", "x265",
-     "--log-level none --aud --field --interlace tff --bframes 2 --preset ultrafast --bitrate 1000 "
+     "--log-level none --no-progress --aud --interlace tff --fps 50 --bframes 2 --preset ultrafast "
+     "--bitrate 1000 "
      "--vbv-maxrate 1200 --vbv-bufsize 1000 -o {out} {in}",
      "Video", kNoRate},
     {"mp2", "ffmpeg", SOUND "-c:a mp2 -b:a 192k -f mp2 {out}", "Audio"},

@@ -12,6 +12,8 @@
 
 #include "tests/support/external_program.h"
 #include "tests/support/plain_transport_stream.h"
+#include "tests/support/random_streams.h"
+#include "tests/support/seed.h"
 #include "tests/support/transport_judge/transport_judge.h"
 #include "zel/mux/multiplexer_api.h"
 #include "zel/runtime/four_character_code.h"
@@ -131,7 +133,7 @@ class MultiplexerRun : public testing::Test {
       if (int const result = mux->Begin(&consumer, &properties); result < 0) return result;
       if (video != nullptr) {
         int const result = mux->AddVideoStream(kVideoPid, video, &properties,
-                                               FourCharacterCode("mpg2"), 2000000, {25, 1});
+                                               FourCharacterCode("mpg2"), videoRate, {25, 1});
         if (result < 0) return result;
       }
       if (audio != nullptr) {
@@ -149,6 +151,7 @@ class MultiplexerRun : public testing::Test {
     return text != nullptr ? text->GetChars() : "";
   }
 
+  int32_t videoRate = 2000000;
   zel::test::ScratchFolder folder;
   std::string firstPass = folder.file("first.ts");
   Properties properties;
@@ -232,6 +235,55 @@ TEST_F(MultiplexerRun, ARateThatIsTooLowIsAnErrorWithAdvice) {
   EXPECT_NE(message().find("underflow by "), std::string::npos) << message();
   EXPECT_NE(message().find("Error: packet = "), std::string::npos) << message();
   EXPECT_NE(message().find("Try increasing File Bit Rate in the multiplexer."), std::string::npos);
+}
+
+TEST_F(MultiplexerRun, FurtherPassesHaveRoomForWhatCameLate) {
+  // The caller says less than the stream has: the first pass sends it too slowly.
+  std::mt19937_64 random(zel::test::testSeed());
+  Bytes const stream = zel::test::randomMpeg2Video(random, 2000000, 8);
+  Bytes const sound = zel::test::audioFrames(zel::test::AudioFrames::kLayer2, 8);
+  videoRate = 1650000;
+  properties.SetProperty(Writer::TarnwickEnable2Pass, true);
+  Provider video(stream);
+  Provider audio(sound);
+  ASSERT_EQ(multiplex(&video, &audio), ZelErrorOverrun) << message();
+  auto const first = zel::test::judgeTransportStream(consumer.bytes);
+  EXPECT_TRUE(first.has(zel::test::Fault::kUnderflow)) << first.text();
+  std::ofstream(firstPass, std::ios::binary)
+      .write(reinterpret_cast<char const*>(consumer.bytes.data()),
+             std::streamsize(consumer.bytes.size()));
+
+  int result = ZelErrorOverrun;
+  int pass = 0;
+  while (result == ZelErrorOverrun && pass < 6) {
+    consumer.bytes.clear();
+    result = multiplex(nullptr, nullptr, ++pass);
+  }
+  EXPECT_EQ(result, 0) << message();
+  auto const last = zel::test::judgeTransportStream(consumer.bytes);
+  EXPECT_TRUE(last.clean()) << "after pass " << pass << "\n" << last.text();
+  EXPECT_TRUE(zel::test::elementaryStream(consumer.bytes, kVideoPid) == stream);
+  EXPECT_TRUE(zel::test::elementaryStream(consumer.bytes, kAudioPid) == sound);
+  EXPECT_EQ(mux->GetConfiguration(), nullptr);
+}
+
+TEST_F(MultiplexerRun, PassesEndWhereTheTransportRateDoes) {
+  std::mt19937_64 random(zel::test::testSeed());
+  Bytes const stream = zel::test::randomMpeg2Video(random, 2000000, 8);
+  videoRate = 1300000;
+  properties.SetProperty(Writer::TarnwickEnable2Pass, true);
+  properties.SetProperty(Container::Mpeg2TransportStreamRate, int32_t{1450000});
+  Provider video(stream);
+  int result = multiplex(&video, nullptr);
+  std::ofstream(firstPass, std::ios::binary)
+      .write(reinterpret_cast<char const*>(consumer.bytes.data()),
+             std::streamsize(consumer.bytes.size()));
+  for (int pass = 1; result == ZelErrorOverrun && pass < 50; ++pass)
+    result = multiplex(nullptr, nullptr, pass);
+  EXPECT_EQ(result, ZelErrorFailed);
+  EXPECT_EQ(message(),
+            "2-Pass Multiplexing failed. Please disable 2-Pass and try increasing File Bit Rate in "
+            "the multiplexer.");
 }
 
 TEST_F(MultiplexerRun, AConfigurationFileSaysWhatProvidersAreFor) {

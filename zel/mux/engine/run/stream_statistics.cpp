@@ -1,5 +1,7 @@
 #include "zel/mux/engine/run/stream_statistics.h"
 
+#include <algorithm>
+
 #include "zel/mux/engine/stream/audio_state.h"
 #include "zel/mux/engine/stream/video_state.h"
 
@@ -76,7 +78,8 @@ Morvalen::Zel::tsm_stream_stats statistics_of(const tsm_stream& stream) {
   }
   if (stream.buffer == nullptr) return stats;
   stats.bufferLimit = stream.buffer->limit;
-  stats.bufferPeak = stream.buffer->peak;
+  // The model notes its peak when something leaves: what is there now may be more.
+  stats.bufferPeak = std::max(stream.buffer->peak, stream.buffer->level);
   stats.bufferLowest = stream.buffer->lowest;
   stats.bufferLowestKnown = stream.buffer->lowestKnown;
   return stats;

@@ -56,6 +56,16 @@ TEST(StreamStatistics, TellTheCodingAndTheDecodersBuffer) {
   EXPECT_TRUE(stats.bufferLowestKnown);
 }
 
+TEST(StreamStatistics, TheHighestLevelMayBeThePresentOne) {
+  tsm_stream stream;
+  buffer_model model;
+  model.limit = 1000;
+  model.peak = 300;
+  model.level = 700;
+  stream.buffer = &model;
+  EXPECT_EQ(statistics_of(stream).bufferPeak, 700);
+}
+
 std::string audio_coding(audio_kind kind, int layer, bool eac3, int extension) {
   tsm_stream stream;
   stream.kind = stream_kind::audio;
