@@ -3,6 +3,7 @@
 #include <atomic>
 #include <exception>
 #include <memory>
+#include <mutex>
 
 #include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/run/building.h"
@@ -31,11 +32,28 @@ constexpr int kFileWriteFailed = 3;
 constexpr int kRestarting = 121;
 constexpr int kRestartFailed = 133;
 
-// The one state that belongs to the process. A run copies it when it is opened.
-engine_callbacks& process_callbacks() {
-  static engine_callbacks callbacks;
-  return callbacks;
-}
+// The one state that belongs to the process. A run copies it when it is opened; front ends on other
+// threads may be setting the same callbacks at that moment.
+class process_callbacks {
+ public:
+  static void set(const engine_callbacks& callbacks) {
+    const std::scoped_lock lock(state().mutex_);
+    state().callbacks_ = callbacks;
+  }
+  static engine_callbacks get() {
+    const std::scoped_lock lock(state().mutex_);
+    return state().callbacks_;
+  }
+
+ private:
+  static process_callbacks& state() {
+    static process_callbacks callbacks;
+    return callbacks;
+  }
+
+  std::mutex mutex_;
+  engine_callbacks callbacks_;  // under mutex_
+};
 
 }  // namespace
 
@@ -122,7 +140,7 @@ void report_out_of_memory(tsm_mux& mux) {
 void tsm_set_callbacks(tsm_progress_callback progress, tsm_write_callback write,
                        tsm_error_callback error, tsm_load_callback load,
                        tsm_block_end_callback blockEnd) noexcept {
-  process_callbacks() = {progress, write, error, load, blockEnd};
+  process_callbacks::set({progress, write, error, load, blockEnd});
 }
 
 tsm_handle* tsm_open(tsm_config* config, int32_t* outRate) noexcept {
@@ -133,7 +151,7 @@ tsm_handle* tsm_open(tsm_config* config, int32_t* outRate) noexcept {
   try {
     auto handle = std::make_unique<tsm_handle>();
     handle->config = config;
-    handle->callbacks = process_callbacks();
+    handle->callbacks = process_callbacks::get();
     auto mux = build_run(*config, handle->callbacks, false);
     if (mux == nullptr) return nullptr;
     adopt(*handle, std::move(mux));

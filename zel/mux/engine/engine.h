@@ -18,7 +18,8 @@ struct tsm_handle;  // one run
 
 /// Installs the callbacks of the process. Null selects the built-in: a writer of the configured
 /// files, a printer on standard error, a reader of the streams' files; no progress, no block end.
-/// A run takes them when it is opened: don't call while one is being opened.
+/// A run takes them when it is opened. May be called on any thread; a run that is being opened
+/// takes the former callbacks or these.
 ZEL_API void tsm_set_callbacks(tsm_progress_callback progress, tsm_write_callback write,
                                tsm_error_callback error, tsm_load_callback load,
                                tsm_block_end_callback blockEnd) noexcept;

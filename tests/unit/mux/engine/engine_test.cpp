@@ -265,9 +265,7 @@ struct ThreadedRun {
     record->rate = 1e6;
     record->user = &input;
     record->createPmtEntry = true;
-    // The callbacks are the process's: they are installed before the threads begin.
-    own.handle = tsm_open(own.config, &own.rate);
-    ASSERT_NE(own.handle, nullptr);
+    ASSERT_TRUE(own.open());
     EXPECT_GT(own.runOnce(), 0);
     own.close();
     bytes = own.bytes;
@@ -275,9 +273,6 @@ struct ThreadedRun {
 };
 
 TEST_F(Engine, RunsOnDifferentThreadsDontMeet) {
-  // Installs the callbacks.
-  ASSERT_TRUE(run.open());
-  run.close();
   ThreadedRun alone, first, second;
   alone.packets = first.packets = second.packets = rawPackets(0x200, 3000);
   alone.go(0x200);
