@@ -5,8 +5,9 @@
 
 #include "zel/dnxhd/bitstream/transform.h"
 
-// The transforms as classes, by depth and by size of what comes out. Depths differ in the fraction
-// bits between the passes of the inverse transform; the forward one has the same for both.
+// The transforms as classes, by depth and by size of what comes out. Coefficients of the forward
+// transform are in the scale of 10 bits for both depths, so that both reach the same precision;
+// those of the inverse one are in the scale of the depth.
 
 namespace zel::dnxhd {
 
@@ -26,10 +27,12 @@ class CInverseDCT {
 
 using TransformKernelsOf = const TransformKernels& (*)();
 
-template <TransformKernelsOf Kernels>
+template <TransformKernelsOf Kernels, int Depth>
 class ForwardTransform : public CForwardDCT {
  public:
-  void Transform(int16_t* blocks, size_t count) const override { Kernels().forward(blocks, count); }
+  void Transform(int16_t* blocks, size_t count) const override {
+    (Depth == 8 ? Kernels().forward8 : Kernels().forward)(blocks, count);
+  }
 };
 
 template <TransformKernelsOf Kernels, int Depth>
@@ -55,10 +58,10 @@ class ReducedTransform : public CInverseDCT {
 
 // clang-format off: a line a class.
 
-class CBaseFDCT_8Bit_FullRes_IEEE final : public ForwardTransform<ScalarTransformKernels> {};
-class COptFDCT_8Bit_FullRes_IEEE final : public ForwardTransform<VectorTransformKernels> {};
-class CBaseFDCT_10Bit_FullRes_IEEE final : public ForwardTransform<ScalarTransformKernels> {};
-class COptFDCT_10Bit_FullRes_IEEE final : public ForwardTransform<VectorTransformKernels> {};
+class CBaseFDCT_8Bit_FullRes_IEEE final : public ForwardTransform<ScalarTransformKernels, 8> {};
+class COptFDCT_8Bit_FullRes_IEEE final : public ForwardTransform<VectorTransformKernels, 8> {};
+class CBaseFDCT_10Bit_FullRes_IEEE final : public ForwardTransform<ScalarTransformKernels, 10> {};
+class COptFDCT_10Bit_FullRes_IEEE final : public ForwardTransform<VectorTransformKernels, 10> {};
 
 class CBaseIDCT_8Bit_FullRes_IEEE final : public InverseTransform<ScalarTransformKernels, 8> {};
 class COptIDCT_8Bit_FullRes_IEEE final : public InverseTransform<VectorTransformKernels, 8> {};

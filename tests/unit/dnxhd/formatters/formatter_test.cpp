@@ -223,6 +223,19 @@ TEST(Formatter, ConfiguringRefusesWhatDoesNotFit) {
   }
 }
 
+TEST(Formatter, ForwardTransformsOfBothDepthsReachOneScale) {
+  for (const bool reference : {true, false}) {
+    alignas(16) int16_t eight[64], ten[64];
+    for (size_t i = 0; i < 64; ++i) {
+      eight[i] = static_cast<int16_t>(static_cast<int>(i * 37 % 256) - 128);
+      ten[i] = static_cast<int16_t>(4 * eight[i]);
+    }
+    factory(reference, false).MakeForward(8)->Transform(eight, 1);
+    factory(reference, false).MakeForward(10)->Transform(ten, 1);
+    EXPECT_TRUE(std::equal(eight, eight + 64, ten));
+  }
+}
+
 TEST(ColorConversionDCT, FlaggedMacroblocksGoThereAndBack) {
   std::mt19937_64 random(test::testSeed());
   constexpr size_t kColumns = 9;
