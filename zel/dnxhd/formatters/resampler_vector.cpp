@@ -74,20 +74,43 @@ HWY_INLINE void SplitLine(const int16_t* line, size_t advance, size_t count, Spl
   }
 }
 
-template <typename Form>
-HWY_INLINE V16 PhaseOf(const Split& split, const FilterDescription& filter, size_t phase,
-                       size_t group) {
-  const D16 d;
+constexpr size_t kMaxPairs = 12;
+
+// A phase, made ready for all groups of a line: where the samples of two taps stand in the planes.
+struct Pair {
+  const int16_t* first;
+  const int16_t* second;
+  int16_t firstTap;
+  int16_t secondTap;
+};
+struct PhasePairs {
+  std::array<Pair, kMaxPairs> pairs;
+  size_t count;
+};
+
+PhasePairs PairsOf(const Split& split, const FilterDescription& filter, size_t phase) {
   const FilterDescription::Phase& at = filter.phases[phase];
-  const auto samples = [&](size_t tap) HWY_ATTR {
+  const auto samples = [&](size_t tap) {
     const size_t place = at.inputOffset + tap;
-    return hn::LoadU(d,
-                     split.planes[place % filter.advance].data() + group + place / filter.advance);
+    return split.planes[place % filter.advance].data() + place / filter.advance;
   };
   const int16_t* const taps = filter.taps + at.tapsAt;
+  PhasePairs made;
+  made.count = at.tapCount / 2;
+  for (size_t i = 0; i < made.count; ++i) {
+    made.pairs[i] = {samples(2 * i), samples(2 * i + 1), taps[2 * i], taps[2 * i + 1]};
+  }
+  return made;
+}
+
+template <typename Form>
+HWY_INLINE V16 PhaseOf(const PhasePairs& phase, size_t group) {
+  const D16 d;
   Wide sums = {hn::Zero(D32()), hn::Zero(D32())};
-  for (size_t i = 0; i + 2 <= at.tapCount; i += 2) {
-    sums = sums + Products(samples(i), samples(i + 1), Weights(taps[i], taps[i + 1]));
+  for (size_t i = 0; i < phase.count; ++i) {
+    const Pair& pair = phase.pairs[i];
+    sums = sums + Products(hn::LoadU(d, pair.first + group), hn::LoadU(d, pair.second + group),
+                           Weights(pair.firstTap, pair.secondTap));
   }
   return Form::Result(sums);
 }
@@ -99,10 +122,12 @@ void FilterLine(const int16_t* extended, const FilterDescription& filter, int16_
   Split split;
   SplitLine(extended, filter.advance, groups + kGroups, split);
   const size_t phases = filter.phaseCount;
+  std::array<PhasePairs, 4> pairs;
+  for (size_t phase = 0; phase < phases; ++phase) pairs[phase] = PairsOf(split, filter, phase);
   for (size_t group = 0; group < groups; group += kGroups) {
     V16 made[4];
     for (size_t phase = 0; phase < phases; ++phase) {
-      made[phase] = PhaseOf<Form>(split, filter, phase, group);
+      made[phase] = PhaseOf<Form>(pairs[phase], group);
     }
     // The last groups may be fewer than a vector's.
     alignas(16) int16_t last[4 * kGroups];

@@ -58,18 +58,6 @@ HWY_INLINE V16 ToCode10(V16 samples) {
   return hn::ShiftLeft<10 - Depth>(code);
 }
 
-// Eight samples of a type; `i`, a multiple of eight, counts the samples of the line.
-template <int Depth>
-struct Bytes {
-  static constexpr YCbCrSamples kType = YCbCrSamples::k8;
-  static constexpr size_t kBytes = 1;
-  static HWY_INLINE V16 Load(const uint8_t* in, const uint8_t*, size_t i) {
-    const D16 d;
-    const V16 code = hn::PromoteTo(d, hn::LoadU(D8Half(), in + i));
-    return hn::ShiftLeft<Depth - 8>(hn::Sub(code, hn::Set(d, 128)));
-  }
-};
-
 HWY_INLINE V16 LoadWords(const uint8_t* in) {
   return hn::BitCast(D16(), hn::LoadU(D8(), in));
 }
@@ -77,6 +65,7 @@ HWY_INLINE void StoreWords(V16 words, uint8_t* out) {
   hn::StoreU(hn::BitCast(D8(), words), D8(), out);
 }
 
+// Eight samples of a type; `i`, a multiple of eight, counts the samples of the line.
 template <int Depth>
 struct Words10_6 {
   static constexpr YCbCrSamples kType = YCbCrSamples::k10_6;
@@ -211,6 +200,35 @@ void Unpack(const uint8_t* in, const uint8_t* low, int16_t* y, int16_t* cb, int1
       cr + i / 2, pixels - i);
 }
 
+// Bytes are the halves of 16-bit words: chroma below, luma above.
+template <int Depth>
+void UnpackBytes(const uint8_t* in, const uint8_t* low, int16_t* y, int16_t* cb, int16_t* cr,
+                 size_t pixels) {
+  const D16 d;
+  const V16 middle = hn::Set(d, 128);
+  const auto sampleOf = [&](V16 code)
+                            HWY_ATTR { return hn::ShiftLeft<Depth - 8>(hn::Sub(code, middle)); };
+  size_t i = 0;
+  for (; i + kStep <= pixels; i += kStep) {
+    const V16 w0 = LoadWords(in + 2 * i);
+    const V16 w1 = LoadWords(in + 2 * i + 16);
+    const DU16 du;
+    const auto luma = [&](V16 words) HWY_ATTR {
+      return hn::BitCast(d, hn::ShiftRight<8>(hn::BitCast(du, words)));
+    };
+    hn::StoreU(sampleOf(luma(w0)), d, y + i);
+    hn::StoreU(sampleOf(luma(w1)), d, y + i + 8);
+    const V16 byte = hn::Set(d, 255);
+    const V16 c0 = hn::And(w0, byte);
+    const V16 c1 = hn::And(w1, byte);
+    hn::StoreU(sampleOf(hn::ConcatEven(d, c1, c0)), d, cb + i / 2);
+    hn::StoreU(sampleOf(hn::ConcatOdd(d, c1, c0)), d, cr + i / 2);
+  }
+  if (i == pixels) return;
+  Scalar<Depth>().unpack[static_cast<size_t>(YCbCrSamples::k8)](in + 2 * i, low, y + i, cb + i / 2,
+                                                                cr + i / 2, pixels - i);
+}
+
 // Bytes alone are many enough to be interleaved as such, which takes half the instructions.
 template <int Depth>
 HWY_INLINE hn::Vec<D8> RoundedBytes(V16 first, V16 second) {
@@ -339,9 +357,8 @@ void PackV210(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* o
 
 template <int Depth>
 YCbCrKernels::OfDepth Kernels() {
-  return {{Unpack<Bytes<Depth>, Depth>, Unpack<Words10_6<Depth>, Depth>,
-           Unpack<Fixed2_14<Depth>, Depth>, Unpack<Floats<Depth>, Depth>,
-           Unpack<Planes2_8<Depth>, Depth>, UnpackV210<Depth>},
+  return {{UnpackBytes<Depth>, Unpack<Words10_6<Depth>, Depth>, Unpack<Fixed2_14<Depth>, Depth>,
+           Unpack<Floats<Depth>, Depth>, Unpack<Planes2_8<Depth>, Depth>, UnpackV210<Depth>},
           {PackBytes<Depth>, Pack<Words10_6<Depth>, Depth>, Pack<Fixed2_14<Depth>, Depth>,
            Pack<Floats<Depth>, Depth>, Pack<Planes2_8<Depth>, Depth>, PackV210<Depth>}};
 }
