@@ -241,6 +241,8 @@ slot_outcome run_slots(tsm_mux& mux) {
       put(mux, *stream);
     } else if (mux.vbr == nullptr) {
       put_null(mux);
+    } else {
+      ++mux.sinceProgress;  // a run that sends nothing for long can still be stopped
     }
     next_slot(mux);
   }

@@ -28,6 +28,17 @@ TEST_F(VariableRate, HasNoStuffingAndATimeLineAllTheSame) {
   EXPECT_NEAR(verdict.seconds, 1'000 * 1504 / 2e5, 0.1);
 }
 
+TEST_F(VariableRate, ProgressFollowsTheTimeLine) {
+  run.config->progressPeriod = 100;
+  addData(2e5, 1'000);
+  ASSERT_GT(multiplex(), 0);
+  EXPECT_NEAR(run.progressCalls, static_cast<double>(run.stats.packetsCounted) / 100, 2);
+  run.stopAtProgress = 20;
+  run.progressCalls = 0;
+  ASSERT_GT(multiplex(), 0);
+  EXPECT_NEAR(static_cast<double>(run.stats.packetsCounted), 2'000, 1);
+}
+
 TEST_F(VariableRate, TakesOneProgram) {
   addData(2e5, 10);
   tsm_add_program(run.config)->pcrPid = 0x1FFF;
