@@ -181,6 +181,7 @@ const Kind kKinds[] = {
      {"-c:v", "mpeg1video", "-bf", "2", "-b:v", "1M", "-maxrate", "1M", "-bufsize", "600k"},
      k25,
      ""},
+    {"mpeg4_with_b", "m4v", {"-c:v", "mpeg4", "-bf", "2", "-qscale:v", "20"}, 900'900, "F90 W49 "},
     {"avc_without_b", "h264", {"-c:v", "libx264", "-bf", "0"}, k25, "W48 W46 "},
     {"avc_pyramid",
      "h264",

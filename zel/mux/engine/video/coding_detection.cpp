@@ -7,15 +7,12 @@
 #include "zel/syntax/avc_parameter_sets.h"
 #include "zel/syntax/hevc_nal.h"
 #include "zel/syntax/hevc_parameter_sets.h"
+#include "zel/syntax/mpeg4_part2.h"
 #include "zel/syntax/mpeg_video.h"
 
 namespace zel::mux {
 
 namespace {
-
-constexpr uint8_t kMpeg4ObjectSequence = 0xB0;
-constexpr uint8_t kMpeg4LastLayer = 0x2F;
-constexpr uint8_t kMpeg4VisualObject = 0xB5;
 
 // ITU-T H.264, Annex A, G and H.
 constexpr uint8_t kAvcProfiles[] = {66, 77, 88, 100, 110, 122, 244, 44, 83, 86, 118, 128, 134, 138};
@@ -54,15 +51,31 @@ bool is_hevc_set(std::span<const uint8_t> unit) {
          syntax::parseHevcSps(rbsp_of(unit, syntax::kHevcNalHeaderSize), sps);
 }
 
+// The same code is a group's in MPEG-4 part 2: a sequence has a size, and a marker behind its rate.
+bool is_mpeg_sequence(std::span<const uint8_t> unit) {
+  constexpr size_t kFixedBytes = 9;
+  constexpr uint8_t kMarker = 0x20;
+  if (unit.size() < kFixedBytes || unit[0] != syntax::kMpegSequenceHeader) return false;
+  const bool hasSize = unit[1] != 0 || unit[2] != 0 || unit[3] != 0;
+  return hasSize && (unit[7] & kMarker) != 0;
+}
+
 }  // namespace
 
 video_coding coding_told_by(std::span<const uint8_t> unit) {
   if (unit.empty()) return video_coding::unknown;
-  if (unit[0] == syntax::kMpegSequenceHeader) return video_coding::mpeg2;
-  if (unit[0] == kMpeg4ObjectSequence) return video_coding::mpeg4_part2;
+  if (is_mpeg_sequence(unit)) return video_coding::mpeg2;
+  if (unit[0] == syntax::kMpeg4ObjectSequence) return video_coding::mpeg4_part2;
   if (is_avc_sps(unit)) return video_coding::avc;
   if (is_hevc_set(unit)) return video_coding::hevc;
   return video_coding::unknown;
+}
+
+bool layer_follows_object(uint8_t codeBefore, std::span<const uint8_t> unit) {
+  if (codeBefore > syntax::kMpeg4LastObject || unit.empty()) return false;
+  syntax::Mpeg4ObjectLayer layer;
+  return syntax::isMpeg4ObjectLayer(unit[0]) &&
+         syntax::parseMpeg4ObjectLayer(unit.subspan(1), 1, layer);
 }
 
 bool may_precede(video_coding coding, uint8_t code) {
@@ -77,7 +90,7 @@ bool may_precede(video_coding coding, uint8_t code) {
              type == syntax::kHevcPrefixSei;
     }
     case video_coding::mpeg4_part2:
-      return code <= kMpeg4LastLayer || code == kMpeg4VisualObject;
+      return code <= syntax::kMpeg4LastObjectLayer || code == syntax::kMpeg4VisualObject;
     case video_coding::mpeg1:
     case video_coding::mpeg2:
     case video_coding::unknown:

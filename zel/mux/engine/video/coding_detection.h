@@ -15,6 +15,9 @@ inline constexpr int32_t kTellingBytes = 512;
 /// are told apart later; mpeg2 stands for both.
 video_coding coding_told_by(std::span<const uint8_t> unit);
 
+/// Whether an object layer of MPEG-4 part 2 stands right behind an object: streams may begin so.
+bool layer_follows_object(uint8_t codeBefore, std::span<const uint8_t> unit);
+
 /// Units that may stand between the start of an access unit and the one that tells the coding: the
 /// stream's data begin with them.
 bool may_precede(video_coding coding, uint8_t code);

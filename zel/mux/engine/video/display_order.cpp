@@ -57,6 +57,13 @@ void mpeg_display_order::enqueued(unit_queue& units, double framePeriod) {
   if (!pairWhole_) show_anchor(units, last, unit.dts, framePeriod);
 }
 
+void mpeg_display_order::show_newest(unit_queue& units, double delay) {
+  access_unit& unit = units.back();
+  if (unit.timed) return;
+  unit.pts = normalise(unit.dts + delay);
+  unit.timed = true;
+}
+
 void mpeg_display_order::finish(unit_queue& units, double nextDts, double framePeriod) {
   show_anchor(units, units.size(), nextDts, framePeriod);
 }

@@ -22,6 +22,8 @@ class mpeg_display_order {
 
   /// The newest unit of the queue is complete, its DTS is set.
   void enqueued(unit_queue& units, double framePeriod);
+  /// Shows the newest unit that long after it's decoded instead of waiting for the next anchor.
+  void show_newest(unit_queue& units, double delay);
   /// No more units come: what waits gets `nextDts`, the time that one more anchor would have had.
   void finish(unit_queue& units, double nextDts, double framePeriod);
 

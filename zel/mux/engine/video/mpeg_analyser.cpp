@@ -65,7 +65,6 @@ class mpeg_analyser final : public video_analyser {
   void apply_sequence();
   void apply_frame_rate();
   bool shows_at_once() const;
-  void set_fixed_display(access_unit& unit);
 
   // The newest sequence header and its extension; applied at the picture that follows.
   MpegSequenceHeader sequence_;
@@ -286,15 +285,8 @@ void mpeg_analyser::order_units(bool ended) {
     return;
   }
   order_.enqueued(units, video.framePeriod);
-  set_fixed_display(units.back());
-}
-
-// LowLatency doesn't wait for the next anchor.
-void mpeg_analyser::set_fixed_display(access_unit& unit) {
-  if (!state().config->lowLatency || unit.timed) return;
-  const double delay = (state().config->numBFrames + 1) * characteristics().framePeriod;
-  unit.pts = normalise(unit.dts + delay);
-  unit.timed = true;
+  const auto& config = *state().config;
+  if (config.lowLatency) order_.show_newest(units, (config.numBFrames + 1) * video.framePeriod);
 }
 
 // The time code of a group is that of its first picture in display order.

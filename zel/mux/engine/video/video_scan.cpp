@@ -6,6 +6,7 @@
 #include "zel/mux/engine/video/avc_analyser.h"
 #include "zel/mux/engine/video/coding_detection.h"
 #include "zel/mux/engine/video/hevc_analyser.h"
+#include "zel/mux/engine/video/mpeg4_analyser.h"
 #include "zel/mux/engine/video/mpeg_analyser.h"
 #include "zel/mux/engine/video/unit_search.h"
 #include "zel/mux/engine/video/video_analyser.h"
@@ -83,9 +84,12 @@ std::unique_ptr<video_analyser> make_analyser(video_coding coding, video_state& 
       return make_avc_analyser(state);
     case video_coding::hevc:
       return make_hevc_analyser(state);
-    default:
-      return nullptr;
+    case video_coding::mpeg4_part2:
+      return make_mpeg4_analyser(state);
+    case video_coding::unknown:
+      break;
   }
+  return nullptr;
 }
 
 // Where a four-byte start code begins.
@@ -119,7 +123,12 @@ video_coding find_coding(video_state& state, int64_t& start) {
         static_cast<int32_t>(std::min<int64_t>(kTellingBytes, input.end_position() - body));
     if (count <= 0) return video_coding::unknown;
     input.copy(body, unit.data(), count);
-    const video_coding coding = coding_told_by({unit.data(), static_cast<size_t>(count)});
+    const std::span<const uint8_t> seen(unit.data(), static_cast<size_t>(count));
+    video_coding coding = coding_told_by(seen);
+    if (coding == video_coding::unknown && !headers.empty() && headers.back() == prefix - 4 &&
+        layer_follows_object(codes.back(), seen)) {
+      coding = video_coding::mpeg4_part2;
+    }
     if (coding != video_coding::unknown) {
       start = prefix;
       while (!headers.empty() && may_precede(coding, codes.back())) {
