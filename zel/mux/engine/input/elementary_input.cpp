@@ -7,7 +7,7 @@ namespace zel::mux {
 void elementary_input::open(int32_t size, int32_t granularity,
                             std::unique_ptr<stream_source> source) {
   size = std::max(size, 2);
-  storage_ = std::make_unique<uint8_t[]>(static_cast<size_t>(size));
+  storage_ = std::make_unique_for_overwrite<uint8_t[]>(static_cast<size_t>(size));
   reset_cbuf(buffer_, storage_.get(), size);
   readPosition_ = 0;
   source_ = std::move(source);
@@ -71,7 +71,7 @@ bool elementary_input::append(std::span<const uint8_t> bytes) {
 
 void elementary_input::grow(int32_t size) {
   if (size <= buffer_.size) return;
-  auto larger = std::make_unique<uint8_t[]>(static_cast<size_t>(size));
+  auto larger = std::make_unique_for_overwrite<uint8_t[]>(static_cast<size_t>(size));
   const int32_t held = filled();
   const int32_t scanned = cbuf_distance(buffer_, buffer_.read, buffer_.scan);
   cbuf_copy(buffer_, buffer_.read, larger.get(), held);
