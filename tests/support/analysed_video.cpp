@@ -58,6 +58,13 @@ void drain(mux::video_state& state, AnalysedVideo& result) {
     const size_t at = result.bytes.size();
     result.bytes.resize(at + static_cast<size_t>(unit.size));
     state.input.take(result.bytes.data() + at, unit.size);
+    if (unit.dependentSize > 0) {
+      mux::elementary_input& dependent = state.dependentInput;
+      dependent.skip(static_cast<int32_t>(unit.dependentStart - dependent.read_position()));
+      const size_t begin = result.dependentBytes.size();
+      result.dependentBytes.resize(begin + static_cast<size_t>(unit.dependentSize));
+      dependent.take(result.dependentBytes.data() + begin, unit.dependentSize);
+    }
     state.units.pop();
   }
 }

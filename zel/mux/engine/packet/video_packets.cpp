@@ -101,7 +101,18 @@ struct plan {
 };
 
 int32_t remaining(const video_state& state) {
-  return state.units.front().sent_size() - state.cursor.unitSent;
+  return state.units.front().base_size() - state.cursor.unitSent;
+}
+
+int32_t dependent_remaining(const video_state& state) {
+  return state.units.front().dependentSize - state.cursor.dependentSent;
+}
+
+// Once both layers of the front unit are sent, it goes.
+void leave_unit(video_state& state) {
+  if (remaining(state) > 0 || dependent_remaining(state) > 0) return;
+  state.units.pop();
+  state.cursor.unitSent = state.cursor.dependentSent = 0;
 }
 
 bool cut_by_length(const video_state& state) {
@@ -189,7 +200,7 @@ void plan_payload(video_state& state, const tsm_stream& stream, plan& packet) {
     }
     stampedAhead = false;
     left -= 1;
-    const int32_t size = state.units[unfinished].sent_size();
+    const int32_t size = state.units[unfinished].base_size();
     const int32_t piece = std::min<int32_t>(size, room - packet.payload);
     packet.payload += piece;
     if (piece < size) break;
@@ -252,9 +263,7 @@ void copy_payload(video_state& state, uint8_t* to, int32_t count) {
     cursor.unitSent += piece;
     to += piece;
     count -= piece;
-    if (remaining(state) > 0) continue;
-    state.units.pop();
-    cursor.unitSent = 0;
+    leave_unit(state);
   }
 }
 
@@ -282,6 +291,72 @@ void fill_packet(video_state& state, tsm_stream& stream, plan& plan, tsm_packet&
   copy_payload(state, at, plan.payload);
   if (zeros > 0) at[plan.payload] = 0;
   state.model.level += plan.payload;
+}
+
+// Of the packets of a unit in two layers each layer gets as many in a row as its share is larger.
+bool is_dependent_turn(video_state& state) {
+  const int32_t base = remaining(state);
+  const int32_t dependent = dependent_remaining(state);
+  if (dependent <= 0) return false;
+  if (base <= 0) return true;
+  int32_t& turn = state.cursor.layerTurn;  // above 0: of the base layer, below: of the other
+  if (turn == 0) turn = std::max(base / dependent, 1);
+  return turn < 0;
+}
+
+void end_layer_turn(video_state& state, bool dependent) {
+  int32_t& turn = state.cursor.layerTurn;
+  if (dependent) {
+    turn += turn < 0 ? 1 : 0;
+    return;
+  }
+  if (turn > 0 && --turn == 0 && !state.units.empty() && remaining(state) > 0) {
+    turn = -std::max(dependent_remaining(state) / remaining(state), 1);
+  }
+}
+
+// A packet of the second layer, on its own PID. Each access unit's part is a PES packet of its own
+// with the base layer's time stamps.
+void make_dependent_packet(video_state& state, tsm_stream& stream, tsm_packet& packet,
+                           double ticks) {
+  video_cursor& cursor = state.cursor;
+  const access_unit& unit = state.units.front();
+  plan plan;
+  plan.startsPes = cursor.dependentSent == 0;
+  plan.header = kTsHeaderBytes;
+  if (plan.startsPes) {
+    plan.stamped = &unit;
+    plan.pes.streamId = stream.pesId;
+    plan.pes.headerFlags = static_cast<uint8_t>(stream.flags2 >> 1 & 0x0F);
+    plan.pes.unbounded = true;
+    plan.pes.hasPts = true;
+    plan.pes.pts = unit.pts;
+    plan.pes.dts = unit.dts;
+    plan.pes.hasDts = static_cast<int64_t>(unit.pts / 300) != static_cast<int64_t>(unit.dts / 300);
+    plan.header += pes_header_size(plan.pes);
+  }
+  plan.timeOfUnfinished = unit.dts;
+  if (is_withheld(state, stream, plan, ticks)) {
+    packet.make_null();
+    return;
+  }
+  cursor.dependentContinuity = (cursor.dependentContinuity + 1) & 15;
+  put_ts_header(packet.bytes, stream.pmt.layerPid, plan.startsPes, stream.has(kTransportPriority),
+                false, true, cursor.dependentContinuity);
+  plan.payload =
+      std::min(dependent_remaining(state), static_cast<int32_t>(kPacketBytes) - plan.header);
+  add_stuffing(packet, static_cast<int>(kPacketBytes) - plan.header - plan.payload);
+  uint8_t* at = packet.bytes + payload_place(packet);
+  if (plan.startsPes) at += put_pes_header(at, plan.pes);
+  elementary_input& input = state.dependentInput;
+  const int64_t begin = unit.dependentStart + cursor.dependentSent;
+  if (input.read_position() < begin)
+    input.skip(static_cast<int32_t>(begin - input.read_position()));
+  input.take(at, plan.payload);
+  cursor.dependentSent += plan.payload;
+  state.model.level += plan.payload;
+  leave_unit(state);
+  end_layer_turn(state, true);
 }
 
 }  // namespace
@@ -342,6 +417,13 @@ void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& pack
     return;
   }
   append_end_code(state);
+  if (is_dependent_turn(state)) {
+    const unsigned removed = packet.events[0];
+    make_dependent_packet(state, stream, packet, ticks);
+    set_event(packet, removed);
+    stream.step_times();
+    return;
+  }
 
   begin_packet(stream, packet, false);
   set_event(packet, events);
@@ -379,6 +461,7 @@ void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& pack
     withhold(stream, packet);
   } else {
     fill_packet(state, stream, plan, packet);
+    end_layer_turn(state, false);
   }
   stream.step_times();
 }

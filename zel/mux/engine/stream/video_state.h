@@ -19,6 +19,7 @@ struct tsm_time_code;
 namespace zel::mux {
 
 class reporting;
+class layer_splitter;
 
 struct video_time_code {
   uint8_t hours = 0, minutes = 0, seconds = 0, frames = 0;
@@ -57,8 +58,10 @@ struct access_unit {
   uint8_t delimiterBytes = 0;  // in front of the unit
   uint8_t quadBytePad = 0;     // zero bytes before pictureStart
 
-  /// What the decoder receives: the size that the removal event has.
-  int32_t sent_size() const { return size + dependentSize + delimiterBytes + quadBytePad; }
+  /// What goes out on the stream's own PID.
+  int32_t base_size() const { return size + delimiterBytes + quadBytePad; }
+  /// What the decoder receives, of both layers: the size that the removal event has.
+  int32_t sent_size() const { return base_size() + dependentSize; }
 };
 
 inline constexpr size_t kAccessUnits = 649;
@@ -111,7 +114,11 @@ struct video_state : stream_state {
   video_state* firstVideo = nullptr;  // of the program; itself for the first
 
   elementary_input input;
-  elementary_input dependentInput;  // second layer, split off `input` by the analyser
+  // With a second layer: the source of `input` splits `layeredInput`, the second layer's part goes
+  // to `dependentInput`.
+  elementary_input layeredInput;
+  elementary_input dependentInput;
+  layer_splitter* splitter = nullptr;  // owned by `input`
   /// scan_video, or what stands in for it where a stream's units come from elsewhere.
   bool (*scan)(video_state& state) = nullptr;
   bool noEmptyAf = false;  // of the transport level

@@ -66,7 +66,7 @@ class avc_analyser final : public nal_analyser {
     timingBytes_.reserve(kMostTimingBytes);
   }
 
-  bool characteristics_known() const override { return active_ != nullptr && sliceSeen_; }
+  bool characteristics_known() const override { return sliceSeen_; }
 
  protected:
   int32_t bytes_wanted(uint8_t code) const override;
@@ -93,8 +93,8 @@ class avc_analyser final : public nal_analyser {
 
   parameter_store<AvcSps, 32> sps_;
   parameter_store<AvcPps, 256> pps_;
-  uint8_t chromaFormat_ = 1;  // of the newest SPS, for the PPS behind it
-  const AvcSps* active_ = nullptr;
+  uint8_t chromaFormat_ = 1;        // of the newest SPS, for the PPS behind it
+  const AvcSps* active_ = nullptr;  // while no set of its id is sent anew
   uint32_t activeVersion_ = 0;
   bool sliceSeen_ = false;
 
@@ -116,6 +116,7 @@ class avc_analyser final : public nal_analyser {
 
   bool vbvDelaySeen_ = false;
   bool framePackingSeen_ = false;
+  uint8_t profileIdc_ = 0, constraintFlags_ = 0, levelIdc_ = 0;  // for the descriptor
   bool ratesReported_ = false;
   bool levelReported_ = false;
   bool frameRateReported_ = false;
@@ -352,6 +353,9 @@ void avc_analyser::activate(const AvcSps& sps) {
 void avc_analyser::apply_sps(const AvcSps& sps) {
   video_characteristics& video = characteristics();
   video.coding = video_coding::avc;
+  profileIdc_ = sps.profileIdc;
+  constraintFlags_ = sps.constraintFlags;
+  levelIdc_ = sps.levelIdc;
   video.width = static_cast<int32_t>(sps.croppedWidth());
   video.height = static_cast<int32_t>(sps.croppedHeight());
   video.profile = sps.profileIdc;
@@ -413,9 +417,7 @@ void avc_analyser::restart_parsing() {
 }
 
 void avc_analyser::settle_coding() {
-  if (active_ == nullptr) return;
-  add_descriptor(avc_video_descriptor(active_->profileIdc, active_->constraintFlags,
-                                      active_->levelIdc, framePackingSeen_));
+  add_descriptor(avc_video_descriptor(profileIdc_, constraintFlags_, levelIdc_, framePackingSeen_));
   if (!timingTold_) {
     add_descriptor(avc_timing_descriptor(characteristics().framePeriod));
   }

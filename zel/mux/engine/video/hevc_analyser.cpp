@@ -74,7 +74,7 @@ class hevc_analyser final : public nal_analyser {
   parameter_store<HevcVps, 16> vps_;
   parameter_store<HevcSps, 16> sps_;
   parameter_store<HevcPps, 64> pps_;
-  const HevcSps* active_ = nullptr;
+  const HevcSps* active_ = nullptr;  // while no set of its id is sent anew
   uint32_t activeVersion_ = 0;
   bool fieldSequence_ = false;
   bool sliceSeen_ = false;
@@ -85,6 +85,9 @@ class hevc_analyser final : public nal_analyser {
   // Of the open unit, until its first slice tells the SPS.
   std::vector<uint8_t> timingBytes_;
   bool timingSeen_ = false;
+
+  syntax::HevcProfileTierLevel levels_;  // for the descriptor
+  bool subPictureParameters_ = false;
 
   bool vbvDelaySeen_ = false;
   bool ratesReported_ = false;
@@ -279,6 +282,9 @@ void hevc_analyser::activate(const HevcSps& sps) {
 void hevc_analyser::apply_sps(const HevcSps& sps) {
   video_characteristics& video = characteristics();
   video.coding = video_coding::hevc;
+  levels_ = sps.profileTierLevel;
+  const HevcHrd* const hrd = hrd_of(sps);
+  subPictureParameters_ = hrd != nullptr && hrd->subPicParamsPresent;
   video.width = static_cast<int32_t>(sps.croppedWidth());
   video.height = static_cast<int32_t>(sps.croppedHeight());
   video.profile = sps.profileTierLevel.general.idc;
@@ -365,10 +371,7 @@ void hevc_analyser::restart_parsing() {
 }
 
 void hevc_analyser::settle_coding() {
-  if (active_ == nullptr) return;
-  const HevcHrd* const hrd = hrd_of(*active_);
-  add_descriptor(
-      hevc_video_descriptor(active_->profileTierLevel, hrd != nullptr && hrd->subPicParamsPresent));
+  add_descriptor(hevc_video_descriptor(levels_, subPictureParameters_));
   if (!timingTold_) {
     add_descriptor(hevc_timing_descriptor(characteristics().framePeriod));
   }

@@ -1,6 +1,8 @@
 #include "zel/mux/engine/video/open_video.h"
 
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 #include "zel/mux/engine/input/file_source.h"
 #include "zel/mux/engine/input/open_input.h"
@@ -11,6 +13,8 @@
 #include "zel/mux/engine/run/stream_setup.h"
 #include "zel/mux/engine/stream/video_state.h"
 #include "zel/mux/engine/video/describe_video.h"
+#include "zel/mux/engine/video/layer_splitter.h"
+#include "zel/mux/engine/video/second_layer.h"
 #include "zel/mux/engine/video/time_code.h"
 #include "zel/mux/engine/video/vbv_limits.h"
 #include "zel/mux/engine/video/video_messages.h"
@@ -49,6 +53,19 @@ void check_keys(const tsm_video& record, tsm_mux& mux) {
   } else if (numerator && record.frameRate != 0) {
     reports.warn(kRatePairAndCode, record.pid);
   }
+}
+
+bool is_layered(const tsm_video& record) {
+  return record.subStreamType == 1 || record.subStreamType == 2;
+}
+
+void open_layers(video_state& state, int32_t size) {
+  state.dependentInput.open(size, 1, nullptr);
+  auto splitter = std::make_unique<layer_splitter>(state.layeredInput, state.dependentInput);
+  state.splitter = splitter.get();
+  state.input.open(size, Morvalen::Zel::tsm_read_size(), std::move(splitter));
+  // Each layer's part of an access unit is sent before the next begins.
+  state.stream->set(kAligned);
 }
 
 // What asks for access units that begin packets, beyond PESalign and RAI.
@@ -170,7 +187,9 @@ std::unique_ptr<tsm_stream> open_video(const tsm_video& record, const tsm_progra
   request.openError = kVideoOpenFailed;
   request.noFiles = kVideoNoInputFile;
   request.noFilesArgument = int64_t{program.programNumber};
-  if (!open_input(state.input, request, mux.reports)) return nullptr;
+  const bool layered = is_layered(record);
+  if (!open_input(layered ? state.layeredInput : state.input, request, mux.reports)) return nullptr;
+  if (layered) open_layers(state, size);
   return stream;
 }
 
@@ -185,6 +204,7 @@ void start_video(tsm_stream& stream, tsm_mux& mux) {
   }
   if (config.terminate && is_nal_coded(state)) mux.reports.warn(kTerminatesNoAvc, stream.pid());
   if (state.config->rate > 0) state.characteristics.bitRate = state.config->rate;
+  if (state.splitter != nullptr) start_layers(state, stream.has(kCarriesPcr));
   size_input(state, mux);
   describe_video(state, config.autoDescrDisabled ? 0 : config.autoDescrMask);
   set_rate(state);

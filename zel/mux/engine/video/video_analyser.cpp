@@ -6,6 +6,7 @@
 #include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/packet/decoder_limit.h"
 #include "zel/mux/engine/run/reporting.h"
+#include "zel/mux/engine/video/layer_splitter.h"
 #include "zel/mux/engine/video/time_code.h"
 #include "zel/mux/engine/video/unit_search.h"
 #include "zel/mux/engine/video/video_messages.h"
@@ -136,11 +137,20 @@ void video_analyser::end_unit(int64_t end) {
   ++pictures_;
   if (discovering_ || ended_) return;
   unit_.size = static_cast<int32_t>(end - unit_.start);
+  if (state_.splitter != nullptr) {
+    unit_.dependentStart = dependentEnd_;
+    dependentEnd_ = state_.splitter->dependent_end(end);
+    unit_.dependentSize = static_cast<int32_t>(dependentEnd_ - unit_.dependentStart);
+  }
   time_code_of(unit_);
   if (is_cut(unit_)) {
     // What is dropped has to make room, since what comes behind it may be any length away.
     if (state_.units.empty() && state_.input.read_position() < end) {
       state_.input.skip(static_cast<int32_t>(end - state_.input.read_position()));
+      if (state_.splitter != nullptr) {
+        elementary_input& dependent = state_.dependentInput;
+        dependent.skip(static_cast<int32_t>(dependentEnd_ - dependent.read_position()));
+      }
     }
     return;
   }

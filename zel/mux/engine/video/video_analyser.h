@@ -132,6 +132,7 @@ class video_analyser : public video_state::analyser_state {
   std::vector<uint8_t> header_;
 
   access_unit unit_;
+  int64_t dependentEnd_ = 0;  // of the second layer's part of the unit before
   bool open_ = false;
   bool hasPicture_ = false;
   int pictures_ = 0;

@@ -1,5 +1,6 @@
 #include "zel/mux/engine/video/video_descriptors.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -11,6 +12,9 @@ namespace {
 
 constexpr uint8_t kAvcVideo = 0x28;
 constexpr uint8_t kAvcTiming = 0x2A;
+constexpr uint8_t kHierarchy = 0x04;
+constexpr uint8_t kSvcExtension = 0x30;
+constexpr uint8_t kMvcExtension = 0x31;
 constexpr uint8_t kHevcVideo = 0x38;
 constexpr uint8_t kExtension = 0x3F;
 constexpr uint8_t kHevcTimingExtension = 3;
@@ -49,6 +53,15 @@ void put_tick(body& bits, double ticks27M) {
   bits.put(static_cast<uint32_t>(whole ? ticks90k : std::round(ticks27M)), 32);
 }
 
+uint32_t sixteen_bits(double value) {
+  return static_cast<uint32_t>(std::clamp(std::round(value), 0.0, 65'535.0));
+}
+
+void put_rates(body& bits, double bitRate) {
+  bits.put(sixteen_bits(bitRate / 1000), 16);  // average, kbit/s
+  bits.put(sixteen_bits(bitRate / 1000), 16);  // highest
+}
+
 }  // namespace
 
 descriptor_bytes avc_video_descriptor(uint8_t profileIdc, uint8_t constraintFlags, uint8_t levelIdc,
@@ -74,6 +87,56 @@ descriptor_bytes avc_timing_descriptor(double framePeriod) {
   bits.put(0, 2);
   bits.reserved(5);
   return bits.with_tag(kAvcTiming);
+}
+
+descriptor_bytes hierarchy_descriptor(hierarchy type) {
+  const bool base = type == hierarchy::base_layer;
+  body bits;
+  // View, temporal, spatial, quality: a flag of 0 says that the layer adds that.
+  bits.put(type != hierarchy::mvc, 1);
+  bits.put(1, 1);
+  bits.put(type != hierarchy::spatial, 1);
+  bits.put(1, 1);
+  bits.put(static_cast<uint32_t>(type), 4);
+  bits.reserved(2);
+  bits.put(base ? 0 : 1, 6);
+  bits.put(0, 1);
+  bits.reserved(1);
+  bits.put(0, 6);
+  bits.reserved(2);
+  bits.put(base ? 0 : 1, 6);
+  return bits.with_tag(kHierarchy);
+}
+
+descriptor_bytes mvc_extension_descriptor(double bitRate, int viewOrderIndex) {
+  const auto index = static_cast<uint32_t>(viewOrderIndex);
+  body bits;
+  put_rates(bits, bitRate);
+  bits.put(1, 1);  // view_association_not_present
+  bits.put(0, 1);
+  bits.reserved(2);
+  bits.put(index, 10);
+  bits.put(index, 10);
+  bits.put(0, 3);
+  bits.put(7, 3);  // all temporal layers
+  bits.put(0, 2);
+  return bits.with_tag(kMvcExtension);
+}
+
+descriptor_bytes svc_extension_descriptor(const svc_extension& layer) {
+  body bits;
+  bits.put(sixteen_bits(layer.width), 16);
+  bits.put(sixteen_bits(layer.height), 16);
+  bits.put(sixteen_bits(layer.framesPerSecond * 256), 16);
+  put_rates(bits, layer.bitRate);
+  bits.put(layer.dependencyId, 3);
+  bits.reserved(5);
+  bits.put(0, 8);  // one quality layer
+  bits.put(0, 3);
+  bits.put(7, 3);  // all temporal layers
+  bits.put(0, 1);
+  bits.reserved(1);
+  return bits.with_tag(kSvcExtension);
 }
 
 descriptor_bytes hevc_video_descriptor(const syntax::HevcProfileTierLevel& level,

@@ -17,6 +17,20 @@ descriptor_bytes avc_video_descriptor(uint8_t profileIdc, uint8_t constraintFlag
 /// Tag 0x2A, for a stream that doesn't tell its frame rate: the period in 27 MHz ticks.
 descriptor_bytes avc_timing_descriptor(double framePeriod);
 
+/// Tag 0x04: how a layer builds on the one below. The base layer has index 0, the other 1.
+enum class hierarchy : uint8_t { spatial = 1, mvc = 9, base_layer = 15 };
+descriptor_bytes hierarchy_descriptor(hierarchy type);
+/// Tag 0x31, of the view of that order index. Rates in bits per second.
+descriptor_bytes mvc_extension_descriptor(double bitRate, int viewOrderIndex);
+/// Tag 0x30.
+struct svc_extension {
+  int32_t width = 0, height = 0;
+  double framesPerSecond = 0;
+  double bitRate = 0;
+  uint8_t dependencyId = 0;
+};
+descriptor_bytes svc_extension_descriptor(const svc_extension& layer);
+
 /// Tag 0x38.
 descriptor_bytes hevc_video_descriptor(const syntax::HevcProfileTierLevel& level,
                                        bool subPictureParameters);

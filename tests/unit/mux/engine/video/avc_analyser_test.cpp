@@ -422,6 +422,21 @@ TEST(AvcAnalyser, TerminationIsNotForAvc) {
   EXPECT_EQ(video.messages, "W109 ");
 }
 
+// The set that the pictures before used is gone by then.
+TEST(AvcAnalyser, ASetOfTheSameIdMayReplaceTheOneInUse) {
+  AvcBytes stream;
+  stream.sets();
+  stream.group(kPyramid);
+  stream.sps.levelIdc = 40;
+  stream.sets();
+  stream.group(kPyramid);
+  stream.sps.levelIdc = 31;
+  stream.sequenceSet();
+  const AnalysedVideo video = analyseVideo(stream.bytes);
+  EXPECT_EQ(video.units.size(), 18u);
+  EXPECT_EQ(video.pmt.descriptors.at(0), (std::vector<uint8_t>{0x28, 4, 100, 0, 31, 0x3F}));
+}
+
 TEST(AvcAnalyser, AStreamMayEndAnywhere) {
   const AvcBytes stream = timed_stream();
   for (size_t size = 0; size < stream.bytes.size(); size += size < 160 ? 1 : 61) {
