@@ -111,8 +111,8 @@ bool find_reference(const tsm_stream& stream, int pid, int required, tsm_mux& mu
     reference = {each.get(), std::llround(each->framePeriod)};
     return true;
   }
-  if (pid <= 0 && required == 0) {
-    mux.reports.warn(kNoReference, stream.pid());
+  if (pid <= 0 && required <= 0) {
+    if (required != kNoReferenceNeeded) mux.reports.warn(kNoReference, stream.pid());
     return true;
   }
   mux.reports.fatal(pid > 0 ? kReferenceNotFound : required, stream.pid());

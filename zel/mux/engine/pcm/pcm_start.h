@@ -17,8 +17,12 @@ struct pcm_reference {
   int64_t period = 0;                 // 27 MHz ticks
 };
 
+inline constexpr int kNoReferenceNeeded = -1;
+
 /// The video stream of PID `pid` in the program of `stream`; of 0 the program's first. None is
-/// fatal 73 where a PID was asked for, fatal `required` where that isn't 0, else warning 85. A
+/// fatal 73 where a PID was asked for, fatal `required` where that is above 0, nothing with
+/// kNoReferenceNeeded, else warning
+/// 85. A
 /// stream without pictures is fatal 74.
 /// @return false after a fatal message that doesn't stop the run.
 bool find_reference(const tsm_stream& stream, int pid, int required, tsm_mux& mux,

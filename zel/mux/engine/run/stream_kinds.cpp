@@ -1,6 +1,7 @@
 #include "zel/mux/engine/run/stream_kinds.h"
 
 #include "zel/mux/engine/audio/open_audio.h"
+#include "zel/mux/engine/pcm/open_lpcm.h"
 #include "zel/mux/engine/pcm/open_smpte302m.h"
 #include "zel/mux/engine/run/table_stream.h"
 #include "zel/mux/engine/video/open_video.h"
@@ -12,7 +13,7 @@ const stream_kinds kStreamKinds = {
     .video = {open_video, start_video},
     .audio = {open_audio, start_audio},
     .smpte302m = {open_smpte302m, start_smpte302m},
-    .lpcm = {},
+    .lpcm = {open_lpcm, start_lpcm},
     .privateStream = {nullptr, nullptr, 94},
     .scte35 = {nullptr, nullptr, 105},
     .openTable = open_table,

@@ -1,0 +1,210 @@
+#include "zel/mux/engine/pcm/open_lpcm.h"
+
+#include <string>
+#include <utility>
+
+#include "zel/mux/engine/input/file_source.h"
+#include "zel/mux/engine/input/open_input.h"
+#include "zel/mux/engine/input/remultiplexing.h"
+#include "zel/mux/engine/pcm/lpcm_units.h"
+#include "zel/mux/engine/pcm/pcm_packets.h"
+#include "zel/mux/engine/pcm/pcm_start.h"
+
+namespace zel::mux {
+
+namespace {
+
+using Morvalen::Zel::tsm_lpcm;
+
+// Fatal messages.
+constexpr int kOpenError = 34;
+constexpr int kNoRemultiplexing = 94;
+constexpr int kNoChannels = 159;
+constexpr int kNoRate = 160;
+constexpr int kNoDepth = 161;
+constexpr int kHdmvRate = 162;
+constexpr int kHdmvDepth = 163;
+constexpr int kHdmvOdd = 164;
+constexpr int kHdmvTooMany = 165;
+constexpr int kIeeeRate = 166;
+constexpr int kIeeeDepth = 167;
+constexpr int kIeeeTooMany = 168;
+constexpr int kDepthChanged = 169;
+constexpr int kChannelsChanged = 170;
+// Warnings.
+constexpr int kHdmvPid = 150;
+constexpr int kIeeePid = 151;
+constexpr int kDiscarded = 152;
+constexpr int kCorrupted = 153;
+constexpr int kBadOrder = 154;
+constexpr int kOtherOrder = 155;
+
+constexpr uint8_t kHdmvStreamType = 0x80;
+constexpr uint8_t kIeeeStreamType = 0x83;
+constexpr int64_t kDecoderBuffer = 65'024;  // as for SMPTE 302M: no model is published
+
+struct lpcm_state : pcm_state {
+  const tsm_lpcm* record = nullptr;
+  std::unique_ptr<pcm_input> input;  // until the units have it
+  lpcm_form form = lpcm_form::hdmv;
+};
+
+// What raw samples are is told by keys alone. The message about what isn't, or 0.
+int unspecified(const tsm_lpcm& record) {
+  if (record.nChannels <= 0) return kNoChannels;
+  if (record.samplingFrequency <= 0) return kNoRate;
+  return record.wordSize <= 0 ? kNoDepth : 0;
+}
+
+int fault_of_hdmv(const lpcm_layout& layout) {
+  const int rate = layout.sampleRate;
+  if (rate != 48'000 && rate != 96'000 && rate != 192'000) return kHdmvRate;
+  if (layout.bits != 16 && layout.bits != 20 && layout.bits != 24) return kHdmvDepth;
+  if (layout.channels % 2 != 0) return kHdmvOdd;
+  return layout.channels > 8 ? kHdmvTooMany : 0;
+}
+
+int fault_of_ieee1394(const lpcm_layout& layout) {
+  if (layout.sampleRate != 44'100 && layout.sampleRate != 48'000) return kIeeeRate;
+  if (layout.bits != 16) return kIeeeDepth;
+  return layout.channels > 2 ? kIeeeTooMany : 0;
+}
+
+// ChannelRemapping has a digit for each channel: the input's channel, from 1, that goes there.
+void set_order(lpcm_layout& layout, int32_t remapping, int pid, reporting& reports) {
+  layout.order = lpcm_default_order(layout);
+  if (remapping == 0) return;
+  const std::string digits = std::to_string(remapping);
+  if (remapping < 0 || digits.size() > layout.order.size() ||
+      digits.find_first_not_of("12345678") != std::string::npos) {
+    reports.warn(kBadOrder, pid);
+    return;
+  }
+  if (digits.size() != static_cast<size_t>(layout.channels)) {
+    reports.warn(kOtherOrder, pid);
+    return;
+  }
+  auto order = layout.order;
+  unsigned seen = 0;
+  for (size_t i = 0; i < digits.size(); ++i) {
+    order[i] = static_cast<uint8_t>(digits[i] - '1');
+    seen |= 1u << order[i];
+  }
+  if (seen != (1u << layout.channels) - 1) {
+    reports.warn(kBadOrder, pid);
+    return;
+  }
+  layout.order = order;
+}
+
+bool find_layout(lpcm_state& state, tsm_mux& mux, lpcm_layout& layout) {
+  const tsm_lpcm& record = *state.record;
+  const int pid = state.stream->pid();
+  pcm_input& input = *state.input;
+  const bool hdmv = state.form == lpcm_form::hdmv;
+  const wave_messages messages = {kDiscarded, kCorrupted, kDepthChanged, kChannelsChanged,
+                                  hdmv ? kHdmvRate : kIeeeRate};
+  const int told = unspecified(record);
+  // Samples of more than three bytes, or of none, are no raw samples of either form.
+  const bool possible = told == 0 && record.wordSize <= 24 && record.nChannels <= 8;
+  if (possible) {
+    input.set_raw({(record.wordSize + 7) / 8, record.wordSize, true, record.bigEndian, false},
+                  record.nChannels);
+  }
+  input.open(messages, pid, mux.reports);
+  layout.form = state.form;
+  if (input.is_wave()) {
+    const wave_format& wave = input.wave();
+    layout.channels = wave.channels;
+    layout.bits = wave.linear && wave.bytesPerSample <= 4 ? wave.bits : 0;
+    layout.sampleRate = static_cast<int>(wave.sampleRate);
+  } else {
+    if (told != 0) {
+      mux.reports.fatal(told, pid);
+      return false;
+    }
+    layout.channels = record.nChannels;
+    layout.bits = record.wordSize;
+    layout.sampleRate = record.samplingFrequency;
+  }
+  if (record.truncate24To20 && layout.bits == 24) layout.bits = 20;
+  const int fault = hdmv ? fault_of_hdmv(layout) : fault_of_ieee1394(layout);
+  if (fault != 0) {
+    mux.reports.fatal(fault, pid);
+    return false;
+  }
+  layout.assignment = record.channelAssignment > 0
+                          ? static_cast<uint8_t>(record.channelAssignment & 15)
+                          : hdmv_assignment(layout.channels);
+  set_order(layout, record.channelRemapping, pid, mux.reports);
+  return true;
+}
+
+void check_pid(const tsm_stream& stream, lpcm_form form, reporting& reports) {
+  const int pid = stream.pid();
+  if (form == lpcm_form::hdmv && (pid < 0x1100 || pid > 0x111F)) reports.warn(kHdmvPid, pid);
+  if (form == lpcm_form::ieee1394 && (pid < 0x40 || pid > 0x1FFE)) reports.warn(kIeeePid, pid);
+}
+
+bool start(lpcm_state& state, tsm_mux& mux) {
+  tsm_stream& stream = *state.stream;
+  check_pid(stream, state.form, mux.reports);
+  lpcm_layout layout;
+  if (!find_layout(state, mux, layout)) return false;
+  pcm_reference reference;
+  if (!find_reference(stream, state.record->refVideoPid, kNoReferenceNeeded, mux, reference)) {
+    return false;
+  }
+  state.sampleRate = layout.sampleRate;
+  state.units = std::make_unique<lpcm_units>(layout, std::move(state.input));
+  pcm_start_inputs inputs;
+  inputs.record = state.record;
+  inputs.reference = &reference;
+  inputs.unitsPerSecond =
+      static_cast<double>(layout.sampleRate) / static_cast<double>(lpcm_frames(layout));
+  inputs.decoderBuffer = kDecoderBuffer;
+  if (!start_pcm(state, inputs, mux)) return false;
+  stream.pmt.listed = true;
+  if (stream.pmt.streamType == 0) {
+    stream.pmt.streamType = state.form == lpcm_form::hdmv ? kHdmvStreamType : kIeeeStreamType;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::unique_ptr<tsm_stream> open_lpcm(const tsm_lpcm& record, const Morvalen::Zel::tsm_program&,
+                                      Morvalen::Zel::tsm_load_callback load, tsm_mux& mux) {
+  if (is_remultiplexed(record)) {
+    mux.reports.fatal(kNoRemultiplexing, record.pid);
+    return nullptr;
+  }
+  auto stream = std::make_unique<tsm_stream>();
+  auto owned = std::make_unique<lpcm_state>();
+  lpcm_state& state = *owned;
+  state.record = &record;
+  state.stream = stream.get();
+  state.report = &mux.reports;
+  state.form = record.pesLpcmType == 1 ? lpcm_form::ieee1394 : lpcm_form::hdmv;
+  stream->kind = stream_kind::lpcm;
+  stream->makePacket = make_pcm_packet;
+  stream->nextRemoval = next_pcm_removal;
+  stream->state = std::move(owned);
+
+  state.input = std::make_unique<pcm_input>();
+  input_request request;
+  request.record = &record;
+  request.load = load;
+  request.bufferSize = audio_input_size(false, false, Morvalen::Zel::tsm_read_size());
+  request.openError = kOpenError;
+  request.noFiles = kOpenError;
+  if (!open_input(state.input->bytes(), request, mux.reports)) return nullptr;
+  return stream;
+}
+
+void start_lpcm(tsm_stream& stream, tsm_mux& mux) {
+  auto& state = static_cast<lpcm_state&>(*stream.state);
+  if (!start(state, mux)) stream.set(kSourceEnded | kNoMorePackets);
+}
+
+}  // namespace zel::mux
