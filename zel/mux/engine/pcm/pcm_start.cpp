@@ -67,6 +67,15 @@ double at_picture(double pts, const tsm_stream& video) {
   return video.firstPts + pictures * video.framePeriod;
 }
 
+// Sound that would begin before the run does loses its first units, and keeps its place.
+void drop_before(pcm_state& state, double begin, double& pts) {
+  while (pts < begin) {
+    pcm_unit unit;
+    if (state.units->next(state.payload, unit) != pcm_units::result::ready) return;
+    pts += static_cast<double>(unit.frames) * 2.7e7 / state.sampleRate;
+  }
+}
+
 bool set_first_pts(pcm_state& state, const pcm_start_inputs& inputs, const tsm_mux& mux) {
   tsm_stream& stream = *state.stream;
   audio_characteristics sound;
@@ -78,7 +87,8 @@ bool set_first_pts(pcm_state& state, const pcm_start_inputs& inputs, const tsm_m
   if (inputs.phased && inputs.reference->video != nullptr) {
     start.pts = at_picture(start.pts, *inputs.reference->video);
   }
-  state.basePts = normalise(start.pts);
+  drop_before(state, mux.startTime, start.pts);
+  state.basePts = normalise(std::max(start.pts, mux.startTime));
   stream.firstPts = stream.firstDts = state.basePts;
   if (start.holds) {
     stream.holdUntil = time_from_ticks(start.holdUntil);

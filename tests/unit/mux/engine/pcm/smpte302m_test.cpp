@@ -431,6 +431,24 @@ TEST_F(Smpte302m, PhaseSyncBeginsWithAPicture) {
   EXPECT_EQ(stream->firstPts, 6'480'000);
 }
 
+TEST_F(Smpte302m, SoundFromBeforeTheRunIsLeftOutAndTheRestKeepsItsPlace) {
+  addVideo(0x101, 1'080'000, 5'400'000);
+  record->delay = -27'000;  // 300 ms, where the first picture comes after 200
+  const auto samples = randomSamples(2 * 1920 * 10, 24, 26);
+  give(0, bytesOf(samples, 3, 24));
+  ASSERT_NE(start(), nullptr);
+  const auto all = [&] {
+    run();
+    return pesOf(kPid);
+  }();
+  // Three units of 40 ms lie before the run's begin, the last in part.
+  ASSERT_EQ(all.size(), 7u);
+  EXPECT_EQ(all[0].pts, 18'000 - 27'000 + 3 * 3'600);
+  const DataSet set = unpack(all[0].payload);
+  EXPECT_EQ(set.samples,
+            std::vector<int32_t>(samples.begin() + 3 * 2 * 1920, samples.begin() + 4 * 2 * 1920));
+}
+
 TEST_F(Smpte302m, InputsThatArentThere) {
   EXPECT_EQ(start(), nullptr);
   EXPECT_EQ(told, (std::vector<int>{-72}));
