@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/support/analysed_video.h"
+#include "tests/support/engine_run.h"
 #include "tests/unit/mux/engine/video/avc_bytes.h"
 
 namespace zel::mux {
@@ -171,6 +172,52 @@ TEST(SecondLayer, OnlySpatialLayersOfSvc) {
   EXPECT_EQ(video.pmt.layerDescriptors[0][0], 0x30);
   quality.build(0, kQuality, 6);
   EXPECT_EQ(analysed(quality.stream.bytes, 2).messages, "W46 F151 ");
+}
+
+// What the packets of a PID carry, without their PES headers; they have to count on.
+std::vector<uint8_t> payload_of(const std::vector<uint8_t>& packets, int pid, int& pesPackets) {
+  std::vector<uint8_t> found;
+  int counter = -1;
+  for (size_t at = 0; at + 188 <= packets.size(); at += 188) {
+    const uint8_t* const packet = packets.data() + at;
+    if (((packet[1] & 0x1F) << 8 | packet[2]) != pid || (packet[3] & 0x10) == 0) continue;
+    if (counter >= 0) {
+      EXPECT_EQ(packet[3] & 15, (counter + 1) & 15);
+    }
+    counter = packet[3] & 15;
+    size_t begin = 4;
+    if ((packet[3] & 0x20) != 0) begin += 1u + packet[4];
+    if ((packet[1] & 0x40) != 0) {
+      ++pesPackets;
+      EXPECT_EQ(packet[begin + 2], 1);
+      EXPECT_EQ(packet[begin + 7] & 0x80, 0x80) << "a time stamp";
+      begin += 9u + packet[begin + 8];
+    }
+    found.insert(found.end(), packet + begin, packet + 188);
+  }
+  return found;
+}
+
+TEST(SecondLayer, EachLayerGoesOutOnItsPid) {
+  TwoLayers layers;
+  layers.build(2, kView7, 60);
+  test::EngineRun run;
+  auto* const program = run.addProgram();
+  program->pcrPid = 0x1FF;
+  auto* const record = tsm_add_video(program);
+  test::MemoryInput input;
+  input.bytes = layers.stream.bytes;
+  record->user = &input;
+  record->pid = 0x31;
+  record->subStreamType = 1;
+  record->pidAvcss = 0x1A0;
+  record->rate = 2e6;
+  EXPECT_GT(run.multiplex(), 0) << run.texts;
+  int basePes = 0, dependentPes = 0;
+  EXPECT_EQ(payload_of(run.bytes, 0x31, basePes), layers.base);
+  EXPECT_EQ(payload_of(run.bytes, 0x1A0, dependentPes), layers.dependent);
+  EXPECT_EQ(basePes, 60);
+  EXPECT_EQ(dependentPes, 60);
 }
 
 }  // namespace
