@@ -39,8 +39,7 @@ struct FrameArrays {
   AlignedArray<uint16_t> rateTable = MakeAlignedArray<uint16_t>(kMaxMacroblocks * kMaxLevels);
   AlignedArray<uint16_t> chosenLevel = MakeAlignedArray<uint16_t>(kMaxMacroblocks);
   AlignedArray<uint16_t> chosenBits = MakeAlignedArray<uint16_t>(kMaxMacroblocks);
-  /// Place of the last coefficient that isn't 0 at level 0, by block; 0 where all are.
-  AlignedArray<uint8_t> lastCoefficient = MakeAlignedArray<uint8_t>(kMaxMacroblocks * kMaxBlocks);
+  /// The last DC value of each component.
   AlignedArray<uint16_t> dcValues = MakeAlignedArray<uint16_t>(kMaxMacroblocks * 3);
   AlignedArray<uint8_t> levelRange = MakeAlignedArray<uint8_t>(kMaxMacroblocks * 2);
   AlignedArray<uint32_t> mbColorFlag = MakeAlignedArray<uint32_t>(kMaxMacroblocks);
