@@ -94,6 +94,8 @@ class Mux(ZelTest):
                      message="mux: the options: Error parsing parameter value in line:'PID = many'")
         self.misused("mux", "a.mp2", "-o", "a.mp2",
                      message="mux: a.mp2 is the input itself, which it would overwrite; name another file")
+        self.misused("mux", "a.mp2", "--two-pass", "--trace", "t.csv", "-o", "a.ts",
+                     message="mux: --trace tells of one pass; leave --two-pass away")
         self.misused("mux", "--program", "x", "a.mp2", "-o", "a.ts",
                      message="mux: --program is \"x\"; it takes a number from 1 to 65535, or none")
         self.assertEqual(self.get("a.mp2"), mp2(FRAMES))

@@ -49,6 +49,8 @@ void checkOptions(const MuxOptions& options, const Console& console) {
     throw WrongUsage("--config already says what the streams are; leave it or the streams away");
   if (!options.config && options.pieces().empty())
     throw WrongUsage("there is nothing to multiplex: name streams, or a configuration by --config");
+  if (options.twoPass && options.trace)
+    throw WrongUsage("--trace tells of one pass; leave --two-pass away");
   const int onOutput = (options.output == "-" ? 1 : 0) + (options.trace == "-" ? 1 : 0) +
                        (options.saveConfig == "-" ? 1 : 0) + (console.json ? 1 : 0);
   if (onOutput > 1)
