@@ -2,7 +2,13 @@
 # read by CMake and by scripts/ alike. Paths from the include root, one a line.
 set(ZEL_PUBLIC_HEADERS
   zel/base/export.h
+  zel/dnxhd/front_end/avid_codec_interface.h
   zel/dnxhd/front_end/avid_compression.h
+  zel/dnxhd/front_end/avid_dnxhd_api.h
+  zel/dnxhd/front_end/avid_hd_codec_sdk.h
+  zel/dnxhd/front_end/comp_info.h
+  zel/dnxhd/front_end/frame_report.h
+  zel/dnxhd/front_end/uncomp_info.h
   zel/encoder/x265_encoder_api.h
   zel/mux/engine/callbacks.h
   zel/mux/engine/configuration/configuration.h

@@ -4,8 +4,11 @@
 
 #include "zel/dnxhd/bitstream/vcid_table.h"
 
-namespace zel::dnxhd {
+namespace Morvalen::Zel {
 namespace {
+
+using zel::dnxhd::FindEntry;
+using zel::dnxhd::VCIDEntry;
 
 TEST(CompInfo, RowsAgreeWithTheBitStreamsTable) {
   for (const CompInfo& row : kCompInfos) {
@@ -15,8 +18,9 @@ TEST(CompInfo, RowsAgreeWithTheBitStreamsTable) {
     EXPECT_EQ(row.rasterWidth, entry->width) << row.compressionId;
     EXPECT_EQ(row.lines * row.fieldsPerFrame, entry->lines) << row.compressionId;
     EXPECT_EQ(row.depthClass == 2, entry->depth == 10) << row.compressionId;
-    EXPECT_EQ(row.colorClass == kColorClass444, IsRgbFamily(*entry)) << row.compressionId;
-    EXPECT_EQ(row.fieldsPerFrame == 2, IsInterlaced(*entry)) << row.compressionId;
+    EXPECT_EQ(row.colorClass == kColorClass444, zel::dnxhd::IsRgbFamily(*entry))
+        << row.compressionId;
+    EXPECT_EQ(row.fieldsPerFrame == 2, zel::dnxhd::IsInterlaced(*entry)) << row.compressionId;
     EXPECT_EQ(row.maxValue, 2147483647u);
     EXPECT_EQ(row.thirtyTwo, 32u);
   }
@@ -48,4 +52,4 @@ TEST(CompInfo, TestRowsOfTheBitStreamAreNotCoded) {
 }
 
 }  // namespace
-}  // namespace zel::dnxhd
+}  // namespace Morvalen::Zel

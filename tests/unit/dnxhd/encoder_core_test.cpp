@@ -16,6 +16,9 @@
 namespace zel::dnxhd {
 namespace {
 
+using Morvalen::Zel::CompInfo;
+using Morvalen::Zel::kCompInfos;
+
 using test::AlignedBytes;
 using test::DnxhdPlanes;
 using test::DnxhdPlanesSource;

@@ -139,6 +139,7 @@ bool RowReader::ReadMacroblock(Window& window, int16_t* coefficients, Macroblock
   flags.field = fieldFlag_ && window.Take(1) != 0;
   const uint32_t q = window.Take(fieldFlag_ ? 10 : 11);
   flags.color = window.Take(1) != 0;
+  flags.q = static_cast<uint16_t>(q);
   if (Store) SetQuantiser(q);
   for (const BlockPlace& place : PlacesOf(mode_)) {
     const size_t weights = place.component == 0 ? 0 : kBlockCoefficients;
@@ -178,7 +179,7 @@ ResultWord RowReader::ReadRow(std::span<const uint8_t> data, size_t offset, cons
       window.Skip(bitsTaken % 8);
     }
     if (!ReadMacroblock<Store>(window, Store ? out.coefficients + column * macroblock : nullptr,
-                               Store ? out.flags[column] : unused))
+                               out.flags != nullptr ? out.flags[column] : unused))
       return kErrorInHuffmanDecode;
   }
   const size_t bits = beginAt * 8 + window.BitsTaken(begin);
@@ -192,8 +193,9 @@ ResultWord RowReader::Read(std::span<const uint8_t> data, size_t offset, const R
   return ReadRow<true>(data, offset, out, end);
 }
 
-ResultWord RowReader::Check(std::span<const uint8_t> data, size_t offset, size_t& end) {
-  return ReadRow<false>(data, offset, {}, end);
+ResultWord RowReader::Check(std::span<const uint8_t> data, size_t offset, size_t& end,
+                            MacroblockFlags* flags) {
+  return ReadRow<false>(data, offset, {nullptr, flags}, end);
 }
 
 }  // namespace zel::dnxhd

@@ -16,6 +16,7 @@
 namespace zel::dnxhd {
 
 struct MacroblockFlags {
+  uint16_t q;  // the quantiser step
   bool color;  // the bit as it stands; only 4:4:4 uses it
   bool field;  // the blocks hold the lines of one field each; interlaced thin rasters only
 };
@@ -46,8 +47,10 @@ class RowReader {
   /// data, kErrorInMacroblockIndices when the row starts outside of it.
   ResultWord Read(std::span<const uint8_t> data, size_t offset, const RowOutput& out, size_t& end);
 
-  /// The same without any output: whether the codes are whole, and where they end.
-  ResultWord Check(std::span<const uint8_t> data, size_t offset, size_t& end);
+  /// The same without coefficients: whether the codes are whole, and where they end. Macroblocks are
+  /// headed as in `flags`, which may be null.
+  ResultWord Check(std::span<const uint8_t> data, size_t offset, size_t& end,
+                   MacroblockFlags* flags = nullptr);
 
  private:
   struct Window;

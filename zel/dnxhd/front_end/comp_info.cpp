@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <string_view>
 
-namespace zel::dnxhd {
+namespace Morvalen::Zel {
 
 namespace {
 
@@ -109,4 +109,4 @@ const CompInfo* FindCompInfo(uint32_t compressionId) {
   return nullptr;
 }
 
-}  // namespace zel::dnxhd
+}  // namespace Morvalen::Zel

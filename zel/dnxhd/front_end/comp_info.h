@@ -3,16 +3,15 @@
 #include <array>
 #include <cstdint>
 
-// The compressions that the codec codes, as its front end describes them. What the bit stream needs
-// to know of an id stands in VCIDTable.
+#include "zel/base/export.h"
 
-namespace zel::dnxhd {
+namespace Morvalen::Zel {
 
 inline constexpr uint32_t kColorClassYCbCr422 = 8192;
 inline constexpr uint32_t kColorClass444 = 268435456;
 
-/// One row; all words but the two texts are 32 bits wide, and those of a fixed value are carried
-/// along.
+/// One compression that the codec codes. All words but the two texts are 32 bits wide, and those of
+/// a fixed value are carried along. The rows are constants: any thread may read them at any time.
 struct CompInfo {
   uint32_t compressionId;
   char name[256];
@@ -48,9 +47,10 @@ struct CompInfo {
   uint32_t rasterLines;
 };
 
-extern const std::array<CompInfo, 17> kCompInfos;
+/// All of them.
+ZEL_API extern const std::array<CompInfo, 17> kCompInfos;
 
 /// The row of the id, or null.
-const CompInfo* FindCompInfo(uint32_t compressionId);
+ZEL_API const CompInfo* FindCompInfo(uint32_t compressionId);
 
-}  // namespace zel::dnxhd
+}  // namespace Morvalen::Zel
