@@ -5,7 +5,7 @@ import pathlib
 import subprocess
 
 import help_text
-from zel_command import ZEL, ZelTest, mp2, raw, y4m
+from zel_command import ZEL, ZelTest, hd_y4m, mp2, raw, y4m
 
 
 def all_examples():
@@ -26,8 +26,9 @@ class ExampleTest(ZelTest):
 
     def run_examples(self, wanted):
         """Runs the examples whose programs `wanted` accepts; they find a clip, as Y4M and raw,
-        its sound, and a multiplexer configuration."""
+        one in HD, the sound of the first, and a multiplexer configuration."""
         self.put("clip.y4m", y4m(10, "F25:1", 320, 180))
+        self.put("hd.y4m", hd_y4m(4))
         self.put("clip.yuv", raw(10, 320, 180))
         self.put("clip.mp2", mp2(20))
         self.put("mux.cfg", b"Transport*\nRate = 8000000\nProgram1*\n")

@@ -39,6 +39,21 @@ def mp2(frames):
     return (bytes([0xFF, 0xFD, 0x84, 0x00]) + bytes(380)) * frames
 
 
+def hd_frame(index, width=1280, height=720, depth=8):
+    """A planar 4:2:2 frame: a slanted ramp that moves, with little to see in it and quick to make."""
+    def plane(columns, base, span):
+        row = bytes(base + (x + 3 * index) * span // columns % span for x in range(2 * columns))
+        return b"".join(row[y % 64:y % 64 + columns] for y in range(height))
+    frame = plane(width, 40, 160) + plane(width // 2, 100, 50) + plane(width // 2, 90, 70)
+    return frame if depth == 8 else b"".join(bytes((v << 2 & 0xFF, v >> 6)) for v in frame)
+
+
+def hd_y4m(frames, width=1280, height=720, parameters="F25:1 Ip C422", depth=8):
+    """4:2:2 frames of a raster that broadcast codecs take."""
+    header = f"YUV4MPEG2 W{width} H{height} {parameters}\n".encode()
+    return header + b"".join(b"FRAME\n" + hd_frame(i, width, height, depth) for i in range(frames))
+
+
 class Outcome:
     def __init__(self, process):
         self.code = process.returncode

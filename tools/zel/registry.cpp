@@ -5,9 +5,13 @@
 namespace zel::tool {
 
 std::vector<Subcommand> allSubcommands() {
+  // Examples run in this order: what one makes, later ones may read.
   return {
-      configCheckSubcommand(), configKeysSubcommand(), configPrintSubcommand(), formatsSubcommand(),
-      keysSubcommand(),        hevcEncodeSubcommand(), muxSubcommand(),         testsrcSubcommand(),
+      configCheckSubcommand(), configKeysSubcommand(),    configPrintSubcommand(),
+      dnxhdEncodeSubcommand(), dnxhdDecodeSubcommand(),   dnxhdCheckSubcommand(),
+      dnxhdInfoSubcommand(),   dnxhdMetadataSubcommand(), dnxhdIdsSubcommand(),
+      formatsSubcommand(),     keysSubcommand(),          hevcEncodeSubcommand(),
+      muxSubcommand(),         testsrcSubcommand(),
   };
 }
 

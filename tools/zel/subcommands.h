@@ -9,6 +9,12 @@ namespace zel::tool {
 Subcommand configCheckSubcommand();
 Subcommand configKeysSubcommand();
 Subcommand configPrintSubcommand();
+Subcommand dnxhdCheckSubcommand();
+Subcommand dnxhdDecodeSubcommand();
+Subcommand dnxhdEncodeSubcommand();
+Subcommand dnxhdIdsSubcommand();
+Subcommand dnxhdInfoSubcommand();
+Subcommand dnxhdMetadataSubcommand();
 Subcommand formatsSubcommand();
 Subcommand hevcEncodeSubcommand();
 Subcommand keysSubcommand();
