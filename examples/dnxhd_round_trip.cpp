@@ -28,7 +28,7 @@ int main() {
   std::vector<unsigned char> input(kFrameBytes);
   for (size_t i = 0; i < input.size(); ++i) {
     size_t const x = i / 2 % kWidth, y = i / 2 / kWidth;
-    input[i] = i % 2 == 0 ? 128 : static_cast<unsigned char>(16 + (x * x / 64 + 3 * y) % 219);
+    input[i] = i % 2 == 0 ? 128 : static_cast<unsigned char>(16 + (x / 8 + y / 4) % 219);
   }
   std::vector<unsigned char> frame(size_t(codec->GetCompressedBufferSize()));
   uint32_t bytes = 0;

@@ -23,6 +23,12 @@ show "The same under a fixed bit rate and a decoder buffer of one second, as bro
   zel hevc encode clip.y4m -o clip_cbr.hevc --preset fast --rate-control cbr --bitrate 800k --hrd
 show "Video and sound in a transport stream: HEVC and SMPTE 302M, at a rate with room to spare." \
   zel mux clip_cbr.hevc clip.wav --rate 4M -o clip.ts
+show "A second of the same scenes in HD, 4:2:2, as an editor takes them." \
+  zel testsrc --pattern motion --size 1280x720 --rate 25 --chroma 422 --seconds 1 -o hd.y4m
+show "As DNxHD at 220 Mbit/s: every frame takes 458752 bytes." \
+  zel dnxhd encode hd.y4m --id 1251 -o hd.dnxhd
+show "And decoded, to half the size." \
+  zel dnxhd decode hd.dnxhd --resolution half -o hd_half.y4m
 
 if command -v ffmpeg >/dev/null; then
   printf '\nWhat an independent decoder makes of the first one, compared with the clip:\n'
@@ -43,4 +49,6 @@ file clip.wav "its sound" "ffplay $out/clip.wav"
 file clip.hevc "encoded at constant quality" "ffplay -framerate 25 $out/clip.hevc"
 file clip_cbr.hevc "encoded at 800 kbit/s" "ffplay -framerate 25 $out/clip_cbr.hevc"
 file clip.ts "both, as a transport stream" "ffplay $out/clip.ts"
+file hd.dnxhd "a second of HD as DNxHD" "ffplay -f dnxhd $out/hd.dnxhd"
+file hd_half.y4m "the same, decoded to half the size" "ffplay $out/hd_half.y4m"
 file clip.csv "each access unit: times, bytes, type" "column -s, -t $out/clip.csv | less"

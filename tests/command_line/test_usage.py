@@ -15,7 +15,7 @@ class Usage(ZelTest):
     def test_nothing_at_all(self):
         outcome = self.zel()
         self.assertEqual(outcome.code, 2)
-        self.assertRegex(outcome.err, r"^zel: a subcommand is missing: one of config, formats, keys, .*\nTry 'zel --help'\.\n$")
+        self.assertRegex(outcome.err, r"^zel: a subcommand is missing: one of config, dnxhd, formats, keys, .*\nTry 'zel --help'\.\n$")
 
     def test_unknown_subcommand_gets_a_hint(self):
         self.misused("format", message='there is no subcommand "format"; did you mean "formats"?')
