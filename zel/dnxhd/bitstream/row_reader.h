@@ -16,9 +16,11 @@
 namespace zel::dnxhd {
 
 struct MacroblockFlags {
-  uint16_t q;  // the quantiser step
-  bool color;  // the bit as it stands; only 4:4:4 uses it
-  bool field;  // the blocks hold the lines of one field each; interlaced thin rasters only
+  /// The bit as it stands; only 4:4:4 uses it. Set: the components are Y, Cb and Cr; clear: G, B
+  /// and R.
+  bool color;
+  bool field;      // the blocks hold the lines of one field each; interlaced thin rasters only
+  uint16_t q = 0;  // the quantiser step
 };
 
 /// What a row is read into. Coefficients are in raster order of the block, in the scale of the
@@ -47,8 +49,8 @@ class RowReader {
   /// data, kErrorInMacroblockIndices when the row starts outside of it.
   ResultWord Read(std::span<const uint8_t> data, size_t offset, const RowOutput& out, size_t& end);
 
-  /// The same without coefficients: whether the codes are whole, and where they end. Macroblocks are
-  /// headed as in `flags`, which may be null.
+  /// The same without coefficients: whether the codes are whole, and where they end. Macroblocks
+  /// are headed as in `flags`, which may be null.
   ResultWord Check(std::span<const uint8_t> data, size_t offset, size_t& end,
                    MacroblockFlags* flags = nullptr);
 

@@ -109,7 +109,7 @@ ResultWord InputFormatAndFDCTRes::TransformRow(const TransformParameters& parame
     int16_t* const macroblock = samples + column * size;
     int16_t* const out = arrays.coefficients.get() + index * size;
     uint16_t* const rates = arrays.rateTable.get() + index * kMaxLevels;
-    arrays.mbColorFlag[index] = 1;  // as it came: a decoder has nothing to turn back
+    arrays.mbColorFlag[index] = 0;
     arrays.mbFieldFlag[index] = 0;
     if (tables.fieldFlag) SplitFields(macroblock, fieldSamples.data());
     forward(macroblock, blocks);

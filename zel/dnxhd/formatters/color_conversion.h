@@ -55,12 +55,12 @@ class OptColorConversion final : public ColorConversion {
 /// give.
 ///
 /// The components of a macroblock are Y, Cb and Cr, or G, B and R in their places. Macroblocks
-/// whose flag `color` is set in the stream are the latter.
+/// whose flag `color` is clear in the stream are the latter.
 class ColorConversionDCT {
  public:
   virtual ~ColorConversionDCT() = default;
 
-  /// Which macroblocks the two below convert: those whose flag is this. True to begin with.
+  /// Which macroblocks the two below convert: those whose flag is this. False to begin with.
   void SetConverted(bool flagged) { converted_ = flagged; }
 
   /// From G, B and R to Y, Cb and Cr.
@@ -75,7 +75,7 @@ class ColorConversionDCT {
  private:
   const ColorKernels colors_;
   const RgbKernels rgb_;
-  bool converted_ = true;
+  bool converted_ = false;
 };
 
 class BaseColorConversionDCT final : public ColorConversionDCT {

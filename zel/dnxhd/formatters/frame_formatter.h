@@ -40,7 +40,7 @@ class EncodeFormatter {
   /// samples each, row by row, centred on 0: -128 to 127, or -512 to 511 at 10 bits. They are what
   /// TransformKernels::forward takes. It is aligned to 16 bytes.
   ///
-  /// 4:4:4 macroblocks are Y, Cb and Cr, for all of them: they are coded with `mbColorFlag` 1.
+  /// 4:4:4 macroblocks are Y, Cb and Cr, for all of them: they are coded with `mbColorFlag` 0.
   ///
   /// Lines below the picture are filled so that they cost the fewest bits; columns right of it
   /// repeat its last one. A buffer that has one field only gives it for both.

@@ -236,13 +236,13 @@ TEST(Formatter, ForwardTransformsOfBothDepthsReachOneScale) {
   }
 }
 
-TEST(ColorConversionDCT, FlaggedMacroblocksGoThereAndBack) {
+TEST(ColorConversionDCT, MacroblocksWithoutTheFlagGoThereAndBack) {
   std::mt19937_64 random(test::testSeed());
   constexpr size_t kColumns = 9;
   std::vector<int16_t> rgb(kColumns * 12 * 64);
   for (int16_t& sample : rgb) sample = static_cast<int16_t>(random() % 1024 - 512);
   std::vector<MacroblockFlags> flags(kColumns);
-  for (size_t i = 0; i < kColumns; ++i) flags[i].color = i % 3 != 0;
+  for (size_t i = 0; i < kColumns; ++i) flags[i].color = i % 3 == 0;
   const BaseColorConversionDCT base;
   const OptColorConversionDCT opt;
   std::vector<int16_t> a = rgb, b = rgb;
@@ -251,10 +251,10 @@ TEST(ColorConversionDCT, FlaggedMacroblocksGoThereAndBack) {
   ASSERT_EQ(a, b);
   for (size_t i = 0; i < rgb.size(); ++i) {
     const size_t column = i / (12 * 64);
-    if (!flags[column].color) {
+    if (flags[column].color) {
       ASSERT_EQ(a[i], rgb[i]);
     }
-    if (flags[column].color && i / 64 % 6 / 2 == 0) {
+    if (!flags[column].color && i / 64 % 6 / 2 == 0) {
       // Y of G, B and R, in double precision.
       const double green = (rgb[i] + 512) / 1023.0;
       const double blue = (rgb[i + 128] + 512) / 1023.0;
@@ -272,10 +272,10 @@ TEST(ColorConversionDCT, TheSetterTurnsTheFlagsMeaningRound) {
   std::vector<int16_t> blocks(size_t{2} * 12 * 64, 100);
   const std::vector<MacroblockFlags> flags = {{true, false}, {false, false}};
   OptColorConversionDCT conversion;
-  conversion.SetConverted(false);
+  conversion.SetConverted(true);
   conversion.ForwardRow(blocks.data(), flags.data(), 2);
-  EXPECT_EQ(blocks[0], 100);
-  EXPECT_NE(blocks[size_t{12} * 64], 100);
+  EXPECT_NE(blocks[0], 100);
+  EXPECT_EQ(blocks[size_t{12} * 64], 100);
 }
 
 }  // namespace

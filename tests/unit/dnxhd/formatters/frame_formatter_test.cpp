@@ -59,7 +59,7 @@ class Loop {
   Loop(const VCIDEntry& entry, const FrameFormat& in, const FrameFormat& out)
       : entry_(entry),
         geometry_(GeometryOf(entry)),
-        flags_(geometry_.mbCols),
+        flags_(geometry_.mbCols, {true, false}),
         blocks_(geometry_.mbCols * blocksOf(entry) * 64 + 8) {
     EXPECT_EQ(EncodeFormatter::Make(entry, in, encode_), kSuccessful);
     EXPECT_EQ(DecodeFormatter::Make(entry, out, decode_), kSuccessful);
@@ -323,7 +323,7 @@ TEST(FrameFormatter, ScalarAndVectorClassesWriteTheSame) {
           for (int16_t& sample : blocks) {
             if (!wild) sample = static_cast<int16_t>(sample % (1 << (entry.depth - 1)));
           }
-          std::vector<MacroblockFlags> flags(geometry.mbCols);
+          std::vector<MacroblockFlags> flags(geometry.mbCols, {true, false});
           for (MacroblockFlags& flag : flags) flag.color = random() % 4 == 0;
           std::vector<std::vector<uint8_t>> made;
           for (const bool reference : {true, false}) {
@@ -456,7 +456,7 @@ TEST(FrameFormatter, FlatPicturesStayFlatAtEverySize) {
         ASSERT_EQ(DecodeFormatter::Make(entry, format, formatter), kSuccessful);
         Buffer out(entry, format);
         const int scale = entry.depth == 10 ? 4 : 1;
-        std::vector<MacroblockFlags> flags(geometry.mbCols);
+        std::vector<MacroblockFlags> flags(geometry.mbCols, {true, false});
         for (size_t picture = 0; picture < geometry.pictures; ++picture) {
           for (size_t row = 0; row < geometry.mbRows; ++row) {
             std::vector<int16_t> blocks(geometry.mbCols * blocksOf(entry) * 64);
@@ -561,7 +561,7 @@ TEST(FrameFormatter, MacroblocksInRgbLookAsTheOthersDo) {
     constexpr int kGbr[] = {1023, 0, 0};
     blocks[i] = static_cast<int16_t>((rgb ? kGbr : kYCbCr)[component] - 512);
   }
-  for (size_t i = 0; i < 120; ++i) loop.flags()[i].color = i % 2 == 1;
+  for (size_t i = 0; i < 120; ++i) loop.flags()[i].color = i % 2 == 0;
   loop.write(blocks.data(), 0, 3, out.frame());
   const uint8_t* const pixel = out.bytes().data() + size_t{48} * 7680;
   for (size_t i = 0; i < size_t{16} * 7680; i += 4) {
