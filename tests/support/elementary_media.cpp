@@ -21,6 +21,9 @@ namespace {
 // Without HRD parameters the level's rate is what there is.
 constexpr const char* kNoRate = "didn't indicate bit rate; used maximum rate";
 
+// A stream without fixed_vop_rate and VBV parameters tells neither its frame rate nor its bit rate.
+constexpr const char* kFrameRate = "FrameRate = 25\nRate = 1500000\n";
+
 constexpr ElementaryMedia kMedia[] = {
     {"mpeg1", "ffmpeg",
      PICTURES "-c:v mpeg1video -b:v 1M -maxrate 1M -bufsize 320k -bf 2 -f mpeg1video {out}",
@@ -28,6 +31,13 @@ constexpr ElementaryMedia kMedia[] = {
     {"mpeg2_no_b", "ffmpeg", MPEG2 "-bf 0 {out}", "Video"},
     {"mpeg2_b", "ffmpeg", MPEG2 "-bf 2 {out}", "Video"},
     {"mpeg2_interlaced", "ffmpeg", MPEG2 "-bf 2 -flags +ildct+ilme -top 1 {out}", "Video"},
+    {"mpeg4", "ffmpeg",
+     PICTURES "-c:v mpeg4 -profile:v 15 -level:v 5 -b:v 1M -maxrate 1M -bufsize 500k -f m4v {out}",
+     "Video", "", kFrameRate},
+    {"mpeg4_b", "ffmpeg",
+     PICTURES
+     "-c:v mpeg4 -profile:v 15 -level:v 5 -b:v 1M -maxrate 1M -bufsize 500k -bf 2 -f m4v {out}",
+     "Video", "", kFrameRate},
     {"avc_no_b", "x264",
      "--quiet --aud --bframes 0 --preset veryfast --bitrate 1000 --vbv-maxrate 1200 --vbv-bufsize "
      "1000 -o {out} {in}",

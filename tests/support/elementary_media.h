@@ -17,6 +17,7 @@ struct ElementaryMedia {
   const char* arguments;
   const char* section;       ///< of a configuration: "Video"
   const char* warning = "";  ///< what the multiplexer has to say of it, of its message
+  const char* keys = "";     ///< lines that its section needs
 };
 
 /// Every kind that these encoders write.

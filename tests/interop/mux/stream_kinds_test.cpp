@@ -32,9 +32,9 @@ std::string mediaFile(const ElementaryMedia& media) {
   return made[media.name] = makeElementaryMedia(media, mediaFolder().file(""), kSeconds);
 }
 
-std::string textOf(const std::string& video, const std::string& audio) {
+std::string textOf(const std::string& video, const std::string& keys, const std::string& audio) {
   std::string text = "Transport*\nRate = 10000000\nProgram1*\n";
-  if (!video.empty()) text += "Video1$\nPID = 0x101\nFile = " + video + "\n";
+  if (!video.empty()) text += "Video1$\nPID = 0x101\nFile = " + video + "\n" + keys;
   if (!audio.empty()) text += "Audio1$\nPID = 0x102\nFile = " + audio + "\n";
   return text;
 }
@@ -49,8 +49,8 @@ class StreamKinds : public testing::TestWithParam<ElementaryMedia> {
     // The other half of the programme: video carries the clock.
     const ElementaryMedia& other = *findElementaryMedia(isVideo_ ? "mp2" : "mpeg2_b");
     const std::string companion = mediaFile(other);
-    multiplexed_ = isVideo_ ? multiplexText(textOf(source_, companion))
-                            : multiplexText(textOf(companion, source_));
+    multiplexed_ = isVideo_ ? multiplexText(textOf(source_, media.keys, companion))
+                            : multiplexText(textOf(companion, "", source_));
     ASSERT_TRUE(multiplexed_.result.done) << multiplexed_.said();
     ASSERT_FALSE(multiplexed_.bytes.empty());
   }
