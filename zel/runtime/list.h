@@ -17,8 +17,11 @@ class CByteArray;
 
 // When a list's IndexOf takes two items for equal. Null equals null. Declared here for the types
 // that compare by contents, so that no list of them can be compiled without seeing it.
-ZEL_API bool ItemsEqual(CString const* a, CString const* b);        // exact wide forms
-ZEL_API bool ItemsEqual(CByteArray const* a, CByteArray const* b);  // same object or same bytes
+
+/// Strings are equal when their wide forms are, exactly.
+ZEL_API bool ItemsEqual(CString const* a, CString const* b);
+/// Byte arrays are equal when they are one object or hold the same bytes.
+ZEL_API bool ItemsEqual(CByteArray const* a, CByteArray const* b);
 /// Everything else has its identity only.
 template <class T>
 bool ItemsEqual(T const* a, T const* b) {

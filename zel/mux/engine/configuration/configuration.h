@@ -66,6 +66,8 @@ struct tsm_stream_record {
   TarnArray privateDataFile;  ///< at most one byte string: PESPrivateDataFile
 };
 
+/// A video stream: MPEG-1, MPEG-2, MPEG-4 part 2, AVC or HEVC. The keys are those of its section;
+/// the key reference tells each.
 struct tsm_video : tsm_stream_record {
   bool auInfo, padSmallAu, insertAvcAud, quadByte, insertSec, strictVbv, notLowDelay, ignorePoc;
   bool frameRateTolerant, pcrGop, startSeqHdr, createDtvcc;
@@ -81,16 +83,19 @@ struct tsm_video : tsm_stream_record {
   tsm_time_code ccTimeOffset, ccTimeOffset12, ccTimeOffset34;
 };
 
+/// An audio stream: MPEG audio, AAC in ADTS or LATM, AC-3, E-AC-3 or DTS.
 struct tsm_audio : tsm_stream_record {
   bool atscBuf, dvbBuf, bdBuf, clBuf, a52Y2012Buf, transitionCleanUp;
   int32_t skipFrames;
 };
 
+/// Transport packets that come ready made and go out at a set rate.
 struct tsm_data : tsm_stream_record {
   int32_t bufSize;
   bool repeat, fixCc, changePid, createPmtEntry;
 };
 
+/// Sections that go out at set intervals (ISO/IEC 13818-1, 2.4.4).
 struct tsm_table : tsm_stream_record {
   int32_t tbSize, streamStop;
   double tablesPerSecond, tbDrainRate;
@@ -103,6 +108,7 @@ inline constexpr int tsm_channels = 8;
 inline constexpr int tsm_channel_pairs = 4;
 inline constexpr int tsm_channel_status_size = 24;
 
+/// PCM in AES3 form after SMPTE ST 302.
 struct tsm_smpte302m : tsm_stream_record {
   int32_t refVideoPid, channelId, bytesPerWord;
   int32_t wordSize;  ///< 16, 20 or 24
@@ -118,12 +124,14 @@ struct tsm_smpte302m : tsm_stream_record {
   void* pairUser[tsm_channel_pairs];       ///< user values of the pairs' inputs, instead of `user`
 };
 
+/// PCM in a private stream, as discs carry it.
 struct tsm_lpcm : tsm_stream_record {
   int32_t pesLpcmType, channelAssignment, channelRemapping, samplingFrequency, nChannels, wordSize;
   bool truncate24To20, bigEndian;
   int32_t refVideoPid;
 };
 
+/// PES packets of a private stream from a list of them.
 struct tsm_private_stream : tsm_stream_record {
   double timestampRatio;
   int32_t pesForceHdrLen, frameSize, dbDrainRate, heartbeat, advanceTime;
@@ -134,6 +142,7 @@ struct tsm_private_stream : tsm_stream_record {
   tsm_time_code timeOffset;
 };
 
+/// Splice information after ANSI/SCTE 35.
 struct tsm_scte35 : tsm_stream_record {
   bool syncVideoTc, adjustStart, noVideoBase;
   int32_t heartbeat;
@@ -213,18 +222,32 @@ ZEL_API void tsm_config_free(tsm_config* config) noexcept;
 /// @return the program, or null when memory is short.
 ZEL_API tsm_program* tsm_add_program(tsm_config* config) noexcept;
 
-// Each takes the first free slot and gives a record with its defaults, or null when all slots are
-// taken or memory is short.
+/// @name Adding streams
+/// Each takes the first free slot and gives a record with its defaults, which the configuration
+/// owns; null when all slots are taken or memory is short. Those that take the configuration add a
+/// stream of no program.
+/// @{
+/// Adds a video stream.
 ZEL_API tsm_video* tsm_add_video(tsm_program* program) noexcept;
+/// Adds an audio stream.
 ZEL_API tsm_audio* tsm_add_audio(tsm_program* program) noexcept;
+/// Adds a stream of ready made packets.
 ZEL_API tsm_data* tsm_add_data(tsm_program* program) noexcept;
-ZEL_API tsm_data* tsm_add_data(tsm_config* config) noexcept;  ///< a stream of no program
+/// Adds a stream of ready made packets that belongs to no program.
+ZEL_API tsm_data* tsm_add_data(tsm_config* config) noexcept;
+/// Adds a stream of sections.
 ZEL_API tsm_table* tsm_add_table(tsm_program* program) noexcept;
-ZEL_API tsm_table* tsm_add_table(tsm_config* config) noexcept;  ///< a stream of no program
+/// Adds a stream of sections that belongs to no program.
+ZEL_API tsm_table* tsm_add_table(tsm_config* config) noexcept;
+/// Adds PCM in AES3 form.
 ZEL_API tsm_smpte302m* tsm_add_smpte302m(tsm_program* program) noexcept;
+/// Adds PCM in a private stream.
 ZEL_API tsm_lpcm* tsm_add_lpcm(tsm_program* program) noexcept;
+/// Adds a private stream of PES packets.
 ZEL_API tsm_private_stream* tsm_add_private_stream(tsm_program* program) noexcept;
+/// Adds splice information.
 ZEL_API tsm_scte35* tsm_add_scte35(tsm_program* program) noexcept;
+/// @}
 
 /// Told once a message of the reader. `severity` is 1 for an error and 0 for a warning; `text` is
 /// borrowed for the call; `reserved` is 0.

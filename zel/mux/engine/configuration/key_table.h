@@ -59,6 +59,7 @@ struct tsm_config_key {
   std::string_view writtenName = {};   ///< where it differs
   std::string_view numberedName = {};  ///< of files: the key before the number
 
+  /// The name that the writer uses.
   constexpr std::string_view name_written() const {
     return writtenName.empty() ? name : writtenName;
   }
