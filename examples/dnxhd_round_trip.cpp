@@ -26,9 +26,12 @@ int main() {
   codec->SetCompressionId(1252);  // 720 lines, 8 bits, 145 Mbit/s at 60 frames a second
 
   std::vector<unsigned char> input(kFrameBytes);
+  uint32_t grain = 1;
   for (size_t i = 0; i < input.size(); ++i) {
     size_t const x = i / 2 % kWidth, y = i / 2 / kWidth;
-    input[i] = i % 2 == 0 ? 128 : static_cast<unsigned char>(16 + (x / 8 + y / 4) % 219);
+    grain = grain * 1664525 + 1013904223;
+    input[i] =
+        i % 2 == 0 ? 128 : static_cast<unsigned char>(16 + (x / 8 + y / 4) % 200 + (grain >> 28));
   }
   std::vector<unsigned char> frame(size_t(codec->GetCompressedBufferSize()));
   uint32_t bytes = 0;
