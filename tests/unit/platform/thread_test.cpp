@@ -92,8 +92,8 @@ TEST(Thread, LoweringAPriorityIsTheThreadsOwnAffair) {
 }
 
 TEST(Thread, ARefusedPriorityIsTold) {
-  Thread thread;
   Event go(Event::Kind::manualReset);
+  Thread thread;
   ASSERT_TRUE(thread.start([&go] { go.wait(); }));
   {
     const test::FailingPriority failing;

@@ -51,6 +51,7 @@ int32_t JobListMgr::AddHandlers(IJobHandler* const* handlers, size_t count) {
 
 void JobListMgr::RemoveJobs(uint32_t id) {
   std::erase_if(jobs_, [id](const CodecJob* job) { return job->id == id; });
+  next_ = 0;
 }
 
 void JobListMgr::RemoveHandlers(uint32_t id) {
@@ -62,6 +63,7 @@ void JobListMgr::RemoveHandlers(uint32_t id) {
 
 void JobListMgr::ClearJobs() {
   jobs_.clear();
+  next_ = 0;
 }
 
 // Handlers that the list no longer knows must not be handed out either.
@@ -81,6 +83,7 @@ void JobListMgr::ResetJobs() {
     if (job->status != kJobReady) job->status = kJobReady;
     job->error = kSuccessful;
   }
+  next_ = 0;
   busyHandlers_.clear();
   freeHandlers_.assign(handlers_.begin(), handlers_.end());
 }
@@ -96,12 +99,16 @@ int32_t JobListMgr::GetNextJob(CodecJob*& job, IJobHandler*& handler) {
     lastError_ = kNoHandler;
     return 0;
   }
+  // The jobs before the next one are the workers' now, and their statuses too.
+  const auto unseen = std::span(jobs_).subspan(next_);
   const auto ready =
-      std::ranges::find_if(jobs_, [](const CodecJob* each) { return each->status == kJobReady; });
-  if (ready == jobs_.end()) {
+      std::ranges::find_if(unseen, [](const CodecJob* each) { return each->status == kJobReady; });
+  if (ready == unseen.end()) {
+    next_ = 0;  // the run is over
     lastError_ = kNoJob;
     return 1;
   }
+  next_ += static_cast<size_t>(ready - unseen.begin()) + 1;
   job = *ready;
   job->status = kJobRunning;
   if (freeHandlers_.empty()) {

@@ -73,6 +73,7 @@ class JobListMgr : public IJobMgr {
   // Both have room for all handlers from when these are added: a frame allocates nothing.
   std::vector<IJobHandler*> freeHandlers_;
   std::vector<IJobHandler*> busyHandlers_;
+  size_t next_ = 0;  // jobs before this one have been given out since ResetJobs, or weren't ready
   size_t jobCount_ = 0;  // added, in all
   size_t handlerCount_ = 0;
   int32_t lastError_ = kNoHandler;

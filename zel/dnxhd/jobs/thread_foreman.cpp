@@ -161,8 +161,8 @@ bool ThreadForeman::StartJob(size_t worker, CodecJob* job, IJobHandler* handler)
     slot = slots_[worker].get();
     slot->job = job;
     slot->handler = handler;
-    slot->doneEvent = doneEvents_[worker].get();
-    slot->index = static_cast<int32_t>(worker);
+    // Its event and its number are there from the start: a worker that is free may not have
+    // signalled yet.
   }
   given_[worker] = kNothing;
   if (handler->Prepare(job) != 0) {
