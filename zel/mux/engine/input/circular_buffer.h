@@ -55,6 +55,7 @@ inline int32_t cbuf_straight(const cbuf& buffer, const uint8_t* at, int32_t coun
 }
 /// Copies `count` bytes from `at` on, in at most two spans.
 inline void cbuf_copy(const cbuf& buffer, const uint8_t* at, uint8_t* to, int32_t count) {
+  if (count <= 0) return;  // `to` may be null then
   const int32_t first = cbuf_straight(buffer, at, count);
   std::memcpy(to, at, static_cast<size_t>(first));
   if (count > first) std::memcpy(to + first, buffer.start, static_cast<size_t>(count - first));
