@@ -7,7 +7,7 @@
 #include "tools/zel/dnxhd/compressed_input.h"
 #include "tools/zel/dnxhd/frame_range.h"
 #include "tools/zel/failure.h"
-#include "tools/zel/hevc/picture_input.h"
+#include "tools/zel/input_path.h"
 #include "tools/zel/subcommands.h"
 #include "zel/dnxhd/front_end/avid_compression.h"
 #include "zel/dnxhd/front_end/frame_report.h"

@@ -10,6 +10,7 @@
 #include "tools/zel/hevc/property_argument.h"
 #include "tools/zel/hevc/rate_control.h"
 #include "tools/zel/hevc/timing_file.h"
+#include "tools/zel/input_path.h"
 #include "tools/zel/output_file.h"
 #include "tools/zel/progress.h"
 #include "tools/zel/subcommands.h"
@@ -286,8 +287,8 @@ void encodeAll(const HevcEncodeOptions& options, PictureInput& input, std::span<
                EncodeRun& encodeRun, Progress& progress, Console& console) {
   const auto wanted =
       static_cast<uint64_t>(options.frames.value_or(std::numeric_limits<int64_t>::max()));
-  ReadResult result = ReadResult::kPicture;
-  while (result == ReadResult::kPicture) {
+  ReadResult result = ReadResult::kFrame;
+  while (result == ReadResult::kFrame) {
     encodeRun.encode(picture);
     progress.update(encodeRun.accessUnitsOut());
     if (encodeRun.picturesIn() == wanted) break;
@@ -299,7 +300,7 @@ void encodeAll(const HevcEncodeOptions& options, PictureInput& input, std::span<
 
 void readFirst(const std::string& name, PictureInput& input, std::span<uint8_t> picture) {
   switch (input.read(picture)) {
-    case ReadResult::kPicture:
+    case ReadResult::kFrame:
       return;
     case ReadResult::kEnd:
       throw Failure(name + " has no frames");

@@ -1,15 +1,12 @@
 #include "tools/zel/dnxhd/compressed_input.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <new>
 
 #include <fmt/format.h>
 
 #include "tools/zel/failure.h"
-#include "tools/zel/hevc/picture_input.h"
+#include "tools/zel/input_path.h"
 #include "zel/dnxhd/front_end/frame_report.h"
 
 namespace zel::tool {
@@ -64,10 +61,8 @@ CompressedInput::Read CompressedInput::next() {
 }
 
 std::optional<uint64_t> CompressedInput::frameCount() const {
-  struct stat status {};
-  const int result = path_ == "-" ? fstat(STDIN_FILENO, &status) : stat(path_.c_str(), &status);
-  if (result != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
-  return static_cast<uint64_t>(status.st_size) / frameBytes_;
+  const auto bytes = regularFileSize(path_);
+  return bytes ? std::optional(*bytes / frameBytes_) : std::nullopt;
 }
 
 }  // namespace zel::tool

@@ -9,6 +9,7 @@
 
 #include "tools/zel/dnxhd/frame_range.h"
 #include "tools/zel/media/byte_stream.h"
+#include "tools/zel/read_result.h"
 
 namespace zel::tool {
 
@@ -30,7 +31,7 @@ class FrameBuffer {
 /// A file of DNxHD frames, one behind the other. All have the size of the first one's id.
 class CompressedInput {
  public:
-  enum class Read : uint8_t { kFrame, kEnd, kCutShort };
+  using Read = ReadResult;
 
   /// Opens `path`, "-" for standard input, and reads the first header. Throws Failure for what
   /// can't be opened or doesn't begin with a DNxHD frame.

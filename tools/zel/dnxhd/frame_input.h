@@ -9,13 +9,14 @@
 #include "tools/zel/dnxhd/frame_form.h"
 #include "tools/zel/media/y4m_format.h"
 #include "tools/zel/option_values.h"
+#include "tools/zel/read_result.h"
 
 namespace zel::tool {
 
 /// Uncompressed frames of one form, front to back.
 class FrameInput {
  public:
-  enum class Read : uint8_t { kFrame, kEnd, kCutShort };
+  using Read = ReadResult;
 
   virtual ~FrameInput() = default;
 

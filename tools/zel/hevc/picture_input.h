@@ -9,6 +9,7 @@
 
 #include "tools/zel/media/y4m_format.h"
 #include "tools/zel/option_values.h"
+#include "tools/zel/read_result.h"
 
 namespace zel::tool {
 
@@ -23,12 +24,6 @@ struct PictureFormat {
   std::string chroma;  // the Y4M tag: "420jpeg"; empty for raw pictures
 
   size_t frameBytes() const { return size_t{width} * height * 3 / 2; }
-};
-
-enum class ReadResult : uint8_t {
-  kPicture,
-  kEnd,
-  kCutShort,  // the input ends in the midst of a picture
 };
 
 /// Planar 8-bit 4:2:0 pictures of even size, from a Y4M stream or from raw bytes.
@@ -56,8 +51,5 @@ class PictureInput {
 /// beside a Y4M stream.
 std::unique_ptr<PictureInput> openPictures(const std::string& path,
                                            std::optional<PictureSize> size);
-
-/// `path` for messages: "standard input" for "-".
-std::string inputName(const std::string& path);
 
 }  // namespace zel::tool

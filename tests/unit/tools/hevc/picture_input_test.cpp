@@ -29,7 +29,7 @@ class PictureInputTest : public ::testing::Test {
     try {
       const auto input = open(bytes, size);
       std::vector<uint8_t> picture(input->format().frameBytes());
-      while (input->read(picture) == ReadResult::kPicture) {
+      while (input->read(picture) == ReadResult::kFrame) {
       }
     } catch (const std::runtime_error& error) {
       std::string text = error.what();
@@ -62,9 +62,9 @@ TEST_F(PictureInputTest, Y4mGivesItsPictures) {
   const auto input = open(y4m(" F25:1", "FRAME\n" + frame('a') + "FRAME Xfoo\n" + frame('b')));
   std::vector<uint8_t> picture(kFrameBytes);
   EXPECT_EQ(input->pictureCount(), 2u);
-  EXPECT_EQ(input->read(picture), ReadResult::kPicture);
+  EXPECT_EQ(input->read(picture), ReadResult::kFrame);
   EXPECT_EQ(picture[0], 'a');
-  EXPECT_EQ(input->read(picture), ReadResult::kPicture);
+  EXPECT_EQ(input->read(picture), ReadResult::kFrame);
   EXPECT_EQ(picture[kFrameBytes - 1], 'b');
   EXPECT_EQ(input->read(picture), ReadResult::kEnd);
 }
@@ -97,7 +97,7 @@ TEST_F(PictureInputTest, AnEndInTheMidstIsNoDamage) {
   for (const std::string& end :
        {std::string("F"), std::string("FRAME"), "FRAME\n" + frame('b').substr(1)}) {
     const auto input = open(y4m(" F25:1", "FRAME\n" + frame('a') + end));
-    EXPECT_EQ(input->read(picture), ReadResult::kPicture);
+    EXPECT_EQ(input->read(picture), ReadResult::kFrame);
     EXPECT_EQ(input->read(picture), ReadResult::kCutShort) << end.size();
   }
 }
@@ -117,8 +117,8 @@ TEST_F(PictureInputTest, RawPicturesHaveTheSizeGiven) {
   std::vector<uint8_t> picture(kFrameBytes);
   EXPECT_STREQ(input->container(), "raw");
   EXPECT_EQ(input->pictureCount(), 2u);
-  EXPECT_EQ(input->read(picture), ReadResult::kPicture);
-  EXPECT_EQ(input->read(picture), ReadResult::kPicture);
+  EXPECT_EQ(input->read(picture), ReadResult::kFrame);
+  EXPECT_EQ(input->read(picture), ReadResult::kFrame);
   EXPECT_EQ(picture[0], 'b');
   EXPECT_EQ(input->read(picture), ReadResult::kCutShort);
   EXPECT_FALSE(input->format().rate.known());
