@@ -5,6 +5,8 @@
 #include <span>
 #include <vector>
 
+#include "zel/syntax/vui_description.h"
+
 /// The parameter sets of AVC: ITU-T H.264, 7.3.2 and Annex E. All parsers here take the RBSP: what
 /// follows the NAL unit header, without emulation prevention bytes. They give false for a value
 /// outside the standard's range and where the bytes end early; then the record is not to be used.
@@ -49,23 +51,7 @@ struct AvcTiming {
   bool operator==(const AvcTiming&) const = default;
 };
 
-struct AvcVui {
-  bool aspectRatioInfoPresent = false;
-  uint8_t aspectRatioIdc = 0;
-  uint16_t sarWidth = 0;
-  uint16_t sarHeight = 0;
-  bool overscanInfoPresent = false;
-  bool overscanAppropriate = false;
-  bool videoSignalTypePresent = false;
-  uint8_t videoFormat = 5;
-  bool videoFullRange = false;
-  bool colourDescriptionPresent = false;
-  uint8_t colourPrimaries = 2;
-  uint8_t transferCharacteristics = 2;
-  uint8_t matrixCoefficients = 2;
-  bool chromaLocInfoPresent = false;
-  uint8_t chromaSampleLocTypeTop = 0;
-  uint8_t chromaSampleLocTypeBottom = 0;
+struct AvcVui : VuiDescription {
   AvcTiming timing;
   bool nalHrdPresent = false;
   AvcHrd nalHrd;

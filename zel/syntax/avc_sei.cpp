@@ -30,39 +30,12 @@ void readInitialDelays(BitReader& bits, const AvcHrd& hrd,
   }
 }
 
-void readFullTime(BitReader& bits, AvcClockTimestamp& clock) {
-  clock.secondsPresent = clock.minutesPresent = clock.hoursPresent = true;
-  clock.seconds = read8(bits, 6);
-  clock.minutes = read8(bits, 6);
-  clock.hours = read8(bits, 5);
-}
-
-void readPartialTime(BitReader& bits, AvcClockTimestamp& clock) {
-  clock.secondsPresent = bits.readFlag();
-  if (!clock.secondsPresent) return;
-  clock.seconds = read8(bits, 6);
-  clock.minutesPresent = bits.readFlag();
-  if (!clock.minutesPresent) return;
-  clock.minutes = read8(bits, 6);
-  clock.hoursPresent = bits.readFlag();
-  if (clock.hoursPresent) clock.hours = read8(bits, 5);
-}
-
-void readClockTimestamp(BitReader& bits, int timeOffsetLength, AvcClockTimestamp& clock) {
+void readClock(BitReader& bits, int timeOffsetLength, ClockTimestamp& clock) {
+  constexpr int kFrameBits = 8;
   clock.present = bits.readFlag();
   if (!clock.present) return;
   clock.ctType = read8(bits, 2);
-  clock.nuitFieldBased = bits.readFlag();
-  clock.countingType = read8(bits, 5);
-  clock.fullTimestamp = bits.readFlag();
-  clock.discontinuity = bits.readFlag();
-  clock.cntDropped = bits.readFlag();
-  clock.frames = read8(bits, 8);
-  if (clock.fullTimestamp) {
-    readFullTime(bits, clock);
-  } else {
-    readPartialTime(bits, clock);
-  }
+  readClockTime(bits, kFrameBits, clock);
   if (timeOffsetLength > 0) clock.timeOffset = bits.readSigned(timeOffsetLength);
 }
 
@@ -109,7 +82,7 @@ bool parseAvcPicTiming(std::span<const uint8_t> payload, const AvcSps& sps, AvcP
     timing.numClockTimestamps = static_cast<uint8_t>(avcClockTimestamps(timing.picStruct));
     const int length = timing.delaysPresent ? sps.lengths().timeOffsetLength : 24;
     for (size_t i = 0; i < timing.numClockTimestamps; ++i) {
-      readClockTimestamp(bits, length, timing.clock[i]);
+      readClock(bits, length, timing.clock[i]);
     }
   }
   return !bits.failed();

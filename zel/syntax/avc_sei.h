@@ -5,18 +5,15 @@
 #include <span>
 
 #include "zel/syntax/avc_parameter_sets.h"
+#include "zel/syntax/clock_timestamp.h"
 
 /// The SEI messages of AVC that tell time: ITU-T H.264, Annex D. The payloads come from
 /// SeiMessages; each parser gives false where they end early or hold what can't be.
 
 namespace zel::syntax {
 
+/// Beside those of SeiType.
 enum AvcSeiType : uint32_t {
-  kAvcSeiBufferingPeriod = 0,
-  kAvcSeiPicTiming = 1,
-  kAvcSeiUserDataRegistered = 4,
-  kAvcSeiUserDataUnregistered = 5,
-  kAvcSeiRecoveryPoint = 6,
   kAvcSeiMvcScalableNesting = 37,
   kAvcSeiFramePacking = 45,
 };
@@ -34,25 +31,6 @@ struct AvcBufferingPeriod {
   bool operator==(const AvcBufferingPeriod&) const = default;
 };
 
-struct AvcClockTimestamp {
-  bool present = false;
-  uint8_t ctType = 0;
-  bool nuitFieldBased = false;
-  uint8_t countingType = 0;
-  bool fullTimestamp = false;
-  bool discontinuity = false;
-  bool cntDropped = false;
-  uint8_t frames = 0;
-  bool secondsPresent = false;  // these three hold for a full time stamp too
-  bool minutesPresent = false;
-  bool hoursPresent = false;
-  uint8_t seconds = 0;
-  uint8_t minutes = 0;
-  uint8_t hours = 0;
-  int32_t timeOffset = 0;
-  bool operator==(const AvcClockTimestamp&) const = default;
-};
-
 struct AvcPicTiming {
   bool delaysPresent = false;
   uint32_t cpbRemovalDelay = 0;
@@ -60,7 +38,7 @@ struct AvcPicTiming {
   bool picStructPresent = false;
   uint8_t picStruct = 0;  // Table D-1
   uint8_t numClockTimestamps = 0;
-  std::array<AvcClockTimestamp, 3> clock{};
+  std::array<ClockTimestamp, 3> clock{};
   bool operator==(const AvcPicTiming&) const = default;
 };
 

@@ -5,6 +5,8 @@
 #include <span>
 #include <vector>
 
+#include "zel/syntax/vui_description.h"
+
 /// The parameter sets of HEVC: ITU-T H.265, 7.3.2 to 7.3.4 and Annex E. All parsers here take the
 /// RBSP: what follows the NAL unit header, without emulation prevention bytes. They give false for
 /// a value outside the standard's range and where the bytes end early; then the record is not to be
@@ -162,23 +164,7 @@ struct HevcWindow {  // in chroma units
   bool operator==(const HevcWindow&) const = default;
 };
 
-struct HevcVui {
-  bool aspectRatioInfoPresent = false;
-  uint8_t aspectRatioIdc = 0;
-  uint16_t sarWidth = 0;
-  uint16_t sarHeight = 0;
-  bool overscanInfoPresent = false;
-  bool overscanAppropriate = false;
-  bool videoSignalTypePresent = false;
-  uint8_t videoFormat = 5;
-  bool videoFullRange = false;
-  bool colourDescriptionPresent = false;
-  uint8_t colourPrimaries = 2;
-  uint8_t transferCharacteristics = 2;
-  uint8_t matrixCoefficients = 2;
-  bool chromaLocInfoPresent = false;
-  uint8_t chromaSampleLocTypeTop = 0;
-  uint8_t chromaSampleLocTypeBottom = 0;
+struct HevcVui : VuiDescription {
   bool neutralChromaIndication = false;
   bool fieldSeq = false;
   bool frameFieldInfoPresent = false;

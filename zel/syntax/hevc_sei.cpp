@@ -28,25 +28,11 @@ void readDelays(BitReader& bits, const HevcHrd& hrd, bool alternatives,
   }
 }
 
-void readClock(BitReader& bits, HevcClockTimestamp& clock) {
+void readClock(BitReader& bits, ClockTimestamp& clock) {
+  constexpr int kFrameBits = 9;
   clock.present = bits.readFlag();
   if (!clock.present) return;
-  clock.unitsFieldBased = bits.readFlag();
-  clock.countingType = read8(bits, 5);
-  clock.fullTimestamp = bits.readFlag();
-  clock.discontinuity = bits.readFlag();
-  clock.cntDropped = bits.readFlag();
-  clock.frames = static_cast<uint16_t>(bits.read(9));
-  clock.secondsPresent = clock.fullTimestamp || bits.readFlag();
-  if (clock.secondsPresent) {
-    clock.seconds = read8(bits, 6);
-    clock.minutesPresent = clock.fullTimestamp || bits.readFlag();
-  }
-  if (clock.minutesPresent) {
-    clock.minutes = read8(bits, 6);
-    clock.hoursPresent = clock.fullTimestamp || bits.readFlag();
-  }
-  if (clock.hoursPresent) clock.hours = read8(bits, 5);
+  readClockTime(bits, kFrameBits, clock);
   const int offsetLength = read8(bits, 5);
   if (offsetLength > 0) clock.timeOffset = bits.readSigned(offsetLength);
 }

@@ -5,6 +5,7 @@
 #include <span>
 #include <vector>
 
+#include "zel/syntax/clock_timestamp.h"
 #include "zel/syntax/hevc_parameter_sets.h"
 
 /// SEI messages of HEVC: ITU-T H.265, Annex D. The payloads come from SeiMessages; each parser
@@ -12,12 +13,8 @@
 
 namespace zel::syntax {
 
+/// Beside those of SeiType.
 enum HevcSeiType : uint32_t {
-  kHevcSeiBufferingPeriod = 0,
-  kHevcSeiPicTiming = 1,
-  kHevcSeiUserDataRegistered = 4,
-  kHevcSeiUserDataUnregistered = 5,
-  kHevcSeiRecoveryPoint = 6,
   kHevcSeiActiveParameterSets = 129,
   kHevcSeiDecodedPictureHash = 132,
   kHevcSeiTimeCode = 136,
@@ -64,27 +61,9 @@ struct HevcPictureHash {
   std::array<uint32_t, 3> value{};  // CRC or checksum
 };
 
-struct HevcClockTimestamp {
-  bool present = false;
-  bool unitsFieldBased = false;
-  uint8_t countingType = 0;
-  bool fullTimestamp = false;
-  bool discontinuity = false;
-  bool cntDropped = false;
-  uint16_t frames = 0;
-  bool secondsPresent = false;
-  bool minutesPresent = false;
-  bool hoursPresent = false;
-  uint8_t seconds = 0;
-  uint8_t minutes = 0;
-  uint8_t hours = 0;
-  int32_t timeOffset = 0;
-  bool operator==(const HevcClockTimestamp&) const = default;
-};
-
 struct HevcTimeCode {
   uint8_t count = 0;
-  std::array<HevcClockTimestamp, 3> clock{};
+  std::array<ClockTimestamp, 3> clock{};
 };
 
 struct HevcMasteringDisplay {  // 0.00002 units of x and y, 0.0001 cd/m2

@@ -6,40 +6,7 @@ namespace {
 
 using base::BitReader;
 
-constexpr uint8_t kExtendedSar = 255;
-
-uint8_t read8(BitReader& bits, int count) {
-  return static_cast<uint8_t>(bits.read(count));
-}
-
-void readPictureDescription(BitReader& bits, HevcVui& vui) {
-  vui.aspectRatioInfoPresent = bits.readFlag();
-  if (vui.aspectRatioInfoPresent) {
-    vui.aspectRatioIdc = read8(bits, 8);
-    if (vui.aspectRatioIdc == kExtendedSar) {
-      vui.sarWidth = static_cast<uint16_t>(bits.read(16));
-      vui.sarHeight = static_cast<uint16_t>(bits.read(16));
-    }
-  }
-  vui.overscanInfoPresent = bits.readFlag();
-  if (vui.overscanInfoPresent) vui.overscanAppropriate = bits.readFlag();
-  vui.videoSignalTypePresent = bits.readFlag();
-  if (!vui.videoSignalTypePresent) return;
-  vui.videoFormat = read8(bits, 3);
-  vui.videoFullRange = bits.readFlag();
-  vui.colourDescriptionPresent = bits.readFlag();
-  if (!vui.colourDescriptionPresent) return;
-  vui.colourPrimaries = read8(bits, 8);
-  vui.transferCharacteristics = read8(bits, 8);
-  vui.matrixCoefficients = read8(bits, 8);
-}
-
 void readFieldsAndWindow(BitReader& bits, HevcVui& vui) {
-  vui.chromaLocInfoPresent = bits.readFlag();
-  if (vui.chromaLocInfoPresent) {
-    vui.chromaSampleLocTypeTop = static_cast<uint8_t>(readUeUpTo(bits, 5));
-    vui.chromaSampleLocTypeBottom = static_cast<uint8_t>(readUeUpTo(bits, 5));
-  }
   vui.neutralChromaIndication = bits.readFlag();
   vui.fieldSeq = bits.readFlag();
   vui.frameFieldInfoPresent = bits.readFlag();
@@ -74,7 +41,7 @@ void readRestriction(BitReader& bits, HevcVui& vui) {
 }  // namespace
 
 void readHevcVui(BitReader& bits, int maxSubLayersMinus1, HevcVui& vui) {
-  readPictureDescription(bits, vui);
+  readVuiDescription(bits, vui);
   readFieldsAndWindow(bits, vui);
   vui.timing.present = bits.readFlag();
   if (vui.timing.present) {

@@ -9,6 +9,15 @@
 
 namespace zel::syntax {
 
+/// The types that both standards have, with the same number and meaning; what is in them differs.
+enum SeiType : uint32_t {
+  kSeiBufferingPeriod = 0,
+  kSeiPicTiming = 1,
+  kSeiUserDataRegistered = 4,
+  kSeiUserDataUnregistered = 5,
+  kSeiRecoveryPoint = 6,
+};
+
 struct SeiMessage {
   uint32_t type = 0;
   std::span<const uint8_t> payload;  // a view of the RBSP

@@ -268,12 +268,12 @@ TEST(AvcPicTiming, ReadsDelaysAndClock) {
   EXPECT_EQ(timing.cpbRemovalDelay, 99999u);
   EXPECT_EQ(timing.dpbOutputDelay, 4000u);
   ASSERT_EQ(timing.numClockTimestamps, 2);
-  const AvcClockTimestamp& first = timing.clock[0];
+  const ClockTimestamp& first = timing.clock[0];
   EXPECT_EQ(first.hours * 10000 + first.minutes * 100 + first.seconds, 235859);
   EXPECT_EQ(first.frames, 29);
   EXPECT_TRUE(first.cntDropped && first.hoursPresent);
   EXPECT_EQ(first.timeOffset, -16);
-  const AvcClockTimestamp& second = timing.clock[1];
+  const ClockTimestamp& second = timing.clock[1];
   EXPECT_TRUE(second.minutesPresent && !second.hoursPresent);
   EXPECT_EQ(second.seconds, 7);
   EXPECT_EQ(second.timeOffset, 15);

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "tests/support/header_bits.h"
+#include "tests/unit/syntax/vui_test_writer.h"
 #include "zel/syntax/avc_parameter_sets.h"
 #include "zel/syntax/avc_slice.h"
 
@@ -42,32 +43,7 @@ inline void writeHrd(HeaderBits& out, const syntax::AvcHrd& hrd) {
 
 inline syntax::AvcVui randomVui(RandomFields& random) {
   syntax::AvcVui vui;
-  vui.aspectRatioInfoPresent = random.flag();
-  if (vui.aspectRatioInfoPresent) {
-    vui.aspectRatioIdc = random.flag() ? uint8_t{255} : static_cast<uint8_t>(random.upTo(16));
-    if (vui.aspectRatioIdc == 255) {
-      vui.sarWidth = static_cast<uint16_t>(random.bits(16));
-      vui.sarHeight = static_cast<uint16_t>(random.bits(16));
-    }
-  }
-  vui.overscanInfoPresent = random.flag();
-  vui.overscanAppropriate = vui.overscanInfoPresent && random.flag();
-  vui.videoSignalTypePresent = random.flag();
-  if (vui.videoSignalTypePresent) {
-    vui.videoFormat = static_cast<uint8_t>(random.bits(3));
-    vui.videoFullRange = random.flag();
-    vui.colourDescriptionPresent = random.flag();
-    if (vui.colourDescriptionPresent) {
-      vui.colourPrimaries = static_cast<uint8_t>(random.bits(8));
-      vui.transferCharacteristics = static_cast<uint8_t>(random.bits(8));
-      vui.matrixCoefficients = static_cast<uint8_t>(random.bits(8));
-    }
-  }
-  vui.chromaLocInfoPresent = random.flag();
-  if (vui.chromaLocInfoPresent) {
-    vui.chromaSampleLocTypeTop = static_cast<uint8_t>(random.upTo(5));
-    vui.chromaSampleLocTypeBottom = static_cast<uint8_t>(random.upTo(5));
-  }
+  randomVuiDescription(random, vui);
   vui.timing.present = random.flag();
   if (vui.timing.present) {
     vui.timing = {true, random.bits(32), random.bits(32), random.flag()};
@@ -92,32 +68,7 @@ inline syntax::AvcVui randomVui(RandomFields& random) {
 }
 
 inline void writeVui(HeaderBits& out, const syntax::AvcVui& vui) {
-  out.flag(vui.aspectRatioInfoPresent);
-  if (vui.aspectRatioInfoPresent) {
-    out.u(8, vui.aspectRatioIdc);
-    if (vui.aspectRatioIdc == 255) {
-      out.u(16, vui.sarWidth);
-      out.u(16, vui.sarHeight);
-    }
-  }
-  out.flag(vui.overscanInfoPresent);
-  if (vui.overscanInfoPresent) out.flag(vui.overscanAppropriate);
-  out.flag(vui.videoSignalTypePresent);
-  if (vui.videoSignalTypePresent) {
-    out.u(3, vui.videoFormat);
-    out.flag(vui.videoFullRange);
-    out.flag(vui.colourDescriptionPresent);
-    if (vui.colourDescriptionPresent) {
-      out.u(8, vui.colourPrimaries);
-      out.u(8, vui.transferCharacteristics);
-      out.u(8, vui.matrixCoefficients);
-    }
-  }
-  out.flag(vui.chromaLocInfoPresent);
-  if (vui.chromaLocInfoPresent) {
-    out.ue(vui.chromaSampleLocTypeTop);
-    out.ue(vui.chromaSampleLocTypeBottom);
-  }
+  writeVuiDescription(out, vui);
   out.flag(vui.timing.present);
   if (vui.timing.present) {
     out.u(32, vui.timing.numUnitsInTick);

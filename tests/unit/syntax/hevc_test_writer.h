@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tests/support/header_bits.h"
+#include "tests/unit/syntax/vui_test_writer.h"
 #include "zel/syntax/hevc_parameter_sets.h"
 
 /// Random parameter sets of HEVC, and the bits that ITU-T H.265, 7.3.2 has for them.
@@ -265,6 +266,9 @@ inline syntax::HevcSps randomHevcSps(RandomFields& random) {
   sps.strongIntraSmoothing = random.flag();
   sps.vuiPresent = random.flag();
   if (sps.vuiPresent) {
+    randomVuiDescription(random, sps.vui);
+    sps.vui.neutralChromaIndication = random.flag();
+    sps.vui.fieldSeq = random.flag();
     sps.vui.timing.present = random.flag();
     if (sps.vui.timing.present) {
       sps.vui.timing = {true, random.bits(32), random.bits(32), true, random.upTo(1000)};
@@ -287,7 +291,7 @@ inline syntax::HevcSps randomHevcSps(RandomFields& random) {
 }
 
 inline void writeVui(HeaderBits& out, int maxSubLayersMinus1, const syntax::HevcVui& vui) {
-  out.u(4, 0);  // no aspect ratio, overscan, signal type, chroma location
+  writeVuiDescription(out, vui);
   out.flag(vui.neutralChromaIndication);
   out.flag(vui.fieldSeq);
   out.flag(vui.frameFieldInfoPresent);

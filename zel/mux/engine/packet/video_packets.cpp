@@ -164,7 +164,7 @@ void mark_unit_start(video_state& state, tsm_stream& stream, const access_unit& 
     add_adaptation_flags(packet, kRandomAccessFlag);
     set_event(packet, kEventAccessPoint);
   }
-  if (unit.pictureType == 3) set_event(packet, kEventNonAnchor);
+  if (unit.pictureType == kPictureB) set_event(packet, kEventNonAnchor);
   if (state.config->auInfo) {
     add_private_data(packet, au_information(state.characteristics.coding, unit));
   }

@@ -27,6 +27,15 @@ struct video_time_code {
   bool known = false;
 };
 
+// access_unit::pictureType, as picture_coding_type of MPEG-1 and MPEG-2 has it.
+inline constexpr uint8_t kPictureI = 1;
+inline constexpr uint8_t kPictureP = 2;
+inline constexpr uint8_t kPictureB = 3;
+// access_unit::fieldStructure, as picture_structure of MPEG-2 has it.
+inline constexpr uint8_t kTopField = 1;
+inline constexpr uint8_t kBottomField = 2;
+inline constexpr uint8_t kWholeFrame = 3;
+
 /// One access unit in the input. The bytes stand at [start, start + size).
 struct access_unit {
   double dts = 0;  // 27 MHz ticks within the wrap
@@ -35,9 +44,9 @@ struct access_unit {
   int32_t size = 0;            // as in the input, without what the packet maker inserts
   int64_t dependentStart = 0;  // second layer, MVC and SVC: its bytes in dependentInput
   int32_t dependentSize = 0;
-  int32_t pictureStart = 0;    // from `start` to the picture start code (MPEG) or the first slice
-  uint8_t pictureType = 0;     // 1 I, 2 P, 3 B
-  uint8_t fieldStructure = 3;  // picture_structure: 1 top field, 2 bottom field, 3 frame
+  int32_t pictureStart = 0;  // from `start` to the picture start code (MPEG) or the first slice
+  uint8_t pictureType = 0;
+  uint8_t fieldStructure = kWholeFrame;
   bool topFieldFirst = false;
   bool timed = false;           // dts and pts are final; units leave in order once they are
   bool keyPoint = false;        // decoding can start here

@@ -1,7 +1,6 @@
 #include "zel/mux/engine/video/avc_analyser.h"
 
 #include <algorithm>
-#include <vector>
 
 #include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/video/nal_analyser.h"
@@ -13,7 +12,6 @@
 #include "zel/syntax/avc_picture_order.h"
 #include "zel/syntax/avc_sei.h"
 #include "zel/syntax/avc_slice.h"
-#include "zel/syntax/sei_message.h"
 
 namespace zel::mux {
 
@@ -29,12 +27,7 @@ using syntax::AvcSps;
 // A slice header with all of its lists and weights; the marking at its end tells of resets.
 constexpr int32_t kSliceBytes = 768;
 constexpr uint8_t kAssumedLevel = 40;
-constexpr size_t kMostTimingBytes = 64;
 constexpr int kMostDpbFrames = 16;
-constexpr uint8_t kPictureI = 1;
-constexpr uint8_t kPictureP = 2;
-constexpr uint8_t kPictureB = 3;
-constexpr uint8_t kDropFrameCounting = 4;  // counting_type, Table D-3
 
 constexpr nal_messages kMessages = {kAvcDepthChanged, kAvcSeiAlignment, kAvcNoBitRate,
                                     kAvcOddFrameRate};
@@ -62,9 +55,7 @@ int reorder_frames(const AvcSps& sps) {
 class avc_analyser final : public nal_analyser {
  public:
   explicit avc_analyser(video_state& state)
-      : nal_analyser(state, kMessages, state.config->avcReorderDepth) {
-    timingBytes_.reserve(kMostTimingBytes);
-  }
+      : nal_analyser(state, kMessages, state.config->avcReorderDepth) {}
 
   bool characteristics_known() const override { return sliceSeen_; }
 
@@ -74,18 +65,18 @@ class avc_analyser final : public nal_analyser {
   void settle_coding() override;
   void order_units(bool ended) override;
   void restart_parsing() override;
+  void on_other_sei(const syntax::SeiMessage& message) override;
+  void apply_timing(std::span<const uint8_t> payload) override;
+  initial_delay read_initial_delay(std::span<const uint8_t> payload) const override;
 
  private:
   void begin_headers(int64_t prefix);
   void on_delimiter(std::span<const uint8_t> bytes);
   void on_sps(std::span<const uint8_t> rbsp);
-  void on_sei(std::span<const uint8_t> rbsp);
-  void on_buffering_period(std::span<const uint8_t> payload);
   void on_slice(int64_t prefix, std::span<const uint8_t> bytes);
   void begin_picture(int64_t prefix, const AvcSliceHeader& slice);
   void pair_fields(const AvcSliceHeader& slice, bool afterIdr);
   void add_slice_type(uint8_t type);
-  void apply_timing();
   void activate(const AvcSps& sps);
   void apply_sps(const AvcSps& sps);
   void apply_rates(const AvcSps& sps);
@@ -93,9 +84,7 @@ class avc_analyser final : public nal_analyser {
 
   parameter_store<AvcSps, 32> sps_;
   parameter_store<AvcPps, 256> pps_;
-  uint8_t chromaFormat_ = 1;        // of the newest SPS, for the PPS behind it
-  const AvcSps* active_ = nullptr;  // while no set of its id is sent anew
-  uint32_t activeVersion_ = 0;
+  uint8_t chromaFormat_ = 1;  // of the newest SPS, for the PPS behind it
   bool sliceSeen_ = false;
 
   AvcSliceHeader slice_;     // of the newest primary picture
@@ -109,15 +98,10 @@ class avc_analyser final : public nal_analyser {
   bool idrSeen_ = false;
   bool secondField_ = false;
 
-  // Of the open unit, until its first slice tells the SPS.
-  std::vector<uint8_t> timingBytes_;
-  bool timingSeen_ = false;
-  bool recoveryPoint_ = false;
+  bool recoveryPoint_ = false;  // of the open unit
 
-  bool vbvDelaySeen_ = false;
   bool framePackingSeen_ = false;
   uint8_t profileIdc_ = 0, constraintFlags_ = 0, levelIdc_ = 0;  // for the descriptor
-  bool ratesReported_ = false;
   bool levelReported_ = false;
   bool frameRateReported_ = false;
   bool timingTold_ = false;
@@ -176,11 +160,10 @@ void avc_analyser::on_code(int64_t prefix, std::span<const uint8_t> bytes) {
 }
 
 void avc_analyser::begin_headers(int64_t prefix) {
-  if (unit_open() && !has_picture()) return;
-  begin_unit(deferredStart_ >= 0 ? deferredStart_ : start_of(prefix));
+  if (!begin_with_headers(deferredStart_ >= 0 ? deferredStart_ : start_of(prefix))) return;
   deferredStart_ = -1;
   sliceKnown_ = false;
-  timingSeen_ = recoveryPoint_ = false;
+  recoveryPoint_ = false;
 }
 
 void avc_analyser::on_delimiter(std::span<const uint8_t> bytes) {
@@ -195,47 +178,22 @@ void avc_analyser::on_sps(std::span<const uint8_t> rbsp) {
   chromaFormat_ = sps->chromaFormatIdc;
 }
 
-void avc_analyser::on_sei(std::span<const uint8_t> rbsp) {
-  syntax::SeiMessages messages(rbsp);
-  syntax::SeiMessage message;
-  while (messages.next(message)) {
-    switch (message.type) {
-      case syntax::kAvcSeiBufferingPeriod:
-        on_buffering_period(message.payload);
-        break;
-      case syntax::kAvcSeiPicTiming:
-        if (message.payload.size() > kMostTimingBytes) break;
-        timingBytes_.assign(message.payload.begin(), message.payload.end());
-        timingSeen_ = true;
-        break;
-      case syntax::kAvcSeiRecoveryPoint:
-        recoveryPoint_ = true;
-        break;
-      case syntax::kAvcSeiFramePacking:
-        framePackingSeen_ = true;
-        break;
-      default:
-        break;
-    }
-  }
-  if (messages.failed()) warn_of_sei();
+void avc_analyser::on_other_sei(const syntax::SeiMessage& message) {
+  if (message.type == syntax::kSeiRecoveryPoint) recoveryPoint_ = true;
+  if (message.type == syntax::kAvcSeiFramePacking) framePackingSeen_ = true;
 }
 
-// The delay before the first picture is taken out is what vbv_delay is to MPEG-2.
-void avc_analyser::on_buffering_period(std::span<const uint8_t> payload) {
-  unit().bufferingPeriod = true;
-  if (vbvDelaySeen_) return;
+initial_delay avc_analyser::read_initial_delay(std::span<const uint8_t> payload) const {
   uint8_t id = 0;
-  if (!syntax::peekAvcBufferingPeriodSpsId(payload, id)) return warn_of_sei();
+  if (!syntax::peekAvcBufferingPeriodSpsId(payload, id)) return {.sound = false};
   const AvcSps* const sps = sps_.find(id);
-  if (sps == nullptr) return;
+  if (sps == nullptr) return {};
   const AvcHrd* const hrd = hrd_of(*sps);
-  if (hrd == nullptr) return;
+  if (hrd == nullptr) return {};
   syntax::AvcBufferingPeriod period;
-  if (!syntax::parseAvcBufferingPeriod(payload, *sps, period)) return warn_of_sei();
-  vbvDelaySeen_ = true;
+  if (!syntax::parseAvcBufferingPeriod(payload, *sps, period)) return {.sound = false};
   const auto& delays = sps->vui.nalHrdPresent ? period.nal : period.vcl;
-  set_initial_delay(delays[hrd->cpbCount - 1u].delay);
+  return {.delay90k = delays[hrd->cpbCount - 1u].delay};
 }
 
 void avc_analyser::on_slice(int64_t prefix, std::span<const uint8_t> bytes) {
@@ -273,18 +231,20 @@ void avc_analyser::begin_picture(int64_t prefix, const AvcSliceHeader& slice) {
   const bool afterIdr = pictureIdr_;
   pictureIdr_ = slice.idr;
   unit.pictureType = kPictureI;
-  unit.fieldStructure = !slice.fieldPic ? uint8_t{3} : slice.bottomField ? uint8_t{2} : uint8_t{1};
+  unit.fieldStructure = !slice.fieldPic     ? kWholeFrame
+                        : slice.bottomField ? kBottomField
+                                            : kTopField;
   unit.keyPoint = pictureIdr_ || recoveryPoint_;
   unit.fieldCount = slice.fieldPic ? 1 : 2;
   pair_fields(slice, afterIdr);
 
-  const syntax::AvcPictureOrder order = counter_.next(*active_, slice);
+  const syntax::AvcPictureOrder order = counter_.next(*sps_.active(), slice);
   const bool resets = slice.resetsPictures();
   unit.poc = resets ? 0 : order.poc;
   unit.topFieldFirst = slice.fieldPic ? !slice.bottomField : order.top <= order.bottom;
   unit.beginsOrder = (pictureIdr_ && !secondField_) || resets;
   idrSeen_ = idrSeen_ || pictureIdr_;
-  apply_timing();
+  apply_unit_timing();
 }
 
 // 7.4.1.2.4: the second field of a frame has its frame_num and the other parity.
@@ -296,12 +256,11 @@ void avc_analyser::pair_fields(const AvcSliceHeader& slice, bool afterIdr) {
   firstFieldFrameNum_ = slice.frameNum;
 }
 
-void avc_analyser::apply_timing() {
-  if (!timingSeen_) return;
+void avc_analyser::apply_timing(std::span<const uint8_t> payload) {
   AvcPicTiming timing;
-  if (!syntax::parseAvcPicTiming(timingBytes_, *active_, timing)) return warn_of_sei();
+  if (!syntax::parseAvcPicTiming(payload, *sps_.active(), timing)) return warn_of_sei();
   access_unit& unit = this->unit();
-  if (timing.picStructPresent && unit.fieldStructure == 3) {
+  if (timing.picStructPresent && unit.fieldStructure == kWholeFrame) {
     const int fields = syntax::avcDisplayFields(timing.picStruct);
     if (fields > 0) unit.fieldCount = fields;
     // Table D-1: 3 and 5 begin with the top field, 4 and 6 with the bottom field.
@@ -312,24 +271,14 @@ void avc_analyser::apply_timing() {
   if (timing.delaysPresent) {
     set_delays(timing.cpbRemovalDelay, timing.dpbOutputDelay, characteristics().framePeriod / 2);
   }
-  const syntax::AvcClockTimestamp& clock = timing.clock[0];
-  if (clock.present && clock.hoursPresent) {
-    unit.timeCode = {clock.hours,
-                     clock.minutes,
-                     clock.seconds,
-                     clock.frames,
-                     clock.countingType == kDropFrameCounting,
-                     true};
-  }
+  set_time_code(timing.clock[0]);
 }
 
 void avc_analyser::add_slice_type(uint8_t type) {
+  const bool isP = type == syntax::kAvcSliceP || type == syntax::kAvcSliceSp;
   access_unit& unit = this->unit();
-  if (type == syntax::kAvcSliceB) {
-    unit.pictureType = kPictureB;
-  } else if (type == syntax::kAvcSliceP || type == syntax::kAvcSliceSp) {
-    unit.pictureType = std::max(unit.pictureType, kPictureP);
-  }
+  const uint8_t shown = type == syntax::kAvcSliceB ? kPictureB : isP ? kPictureP : kPictureI;
+  unit.pictureType = std::max(unit.pictureType, shown);
   if (!unit.hasDelimiter) unit.primaryPicType = static_cast<uint8_t>(unit.pictureType - kPictureI);
 }
 
@@ -342,12 +291,9 @@ void avc_analyser::order_units(bool ended) {
 }
 
 void avc_analyser::activate(const AvcSps& sps) {
-  if (&sps == active_ && sps_.version() == activeVersion_) return;
+  const bool first = sps_.active() == nullptr;
   // What changes behind the first one is the run's to find.
-  const bool first = active_ == nullptr;
-  active_ = &sps;
-  activeVersion_ = sps_.version();
-  if (first || !discovering()) apply_sps(sps);
+  if (sps_.activate(sps) && (first || !discovering())) apply_sps(sps);
 }
 
 void avc_analyser::apply_sps(const AvcSps& sps) {
@@ -399,18 +345,14 @@ void avc_analyser::apply_rates(const AvcSps& sps) {
     return;
   }
   const int64_t factor = syntax::avcProfileFactors(sps.profileIdc).nal;
-  const int64_t most = int64_t{level->maxBr} * factor;
-  set_bit_rate(static_cast<double>(most - most / 16));
-  set_vbv_bytes(static_cast<double>(int64_t{level->maxCpb} * factor / 8));
-  if (!ratesReported_ && state().config->rate <= 0) warn(kAvcNoBitRate, most - most / 16);
-  ratesReported_ = true;
+  set_level_rates(int64_t{level->maxBr} * factor, int64_t{level->maxCpb} * factor);
 }
 
 void avc_analyser::restart_parsing() {
   nal_analyser::restart_parsing();
-  active_ = nullptr;
+  sps_.deactivate();
   sliceKnown_ = pictureIdr_ = secondField_ = idrSeen_ = false;
-  timingSeen_ = recoveryPoint_ = false;
+  recoveryPoint_ = false;
   firstFieldStructure_ = 0;
   deferredStart_ = -1;
   counter_ = {};

@@ -8,9 +8,6 @@ namespace zel::mux {
 
 namespace {
 
-constexpr uint8_t kPictureB = 3;
-constexpr uint8_t kWholeFrame = 3;
-
 // Of an anchor: the fields of a B picture are shown as they come.
 bool are_fields_of_one(const access_unit& first, const access_unit& second) {
   return first.fieldStructure != kWholeFrame && second.fieldStructure != kWholeFrame &&

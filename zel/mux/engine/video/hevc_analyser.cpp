@@ -1,7 +1,6 @@
 #include "zel/mux/engine/video/hevc_analyser.h"
 
 #include <algorithm>
-#include <vector>
 
 #include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/video/nal_analyser.h"
@@ -12,7 +11,6 @@
 #include "zel/syntax/hevc_nal.h"
 #include "zel/syntax/hevc_sei.h"
 #include "zel/syntax/hevc_slice.h"
-#include "zel/syntax/sei_message.h"
 
 namespace zel::mux {
 
@@ -28,14 +26,9 @@ using syntax::HevcVps;
 
 // A slice segment header as far as the POC: flags, an id, an address, a type and a count.
 constexpr int32_t kSliceBytes = 48;
-constexpr uint8_t kPictureI = 1;
-constexpr uint8_t kPictureP = 2;
-constexpr uint8_t kPictureB = 3;
-constexpr uint8_t kDropFrameCounting = 4;  // counting_type, as in AVC
-constexpr uint8_t kAssumedLevel = 120;     // 4
-constexpr int64_t kNalFactor = 1100;       // CpbBrNalFactor of Main and Main 10, A.4.2
-constexpr double kHighestRate = 880e6;     // Main at level 6.2, High tier
-constexpr size_t kMostTimingBytes = 64;
+constexpr uint8_t kAssumedLevel = 120;  // 4
+constexpr int64_t kNalFactor = 1100;    // CpbBrNalFactor of Main and Main 10, A.4.2
+constexpr double kHighestRate = 880e6;  // Main at level 6.2, High tier
 
 constexpr nal_messages kMessages = {kHevcDepthChanged, kHevcSeiAlignment, kHevcNoBitRate,
                                     kHevcOddFrameRate};
@@ -43,9 +36,7 @@ constexpr nal_messages kMessages = {kHevcDepthChanged, kHevcSeiAlignment, kHevcN
 class hevc_analyser final : public nal_analyser {
  public:
   explicit hevc_analyser(video_state& state)
-      : nal_analyser(state, kMessages, state.config->hevcReorderDepth) {
-    timingBytes_.reserve(kMostTimingBytes);
-  }
+      : nal_analyser(state, kMessages, state.config->hevcReorderDepth) {}
 
   bool characteristics_known() const override { return sliceSeen_; }
 
@@ -54,16 +45,15 @@ class hevc_analyser final : public nal_analyser {
   void on_code(int64_t prefix, std::span<const uint8_t> bytes) override;
   void settle_coding() override;
   void restart_parsing() override;
+  void on_other_sei(const syntax::SeiMessage& message) override;
+  void apply_timing(std::span<const uint8_t> payload) override;
+  initial_delay read_initial_delay(std::span<const uint8_t> payload) const override;
 
  private:
-  void begin_headers(int64_t prefix);
-  void on_sei(std::span<const uint8_t> rbsp);
-  void on_buffering_period(std::span<const uint8_t> payload);
   void on_time_code(std::span<const uint8_t> payload);
   void on_slice(int64_t prefix, const HevcNalHeader& nal, std::span<const uint8_t> bytes);
   void begin_picture(int64_t prefix, const HevcSliceOrder& slice);
   void add_slice_type(uint8_t type);
-  void apply_timing();
   void activate(const HevcSps& sps);
   void apply_sps(const HevcSps& sps);
   void apply_frame_rate(const HevcSps& sps);
@@ -74,23 +64,15 @@ class hevc_analyser final : public nal_analyser {
   parameter_store<HevcVps, 16> vps_;
   parameter_store<HevcSps, 16> sps_;
   parameter_store<HevcPps, 64> pps_;
-  const HevcSps* active_ = nullptr;  // while no set of its id is sent anew
-  uint32_t activeVersion_ = 0;
   bool fieldSequence_ = false;
   bool sliceSeen_ = false;
 
   syntax::HevcPictureOrderCounter counter_;
   bool sequenceEnded_ = true;  // the next IRAP picture begins a sequence
 
-  // Of the open unit, until its first slice tells the SPS.
-  std::vector<uint8_t> timingBytes_;
-  bool timingSeen_ = false;
-
   syntax::HevcProfileTierLevel levels_;  // for the descriptor
   bool subPictureParameters_ = false;
 
-  bool vbvDelaySeen_ = false;
-  bool ratesReported_ = false;
   bool levelReported_ = false;
   bool rateTooHighReported_ = false;
   bool timingTold_ = false;
@@ -119,7 +101,7 @@ void hevc_analyser::on_code(int64_t prefix, std::span<const uint8_t> bytes) {
     on_slice(prefix, nal, bytes);
     return;
   }
-  if (syntax::hevcTypeBeginsAccessUnit(nal.type)) begin_headers(prefix);
+  if (syntax::hevcTypeBeginsAccessUnit(nal.type)) begin_with_headers(start_of(prefix));
   if (!unit_open()) return;
   switch (nal.type) {
     case syntax::kHevcDelimiter:
@@ -149,62 +131,26 @@ void hevc_analyser::on_code(int64_t prefix, std::span<const uint8_t> bytes) {
   }
 }
 
-void hevc_analyser::begin_headers(int64_t prefix) {
-  if (unit_open() && !has_picture()) return;
-  begin_unit(start_of(prefix));
-  timingSeen_ = false;
+void hevc_analyser::on_other_sei(const syntax::SeiMessage& message) {
+  if (message.type == syntax::kHevcSeiTimeCode) on_time_code(message.payload);
 }
 
-void hevc_analyser::on_sei(std::span<const uint8_t> rbsp) {
-  syntax::SeiMessages messages(rbsp);
-  syntax::SeiMessage message;
-  while (messages.next(message)) {
-    switch (message.type) {
-      case syntax::kHevcSeiBufferingPeriod:
-        on_buffering_period(message.payload);
-        break;
-      case syntax::kHevcSeiPicTiming:
-        if (message.payload.size() > kMostTimingBytes) break;
-        timingBytes_.assign(message.payload.begin(), message.payload.end());
-        timingSeen_ = true;
-        break;
-      case syntax::kHevcSeiTimeCode:
-        on_time_code(message.payload);
-        break;
-      default:
-        break;
-    }
-  }
-  if (messages.failed()) warn_of_sei();
-}
-
-// The delay before the first picture is taken out is what vbv_delay is to MPEG-2.
-void hevc_analyser::on_buffering_period(std::span<const uint8_t> payload) {
-  unit().bufferingPeriod = true;
-  if (vbvDelaySeen_) return;
+initial_delay hevc_analyser::read_initial_delay(std::span<const uint8_t> payload) const {
   uint8_t id = 0;
-  if (!syntax::peekHevcBufferingPeriodSpsId(payload, id)) return warn_of_sei();
+  if (!syntax::peekHevcBufferingPeriodSpsId(payload, id)) return {.sound = false};
   const HevcSps* const sps = sps_.find(id);
-  if (sps == nullptr || !sps->vui.hrdPresent) return;
+  if (sps == nullptr || !sps->vui.hrdPresent) return {};
   syntax::HevcBufferingPeriod period;
-  if (!syntax::parseHevcBufferingPeriod(payload, *sps, period)) return warn_of_sei();
+  if (!syntax::parseHevcBufferingPeriod(payload, *sps, period)) return {.sound = false};
   const auto& delays = period.nal.empty() ? period.vcl : period.nal;
-  if (delays.empty()) return;
-  vbvDelaySeen_ = true;
-  set_initial_delay(delays.back().delay);
+  if (delays.empty()) return {};
+  return {.delay90k = delays.back().delay};
 }
 
 void hevc_analyser::on_time_code(std::span<const uint8_t> payload) {
   syntax::HevcTimeCode code;
   if (!syntax::parseHevcTimeCode(payload, code)) return warn_of_sei();
-  const syntax::HevcClockTimestamp& clock = code.clock[0];
-  if (code.count == 0 || !clock.present || !clock.hoursPresent) return;
-  unit().timeCode = {clock.hours,
-                     clock.minutes,
-                     clock.seconds,
-                     static_cast<uint8_t>(clock.frames),
-                     clock.countingType == kDropFrameCounting,
-                     true};
+  if (code.count > 0) set_time_code(code.clock[0]);
 }
 
 void hevc_analyser::on_slice(int64_t prefix, const HevcNalHeader& nal,
@@ -218,7 +164,7 @@ void hevc_analyser::on_slice(int64_t prefix, const HevcNalHeader& nal,
   // What lacks its parameter sets, or breaks off, stays with the unit that it's in.
   if (sps == nullptr || !syntax::parseHevcSliceOrder(rbsp, nal, *sps, *pps, slice)) return;
   if (slice.firstSegmentInPic) {
-    begin_headers(prefix);
+    begin_with_headers(start_of(prefix));
     activate(*sps);
     begin_picture(prefix, slice);
   }
@@ -233,21 +179,20 @@ void hevc_analyser::begin_picture(int64_t prefix, const HevcSliceOrder& slice) {
   unit.pictureType = kPictureI;
   unit.keyPoint = irap;
   unit.fieldCount = fieldSequence_ ? 1 : 2;
-  unit.poc = counter_.next(*active_, slice);
+  unit.poc = counter_.next(*sps_.active(), slice);
   unit.beginsOrder = syntax::hevcTypeIsIdr(slice.nalType) || syntax::hevcTypeIsBla(slice.nalType) ||
                      (irap && sequenceEnded_);
   sequenceEnded_ = false;
-  apply_timing();
+  apply_unit_timing();
 }
 
 double hevc_analyser::tick() const {
   return characteristics().framePeriod / (fieldSequence_ ? 2 : 1);
 }
 
-void hevc_analyser::apply_timing() {
-  if (!timingSeen_) return;
+void hevc_analyser::apply_timing(std::span<const uint8_t> payload) {
   syntax::HevcPicTiming timing;
-  if (!syntax::parseHevcPicTiming(timingBytes_, *active_, timing)) return warn_of_sei();
+  if (!syntax::parseHevcPicTiming(payload, *sps_.active(), timing)) return warn_of_sei();
   access_unit& unit = this->unit();
   if (timing.frameFieldInfoPresent) {
     const int fields = syntax::hevcDisplayFields(timing.picStruct);
@@ -255,7 +200,7 @@ void hevc_analyser::apply_timing() {
     // Table D.2: fields are 1 and 2, and 9 to 12 with what they pair with.
     const bool isField = fields == 1;
     const bool top = timing.picStruct % 2 == 1;
-    if (isField) unit.fieldStructure = top ? uint8_t{1} : uint8_t{2};
+    if (isField) unit.fieldStructure = top ? kTopField : kBottomField;
     unit.topFieldFirst = top;
   }
   if (timing.delaysPresent) set_delays(timing.auCpbRemovalDelay, timing.picDpbOutputDelay, tick());
@@ -263,20 +208,16 @@ void hevc_analyser::apply_timing() {
 
 void hevc_analyser::add_slice_type(uint8_t type) {
   access_unit& unit = this->unit();
-  if (type == syntax::kHevcSliceB) {
-    unit.pictureType = kPictureB;
-  } else if (type == syntax::kHevcSliceP) {
-    unit.pictureType = std::max(unit.pictureType, kPictureP);
-  }
+  const uint8_t shown = type == syntax::kHevcSliceB   ? kPictureB
+                        : type == syntax::kHevcSliceP ? kPictureP
+                                                      : kPictureI;
+  unit.pictureType = std::max(unit.pictureType, shown);
 }
 
 void hevc_analyser::activate(const HevcSps& sps) {
-  if (&sps == active_ && sps_.version() == activeVersion_) return;
+  const bool first = sps_.active() == nullptr;
   // What changes behind the first one is the run's to find.
-  const bool first = active_ == nullptr;
-  active_ = &sps;
-  activeVersion_ = sps_.version();
-  if (first || !discovering()) apply_sps(sps);
+  if (sps_.activate(sps) && (first || !discovering())) apply_sps(sps);
 }
 
 void hevc_analyser::apply_sps(const HevcSps& sps) {
@@ -355,17 +296,12 @@ void hevc_analyser::apply_rates(const HevcSps& sps) {
     return;
   }
   const bool high = sps.profileTierLevel.general.tier;
-  const int64_t most = level->maxBr(high) * kNalFactor;
-  set_bit_rate(static_cast<double>(most - most / 16));
-  set_vbv_bytes(static_cast<double>(level->maxCpb(high) * kNalFactor / 8));
-  if (!ratesReported_ && !rateKnown) warn(kHevcNoBitRate, most - most / 16);
-  ratesReported_ = true;
+  set_level_rates(level->maxBr(high) * kNalFactor, level->maxCpb(high) * kNalFactor);
 }
 
 void hevc_analyser::restart_parsing() {
   nal_analyser::restart_parsing();
-  active_ = nullptr;
-  timingSeen_ = false;
+  sps_.deactivate();
   sequenceEnded_ = true;
   counter_ = {};
 }

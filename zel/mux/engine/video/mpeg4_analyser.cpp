@@ -25,9 +25,6 @@ using syntax::Mpeg4Vop;
 constexpr int32_t kLayerBytes = 192;
 constexpr int32_t kShortBytes = 8;
 constexpr int32_t kVopBytes = 16;
-constexpr uint8_t kPictureI = 1;
-constexpr uint8_t kPictureP = 2;
-constexpr uint8_t kPictureB = 3;
 constexpr double kRateUnit = 400;
 
 class mpeg4_analyser final : public video_analyser {

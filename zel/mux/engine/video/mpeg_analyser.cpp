@@ -174,7 +174,7 @@ void mpeg_analyser::on_extension(std::span<const uint8_t> payload) {
   MpegPictureCodingExtension coding;
   if (!has_picture() || !parseMpegPictureCodingExtension(payload, coding)) return;
   coding_ = coding;
-  unit().fieldStructure = coding.pictureStructure == 0 ? uint8_t{3} : coding.pictureStructure;
+  unit().fieldStructure = coding.pictureStructure == 0 ? kWholeFrame : coding.pictureStructure;
   unit().topFieldFirst = coding.topFieldFirst;
   unit().fieldCount = syntax::mpegDisplayFields(characteristics().progressiveSequence, coding);
 }

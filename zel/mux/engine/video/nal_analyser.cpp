@@ -14,6 +14,7 @@ namespace {
 
 constexpr int64_t kLongestOutputDelay = 600;
 constexpr uint32_t kLongestInitialDelay = 10 * 90'000;  // ISO/IEC 13818-1, 2.4.2.6: 10 s
+constexpr size_t kMostTimingBytes = 64;
 // How far a rate may be from a row of the table with FrameRateTolerant: "23.98" is 23.976.
 constexpr double kRateTolerance = 0.0002;
 
@@ -30,6 +31,56 @@ nal_analyser::nal_analyser(video_state& state, const nal_messages& messages,
                            int32_t configuredDepth)
     : video_analyser(state), messages_(messages), configuredDepth_(configuredDepth) {
   rbsp_.resize(kMostHeader);
+  timing_.reserve(kMostTimingBytes);
+}
+
+bool nal_analyser::begin_with_headers(int64_t start) {
+  if (unit_open() && !has_picture()) return false;
+  begin_unit(start);
+  timingSeen_ = false;
+  return true;
+}
+
+void nal_analyser::on_sei(std::span<const uint8_t> rbsp) {
+  syntax::SeiMessages messages(rbsp);
+  syntax::SeiMessage message;
+  while (messages.next(message)) {
+    if (message.type == syntax::kSeiBufferingPeriod) {
+      on_buffering_period(message.payload);
+    } else if (message.type == syntax::kSeiPicTiming) {
+      if (message.payload.size() > kMostTimingBytes) continue;
+      timing_.assign(message.payload.begin(), message.payload.end());
+      timingSeen_ = true;
+    } else {
+      on_other_sei(message);
+    }
+  }
+  if (messages.failed()) warn_of_sei();
+}
+
+// The delay before the first picture is taken out is what vbv_delay is to MPEG-2.
+void nal_analyser::on_buffering_period(std::span<const uint8_t> payload) {
+  unit().bufferingPeriod = true;
+  if (initialDelaySeen_) return;
+  const initial_delay delay = read_initial_delay(payload);
+  if (!delay.sound) return warn_of_sei();
+  if (!delay.delay90k) return;
+  initialDelaySeen_ = true;
+  set_initial_delay(*delay.delay90k);
+}
+
+void nal_analyser::apply_unit_timing() {
+  if (timingSeen_) apply_timing(timing_);
+}
+
+void nal_analyser::set_time_code(const syntax::ClockTimestamp& clock) {
+  if (!clock.present || !clock.hoursPresent) return;
+  unit().timeCode = {clock.hours,
+                     clock.minutes,
+                     clock.seconds,
+                     static_cast<uint8_t>(clock.frames),
+                     clock.countsDropFrame(),
+                     true};
 }
 
 int64_t nal_analyser::start_of(int64_t prefix) const {
@@ -174,7 +225,16 @@ void nal_analyser::set_timed_rate(double numerator, double denominator) {
   set_frame_rate(row);
 }
 
+void nal_analyser::set_level_rates(int64_t mostBits, int64_t bufferBits) {
+  const int64_t rate = mostBits - mostBits / 16;
+  set_bit_rate(static_cast<double>(rate));
+  set_vbv_bytes(static_cast<double>(bufferBits / 8));
+  if (!ratesReported_ && state().config->rate <= 0) warn(messages_.noBitRate, rate);
+  ratesReported_ = true;
+}
+
 void nal_analyser::restart_parsing() {
+  timingSeen_ = false;
   mode_ = order_mode::undecided;
   anchored_ = false;
 }

@@ -1,11 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
 #include "zel/mux/engine/video/display_order.h"
 #include "zel/mux/engine/video/video_analyser.h"
+#include "zel/syntax/clock_timestamp.h"
+#include "zel/syntax/sei_message.h"
 
 /// What AVC and HEVC have alike: units with zero bytes before their start codes, emulation
 /// prevention, and pictures whose times of display come from picture timing messages, from the
@@ -19,6 +22,12 @@ struct nal_messages {
   int seiAlignment;
   int noBitRate;
   int oddFrameRate;
+};
+
+/// What a buffering period message says of the delay before the first picture is taken out.
+struct initial_delay {
+  bool sound = true;  // the message could be read, or its SPS hasn't come
+  std::optional<uint32_t> delay90k{};
 };
 
 class nal_analyser : public video_analyser {
@@ -37,25 +46,42 @@ class nal_analyser : public video_analyser {
   /// the next call.
   std::span<const uint8_t> rbsp_of(std::span<const uint8_t> bytes, size_t headerSize);
 
+  /// Begins a unit at `start`, unless the open one has no picture yet and goes on.
+  /// @return whether one began.
+  bool begin_with_headers(int64_t start);
+
+  /// Walks the messages of an SEI unit. The picture timing waits for the first slice of its unit,
+  /// which tells the SPS that it is read by.
+  void on_sei(std::span<const uint8_t> rbsp);
+  virtual void on_other_sei(const syntax::SeiMessage& message) = 0;
+  virtual initial_delay read_initial_delay(std::span<const uint8_t> payload) const = 0;
+  /// The unit's first slice has come: its picture timing is read, where it has one.
+  void apply_unit_timing();
+  virtual void apply_timing(std::span<const uint8_t> payload) = 0;
+  /// The unit's time code, where the clock tells the hours.
+  void set_time_code(const syntax::ClockTimestamp& clock);
+
   /// How many units may be decoded before and shown after one at the most.
   void set_max_reorder(int32_t units) { maxReorder_ = units; }
   /// The open unit's delays as a picture timing message has them: from the removal of the unit of
   /// the buffering period before, and from decoding to display.
   void set_delays(int64_t removal, int64_t output, double tick);
-  /// The delay before the first picture is taken out of the buffer, in 90 kHz ticks.
-  void set_initial_delay(uint32_t delay90k);
   /// Warning 75: the order of the POC isn't used any more.
   void give_up_poc();
   bool uses_poc() const { return mode_ == order_mode::poc; }
   void warn_of_sei();
-  const nal_messages& messages() const { return messages_; }
 
   /// A frame rate by a stream's own timing, in frames per second as a fraction.
   void set_timed_rate(double numerator, double denominator);
+  /// The rate and the buffer of a stream that tells only its level: the level's highest rate less
+  /// 1/16, with a warning, and the level's buffer. In bits per second and bits.
+  void set_level_rates(int64_t mostBits, int64_t bufferBits);
 
  private:
   enum class order_mode { undecided, sei, poc, fixed };
 
+  void on_buffering_period(std::span<const uint8_t> payload);
+  void set_initial_delay(uint32_t delay90k);
   void decide(const access_unit& unit);
   void leave_sei();
   void sort(bool ended);
@@ -73,6 +99,11 @@ class nal_analyser : public video_analyser {
   bool seiReported_ = false;
   bool rateReported_ = false;
   bool pocReported_ = false;
+  bool initialDelaySeen_ = false;
+  bool ratesReported_ = false;
+  // The open unit's picture timing.
+  bool timingSeen_ = false;
+  std::vector<uint8_t> timing_;
   poc_display_order order_;
   std::vector<uint8_t> rbsp_;
 };

@@ -38,8 +38,19 @@ class parameter_store {
   const Set* find(uint32_t id) const {
     return id < Count && entries_[id] != nullptr ? &entries_[id]->set : nullptr;
   }
-  /// Counts the sets that were new or changed: a pointer holds as long as it stays.
-  uint32_t version() const { return version_; }
+
+  /// Makes `set`, which add() or find() gave, the active one.
+  /// @return whether it is another than before, or has been sent with other bytes since.
+  bool activate(const Set& set) {
+    if (active_ == &set && activeVersion_ == version_) return false;
+    active_ = &set;
+    activeVersion_ = version_;
+    return true;
+  }
+  void deactivate() { active_ = nullptr; }
+  /// Null where none is. To be read only right behind activate(): a set with the same id that comes
+  /// later takes its place.
+  const Set* active() const { return active_; }
 
  private:
   struct entry {
@@ -47,7 +58,9 @@ class parameter_store {
     Set set;
   };
   std::array<std::unique_ptr<entry>, Count> entries_;
-  uint32_t version_ = 0;
+  uint32_t version_ = 0;  // counts the sets that were new or changed
+  const Set* active_ = nullptr;
+  uint32_t activeVersion_ = 0;
 };
 
 }  // namespace zel::mux

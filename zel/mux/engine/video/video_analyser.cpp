@@ -16,8 +16,6 @@ namespace zel::mux {
 namespace {
 
 constexpr int64_t kPrefixSize = 3;
-constexpr uint8_t kPictureI = 1;
-constexpr uint8_t kWholeFrame = 3;
 
 frame_rate_row configured_rate(const Morvalen::Zel::tsm_video& config) {
   if (const frame_rate_row* row = find_frame_rate(config.frameRate)) return *row;
@@ -178,7 +176,7 @@ bool video_analyser::is_cut(const access_unit& unit) {
   }
   const bool before = state_.cutStart != nullptr &&
                       (!unit.timeCode.known || is_before(unit.timeCode, *state_.cutStart));
-  if (startSeen_) return before && unit.pictureType == 3 && state_.cutStart != nullptr;
+  if (startSeen_) return before && unit.pictureType == kPictureB && state_.cutStart != nullptr;
   const bool decodable = unit.pictureType == kPictureI || unit.keyPoint;
   startSeen_ = !before && (state_.cutStart == nullptr || decodable) &&
                (!state_.config->startSeqHdr || unit.sequenceHeader);
