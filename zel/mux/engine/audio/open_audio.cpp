@@ -74,6 +74,8 @@ void set_rate(audio_state& state) {
   inputs.lowLatency = record.lowLatency;
   inputs.carriesPcr = stream.has(kCarriesPcr);
   inputs.pcrPeriod = static_cast<int>(stream.pcrPeriod);
+  inputs.privateData = !state.privateData.empty();
+  inputs.privateExtension = state.privateData.has_extension();
   state.stream->set_rate(audio_stream_rate(inputs));
 }
 
@@ -142,6 +144,9 @@ std::unique_ptr<tsm_stream> open_audio(const tsm_audio& record,
   stream->makePacket = make_audio_packet;
   stream->nextRemoval = next_audio_removal;
 
+  if (record.privateDataFile.count > 0) {
+    state.privateData.read(record.privateDataFile, record.pid, mux.reports);
+  }
   input_request request;
   request.record = &record;
   request.load = load;
@@ -173,6 +178,7 @@ void start_audio(tsm_stream& stream, tsm_mux& mux) {
   describe_audio(state, config.autoDescrDisabled ? 0 : config.autoDescrMask,
                  config.autoDescrLegacyDts);
   stream.pmt.listed = true;
+  state.privateData.set_video(state.firstVideo, stream.pid(), mux.reports);
   set_limit(state);
   set_rate(state);
   state.firstSizes = {};

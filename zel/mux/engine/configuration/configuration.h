@@ -61,9 +61,11 @@ struct tsm_stream_record {
   int32_t dbSize;          ///< decoder buffer in bytes; 0: the model's
   bool avSync, indDelay;
   bool lowLatency;
-  TarnArray files;            ///< byte strings
-  TarnArray descriptors;      ///< byte strings, each with its tag and length
-  TarnArray privateDataFile;  ///< at most one byte string: PESPrivateDataFile
+  TarnArray files;        ///< byte strings
+  TarnArray descriptors;  ///< byte strings, each with its tag and length
+  /// At most one byte string: PESPrivateDataFile, a text that docs/multiplexing.md describes. Video
+  /// and audio only.
+  TarnArray privateDataFile;
 };
 
 /// A video stream: MPEG-1, MPEG-2, MPEG-4 part 2, AVC or HEVC. The keys are those of its section;

@@ -71,6 +71,7 @@ struct plan {
   int payload = 0;
   bool startsPes = false;
   bool stamped = false;  // a frame commences in the PES packet
+  bool full = false;     // its header has all that is due
   pes_fields pes;
 };
 
@@ -160,16 +161,24 @@ readiness plan_pes(audio_state& state, const tsm_stream& stream, int used, plan&
   }
   const size_t commencing = state.cursor.frameSent > 0 ? 1 : 0;
   const bool due = stream.PTSnPESCount == 0;
-  // Without a frame that commences there is no time stamp, and the shorter header makes room.
-  for (const bool stamp : {due, false}) {
-    pes.hasPts = stamp;
+  const private_data_entry* data = nullptr;
+  if (!state.privateData.empty() && frame_ready(state, commencing) == readiness::ready) {
+    data = state.privateData.due(state.frames[commencing].pts, state.firstPts);
+  }
+  const bool extras = due || data != nullptr;
+  // Without a frame that commences there is no time stamp and no private data, and the shorter
+  // header makes room.
+  for (const bool full : {extras, false}) {
+    pes.hasPts = full && due;
+    set_private_data(pes, full ? data : nullptr);
+    packet.full = full;
     const int32_t room = static_cast<int32_t>(kPacketBytes) - used - pes_header_size(pes);
     const readiness ready = measure_pes(state, stream, room, packet);
     if (ready != readiness::ready) return ready;
-    if (packet.stamped || !due) break;
+    if (packet.stamped || !extras) break;
   }
   // With its time stamp gone, the PES packet counts for none that has one.
-  if (due && !pes.hasPts) packet.stamped = false;
+  if (extras && !packet.full) packet.stamped = false;
   if (!packet.stamped) pes.headerFlags = static_cast<uint8_t>(pes.headerFlags & ~kAlignmentFlag);
   if (pes.hasPts) pes.pts = state.frames[commencing].pts;
   return readiness::ready;
@@ -237,6 +246,7 @@ void fill_packet(audio_state& state, tsm_stream& stream, plan& plan, tsm_packet&
     state.cursor.pesBegun = true;
     state.cursor.pesBytesLeft = plan.pes.payloadLength;
     if (plan.stamped) {
+      state.privateData.sent();
       stream.PTSnPESCount =
           stream.PTSnPESCount == 0 ? std::max(stream.PTSnPES, 1u) - 1 : stream.PTSnPESCount - 1;
     }

@@ -140,6 +140,9 @@ void plan_pes(video_state& state, tsm_stream& stream, plan& packet) {
     pes.hasIdExtension = true;
     pes.idExtension = stream.pesIdExtension;
   }
+  if (packet.stamped != nullptr && !state.privateData.empty()) {
+    set_private_data(pes, state.privateData.due(packet.stamped->pts, state.firstPts));
+  }
   if (packet.stamped != nullptr && stream.PTSnPESCount == 0) {
     pes.hasPts = true;
     pes.pts = packet.stamped->pts;
@@ -243,6 +246,7 @@ void commit_pes(video_state& state, tsm_stream& stream, const plan& packet) {
   if (packet.stamped != nullptr) {
     cursor.pesUnitsLeft = static_cast<int32_t>(std::max(stream.PESnau, 1u));
     cursor.nextUnitHasPes = true;
+    state.privateData.sent();
     stream.PTSnPESCount =
         stream.PTSnPESCount == 0 ? std::max(stream.PTSnPES, 1u) - 1 : stream.PTSnPESCount - 1;
   }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "zel/mux/engine/input/elementary_input.h"
+#include "zel/mux/engine/packet/private_data.h"
 #include "zel/mux/engine/stream/buffer_model.h"
 #include "zel/mux/engine/stream/fixed_ring.h"
 #include "zel/mux/engine/stream/stream.h"
@@ -78,6 +79,7 @@ struct audio_state : stream_state {
   audio_characteristics characteristics;
   std::vector<int32_t> firstSizes;  // of the frames of the first reading
   audio_cursor cursor;
+  private_data_list privateData;  // of PESPrivateDataFile
 
   double runningPts = 0;     // of the next frame; 27 MHz ticks within the wrap
   double firstPts = 0;       // A0

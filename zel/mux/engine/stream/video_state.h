@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "zel/mux/engine/input/elementary_input.h"
+#include "zel/mux/engine/packet/private_data.h"
 #include "zel/mux/engine/stream/buffer_model.h"
 #include "zel/mux/engine/stream/fixed_ring.h"
 #include "zel/mux/engine/stream/stream.h"
@@ -135,6 +136,7 @@ struct video_state : stream_state {
   buffer_model model;
   video_characteristics characteristics;
   video_cursor cursor;
+  private_data_list privateData;  // of PESPrivateDataFile
 
   double runningDts = 0;     // of the next access unit; 27 MHz ticks within the wrap
   double firstDts = 0;       // D0

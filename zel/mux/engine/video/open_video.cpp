@@ -113,7 +113,8 @@ void set_rate(video_state& state) {
   inputs.aligned = stream.has(kAligned);
   inputs.padsSmallUnits = record.padSmallAu;
   inputs.quadByte = record.quadByte;
-  inputs.privateData = record.privateDataFile.count > 0;
+  inputs.privateData = !state.privateData.empty();
+  inputs.privateExtension = state.privateData.has_extension();
   stream.set_rate(std::max(video_stream_rate(inputs), 1.0));
 }
 
@@ -187,6 +188,9 @@ std::unique_ptr<tsm_stream> open_video(const tsm_video& record, const tsm_progra
   request.openError = kVideoOpenFailed;
   request.noFiles = kVideoNoInputFile;
   request.noFilesArgument = int64_t{program.programNumber};
+  if (record.privateDataFile.count > 0) {
+    state.privateData.read(record.privateDataFile, record.pid, mux.reports);
+  }
   const bool layered = is_layered(record);
   if (!open_input(layered ? state.layeredInput : state.input, request, mux.reports)) return nullptr;
   if (layered) open_layers(state, size);
@@ -213,6 +217,7 @@ void start_video(tsm_stream& stream, tsm_mux& mux) {
   stream.framePeriod = video.framePeriod;
   stream.frameRate = video.frameRate;
   read_first_units(state);
+  state.privateData.set_video(&state, stream.pid(), mux.reports);
   stream.firstDts = state.firstDts;
   stream.firstPts = state.firstPts;
 }

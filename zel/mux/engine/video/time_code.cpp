@@ -44,6 +44,16 @@ video_time_code advanced(const video_time_code& code, int64_t frames, int32_t ro
   return result;
 }
 
+int64_t frames_until(const video_time_code& from, const Morvalen::Zel::tsm_time_code& to,
+                     int32_t rounded) {
+  if (rounded <= 0) return 0;
+  const int64_t dropped = dropped_numbers(from, rounded);
+  const int64_t minutes = int64_t{to.hours} * 60 + to.minutes;
+  const int64_t there =
+      (minutes * 60 + to.seconds) * rounded + to.frames - dropped * (minutes - minutes / 10);
+  return there - frames_of_day(from, rounded, dropped);
+}
+
 bool is_before(const video_time_code& code, const Morvalen::Zel::tsm_time_code& time) {
   if (code.hours != time.hours) return code.hours < time.hours;
   if (code.minutes != time.minutes) return code.minutes < time.minutes;

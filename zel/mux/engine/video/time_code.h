@@ -13,6 +13,11 @@ namespace zel::mux {
 /// 0 or less nothing is known of the rate, and the code stays.
 video_time_code advanced(const video_time_code& code, int64_t frames, int32_t rounded);
 
+/// How many frames `to` stands behind `from`, below 0 where it stands before: by the count of
+/// `from`, with or without drop frame. 0 without a frame rate.
+int64_t frames_until(const video_time_code& from, const Morvalen::Zel::tsm_time_code& to,
+                     int32_t rounded);
+
 /// Whether `code` stands before the time of day that is configured. By the digits: which of the two
 /// counts with drop frame makes no difference.
 bool is_before(const video_time_code& code, const Morvalen::Zel::tsm_time_code& time);
