@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <utility>
 
+#include "zel/mux/engine/clock/tsm_time.h"
 #include "zel/mux/engine/input/circular_buffer.h"
 #include "zel/mux/engine/packet/video_packets.h"
 #include "zel/mux/engine/run/mux.h"
@@ -78,6 +80,20 @@ int AnalysedVideo::count(const std::string& message) const {
     ++found;
   }
   return found;
+}
+
+double AnalysedVideo::shown(size_t unit) const {
+  return mux::signed_difference(units[unit].pts, firstDts) / kPeriodAt25;
+}
+
+double AnalysedVideo::decoded(size_t unit) const {
+  return mux::signed_difference(units[unit].dts, firstDts) / kPeriodAt25;
+}
+
+VideoFeed with(std::function<void(tsm_config&, tsm_video&)> configure) {
+  VideoFeed feed;
+  feed.configure = std::move(configure);
+  return feed;
 }
 
 AnalysedVideo analyseVideo(std::span<const uint8_t> stream, const VideoFeed& feed) {

@@ -30,12 +30,21 @@ struct AnalysedVideo {
   std::string texts;     // the last parts of the messages, the table's texts
 
   int count(const std::string& message) const;
+  /// Of a stream of 25 frames a second: the unit's time in frames behind the first DTS.
+  double shown(size_t unit) const;
+  double decoded(size_t unit) const;
 };
+
+inline constexpr double kPeriodAt25 = 1'080'000;
 
 struct VideoFeed {
   size_t chunk = 1 << 16;  // bytes that a call of the loader gives at the most
   std::function<void(Morvalen::Zel::tsm_config&, Morvalen::Zel::tsm_video&)> configure;
 };
+
+/// A feed for records that `configure` has changed.
+VideoFeed with(
+    std::function<void(Morvalen::Zel::tsm_config&, Morvalen::Zel::tsm_video&)> configure);
 
 /// Messages stop nothing here, as with StopOnError off.
 AnalysedVideo analyseVideo(std::span<const uint8_t> stream, const VideoFeed& feed = {});

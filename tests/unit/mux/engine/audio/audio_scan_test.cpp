@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tests/support/audio_frames.h"
+#include "tests/support/bytes_source.h"
 #include "zel/mux/engine/audio/describe.h"
 #include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/run/reporting.h"
@@ -19,28 +20,20 @@ namespace {
 using namespace zel::test;
 using Bytes = AudioBytes;
 
-class memory_source final : public stream_source {
+// With places where another file's bytes begin.
+class spliced_source final : public BytesSource {
  public:
-  memory_source(Bytes bytes, int32_t piece, std::vector<int64_t> transitions = {})
-      : bytes_(std::move(bytes)), piece_(piece), transitions_(std::move(transitions)) {}
-  int32_t read(uint8_t* to, int32_t room) override {
-    const auto left = static_cast<int32_t>(bytes_.size() - at_);
-    const int32_t count = std::min({room, left, piece_});
-    std::copy_n(bytes_.begin() + static_cast<ptrdiff_t>(at_), count, to);
-    at_ += static_cast<size_t>(count);
-    return count;
-  }
+  spliced_source(Bytes bytes, size_t piece, std::vector<int64_t> transitions)
+      : BytesSource(std::move(bytes), piece), transitions_(std::move(transitions)) {}
   int64_t take_transition() override {
-    if (transitions_.empty() || transitions_.front() >= static_cast<int64_t>(at_)) return -1;
+    const auto given = static_cast<int64_t>(bytesGiven());
+    if (transitions_.empty() || transitions_.front() >= given) return -1;
     const int64_t place = transitions_.front();
     transitions_.erase(transitions_.begin());
     return place;
   }
 
  private:
-  Bytes bytes_;
-  size_t at_ = 0;
-  int32_t piece_;
   std::vector<int64_t> transitions_;
 };
 
@@ -56,7 +49,8 @@ struct Reading {
     report.deliver_to(take, this);
     report.stop_on(false, false);
     state.input.open(60000, piece,
-                     std::make_unique<memory_source>(bytes, piece, std::move(transitions)));
+                     std::make_unique<spliced_source>(bytes, static_cast<size_t>(piece),
+                                                      std::move(transitions)));
     discover_audio(state);
     discovered = state.characteristics;
     while (scan_audio(state)) {
@@ -431,7 +425,7 @@ struct Described {
     state.config = &reading.config;
     state.report = &reading.report;
     state.stream = &stream;
-    state.input.open(60000, 5000, std::make_unique<memory_source>(bytes, 5000));
+    state.input.open(60000, 5000, std::make_unique<BytesSource>(bytes, 5000));
     discover_audio(state);
     describe_audio(state, mask, legacy);
     for (const auto& each : stream.pmt.descriptors) tags.push_back(each.front());
@@ -482,7 +476,7 @@ TEST(AudioScan, AFullListTakesNoMore) {
   Reading run(Bytes{});
   audio_state state;
   state.report = &run.report;
-  state.input.open(60000, 5000, std::make_unique<memory_source>(adtsFrame(100) * 200, 5000));
+  state.input.open(60000, 5000, std::make_unique<BytesSource>(adtsFrame(100) * 200, 5000));
   discover_audio(state);
   for (int i = 0; i < 100; ++i) EXPECT_TRUE(scan_audio(state));
   EXPECT_EQ(state.frames.size(), kAudioFrames);

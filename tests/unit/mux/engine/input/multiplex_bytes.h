@@ -13,23 +13,6 @@ namespace zel::test {
 
 using Bytes = std::vector<uint8_t>;
 
-/// A source that gives its bytes at most `piece` at a time.
-class BytesSource : public mux::stream_source {
- public:
-  BytesSource(Bytes bytes, size_t piece) : bytes_(std::move(bytes)), piece_(piece) {}
-  int32_t read(uint8_t* to, int32_t room) override {
-    const size_t count = std::min({static_cast<size_t>(room), piece_, bytes_.size() - at_});
-    std::copy_n(bytes_.begin() + static_cast<long>(at_), count, to);
-    at_ += count;
-    return static_cast<int32_t>(count);
-  }
-
- private:
-  Bytes bytes_;
-  size_t piece_;
-  size_t at_ = 0;
-};
-
 inline void append(Bytes& to, const Bytes& more) {
   to.insert(to.end(), more.begin(), more.end());
 }

@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "tests/support/bytes_source.h"
 #include "tests/unit/mux/engine/input/multiplex_bytes.h"
 #include "zel/mux/engine/input/input_window.h"
 #include "zel/mux/engine/input/program_stream_source.h"

@@ -9,68 +9,14 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/adaptation_parser.h"
+#include "tests/support/bytes_source.h"
 #include "tests/support/counted_allocations.h"
 #include "tests/support/seed.h"
+#include "tests/unit/mux/engine/packet/packet_run.h"
 #include "zel/mux/engine/configuration/configuration.h"
-#include "zel/mux/engine/run/mux.h"
-#include "zel/mux/engine/stream/pcr_schedule.h"
 
 namespace zel::mux {
 namespace {
-
-class byte_source : public stream_source {
- public:
-  explicit byte_source(std::vector<uint8_t> bytes) : bytes_(std::move(bytes)) {}
-  int32_t read(uint8_t* to, int32_t room) override {
-    const size_t count = std::min(static_cast<size_t>(room), bytes_.size() - at_);
-    std::copy_n(bytes_.begin() + static_cast<ptrdiff_t>(at_), count, to);
-    at_ += count;
-    return static_cast<int32_t>(count);
-  }
-
- private:
-  std::vector<uint8_t> bytes_;
-  size_t at_ = 0;
-};
-
-int write_nothing(void*, const uint8_t*, int32_t, int32_t) {
-  return 0;
-}
-
-struct pes_packet {
-  size_t at = 0;  // of its payload in the elementary stream
-  size_t told = 0;
-  size_t bytes = 0;
-  int64_t pts = -1;
-  bool aligned = false;
-  int stuffing = 0;  // in its packets
-};
-
-// What came out of a stream, read back.
-struct outcome {
-  std::vector<uint8_t> payload;
-  std::vector<pes_packet> pes;
-  std::vector<std::pair<bool, int>> messages;  // fatal, code
-  int withheld = 0;
-  int withheldWithPcr = 0;
-  int pcrs = 0;
-  int packets = 0;
-  int64_t highest = 0;
-
-  std::vector<int64_t> pts() const {
-    std::vector<int64_t> stamps;
-    for (const pes_packet& packet : pes) {
-      if (packet.pts >= 0) stamps.push_back(packet.pts);
-    }
-    return stamps;
-  }
-  int stuffing() const {
-    int all = 0;
-    for (const pes_packet& packet : pes) all += packet.stuffing;
-    return all;
-  }
-};
 
 // A stream of 64 frames of random bytes at 24 ms, queued at once, and no analyser.
 class AudioPackets : public ::testing::Test {
@@ -86,6 +32,7 @@ class AudioPackets : public ::testing::Test {
     stream_.state = std::move(owned);
     stream_.set_pid(0x24);
     stream_.pesId = 0xC0;
+    stream_.makePacket = make_audio_packet;
     stream_.set_rate(8 * 1.12 * (largest + 20) / (kPeriod / 2.7e7));
     stream_.step_times();
     state_->stream = &stream_;
@@ -120,7 +67,7 @@ class AudioPackets : public ::testing::Test {
       pts += kPeriod;
     }
     const auto size = static_cast<int32_t>(input.size());
-    state_->input.open(size + 2, size, std::make_unique<byte_source>(std::move(input)));
+    state_->input.open(size + 2, size, std::make_unique<test::BytesSource>(std::move(input)));
     while (state_->input.load()) {
     }
   }
@@ -131,63 +78,11 @@ class AudioPackets : public ::testing::Test {
   }
 
   const outcome& run() {
-    tsm_mux mux(output_writer({.bufferedPackets = 1}, {}, write_nothing, nullptr));
-    int continuity = stream_.continuity();
-    for (int slot = 0; slot < 400'000 && !stream_.has(kNoMorePackets); ++slot) {
-      now_ = stream_.nextTime;
-      tsm_packet packet{};
-      make_audio_packet(stream_, now_, packet, mux);
-      EXPECT_TRUE(is_before(now_, stream_.nextTime));
-      result_.highest = std::max(result_.highest, state_->model.level);
-      if (packet.pid() == kNullPid) {
-        ++result_.withheld;
-        continue;
-      }
-      // The slot loop's part.
-      if (stream_.has(kPacketHasPcr)) write_pcr(packet.bytes + kPcrPlace, now_);
-      read(packet, continuity);
-    }
-    EXPECT_TRUE(stream_.has(kNoMorePackets));
+    packet_run packets(stream_, state_->model, result_);
+    packets.noEmptyFields = state_->noEmptyAf;
+    packets.to_the_end(now_);
     for (const pes_packet& packet : result_.pes) EXPECT_EQ(packet.told, packet.bytes);
     return result_;
-  }
-
-  void read(const tsm_packet& packet, int& continuity) {
-    const auto parsed = test::parsePacket(std::span<const uint8_t, 188>(packet.bytes, 188));
-    ASSERT_TRUE(parsed);
-    EXPECT_EQ(parsed->pid, 0x24);
-    EXPECT_EQ(parsed->pcrBase.has_value(), stream_.has(kPacketHasPcr));
-    EXPECT_FALSE(state_->noEmptyAf && parsed->hasField && parsed->fieldLength == 0);
-    result_.pcrs += parsed->pcrBase.has_value() ? 1 : 0;
-    if (!parsed->hasPayload) {
-      EXPECT_FALSE(parsed->unitStart);
-      EXPECT_EQ(parsed->continuity, continuity);  // payload alone is counted
-      ++result_.withheldWithPcr;
-      return;
-    }
-    ++result_.packets;
-    continuity = (continuity + 1) & 15;
-    EXPECT_EQ(parsed->continuity, continuity);
-    size_t at = parsed->payloadAt;
-    if (parsed->unitStart) {
-      const uint8_t* pes = packet.bytes + at;
-      EXPECT_EQ((std::vector<int>{pes[0], pes[1], pes[2], pes[3]}),
-                (std::vector<int>{0, 0, 1, 0xC0}));
-      pes_packet next;
-      next.at = result_.payload.size();
-      next.told = static_cast<size_t>(pes[4] << 8 | pes[5]) - 3u - pes[8];
-      next.aligned = (pes[6] & 4) != 0;
-      if (pes[7] & 0x80) {
-        next.pts = (int64_t{pes[9]} >> 1 & 7) << 30 | int64_t{pes[10]} << 22 |
-                   int64_t{pes[11]} >> 1 << 15 | int64_t{pes[12]} << 7 | pes[13] >> 1;
-      }
-      at += 9u + pes[8];
-      result_.pes.push_back(next);
-    }
-    ASSERT_FALSE(result_.pes.empty());
-    result_.pes.back().bytes += 188 - at;
-    result_.pes.back().stuffing += parsed->stuffing;
-    result_.payload.insert(result_.payload.end(), packet.bytes + at, packet.bytes + 188);
   }
 
   int64_t stamp(size_t frame) const { return static_cast<int64_t>(frames_[frame].pts / 300); }

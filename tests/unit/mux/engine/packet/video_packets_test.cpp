@@ -8,45 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/adaptation_parser.h"
+#include "tests/support/bytes_source.h"
 #include "tests/support/seed.h"
+#include "tests/unit/mux/engine/packet/packet_run.h"
 #include "zel/mux/engine/configuration/configuration.h"
-#include "zel/mux/engine/run/mux.h"
-#include "zel/mux/engine/stream/pcr_schedule.h"
 
 namespace zel::mux {
 namespace {
-
-class byte_source : public stream_source {
- public:
-  explicit byte_source(std::vector<uint8_t> bytes) : bytes_(std::move(bytes)) {}
-  int32_t read(uint8_t* to, int32_t room) override {
-    const size_t count = std::min(static_cast<size_t>(room), bytes_.size() - at_);
-    std::copy_n(bytes_.begin() + static_cast<ptrdiff_t>(at_), count, to);
-    at_ += count;
-    return static_cast<int32_t>(count);
-  }
-
- private:
-  std::vector<uint8_t> bytes_;
-  size_t at_ = 0;
-};
-
-int write_nothing(void*, const uint8_t*, int32_t, int32_t) {
-  return 0;
-}
-
-// What came out of a stream, read back.
-struct outcome {
-  std::vector<uint8_t> payload;
-  std::vector<size_t> pesAt;  // in the payload
-  std::vector<int64_t> pts;   // of those that have one
-  int withheld = 0;
-  int withheldWithPcr = 0;
-  int pcrs = 0;
-  int packets = 0;
-  int64_t highest = 0;
-};
 
 // A stream of 60 units of random bytes at 25 a second, queued at once, and no analyser.
 class VideoPackets : public ::testing::Test {
@@ -62,6 +30,7 @@ class VideoPackets : public ::testing::Test {
     stream_.state = std::move(owned);
     stream_.set_pid(0x21);
     stream_.pesId = 0xE0;
+    stream_.makePacket = make_video_packet;
     stream_.set_rate(4e6);
     stream_.step_times();
     state_->stream = &stream_;
@@ -89,61 +58,15 @@ class VideoPackets : public ::testing::Test {
       units_.push_back(unit);
       dts += kPeriod;
     }
-    state_->input.open(1 << 21, 1 << 20, std::make_unique<byte_source>(bytes_));
+    state_->input.open(1 << 21, 1 << 20, std::make_unique<test::BytesSource>(bytes_));
     while (state_->input.load()) {
     }
   }
 
   outcome run() {
-    tsm_mux mux(output_writer({.bufferedPackets = 1}, {}, write_nothing, nullptr));
     outcome result;
-    int continuity = stream_.continuity();
-    for (int slot = 0; slot < 400'000 && !stream_.has(kNoMorePackets); ++slot) {
-      now_ = stream_.nextTime;
-      tsm_packet packet{};
-      make_video_packet(stream_, now_, packet, mux);
-      EXPECT_TRUE(is_before(now_, stream_.nextTime));
-      result.highest = std::max(result.highest, state_->model.level);
-      if (packet.pid() == kNullPid) {
-        ++result.withheld;
-        continue;
-      }
-      // The slot loop's part.
-      if (stream_.has(kPacketHasPcr)) write_pcr(packet.bytes + kPcrPlace, now_);
-      read(packet, continuity, result);
-    }
-    EXPECT_TRUE(stream_.has(kNoMorePackets));
+    packet_run(stream_, state_->model, result).to_the_end(now_);
     return result;
-  }
-
-  void read(const tsm_packet& packet, int& continuity, outcome& result) {
-    const auto parsed = test::parsePacket(std::span<const uint8_t, 188>(packet.bytes, 188));
-    ASSERT_TRUE(parsed);
-    EXPECT_EQ(parsed->pid, 0x21);
-    EXPECT_EQ(parsed->pcrBase.has_value(), stream_.has(kPacketHasPcr));
-    result.pcrs += parsed->pcrBase.has_value() ? 1 : 0;
-    if (!parsed->hasPayload) {
-      EXPECT_FALSE(parsed->unitStart);
-      EXPECT_EQ(parsed->continuity, continuity);  // payload alone is counted
-      ++result.withheldWithPcr;
-      return;
-    }
-    ++result.packets;
-    continuity = (continuity + 1) & 15;
-    EXPECT_EQ(parsed->continuity, continuity);
-    size_t at = parsed->payloadAt;
-    if (parsed->unitStart) {
-      const uint8_t* pes = packet.bytes + at;
-      EXPECT_EQ((std::vector<int>{pes[0], pes[1], pes[2], pes[3]}),
-                (std::vector<int>{0, 0, 1, 0xE0}));
-      if (pes[7] & 0x80) {
-        result.pts.push_back((int64_t{pes[9]} >> 1 & 7) << 30 | int64_t{pes[10]} << 22 |
-                             int64_t{pes[11]} >> 1 << 15 | int64_t{pes[12]} << 7 | pes[13] >> 1);
-      }
-      at += 9u + pes[8];
-      result.pesAt.push_back(result.payload.size());
-    }
-    result.payload.insert(result.payload.end(), packet.bytes + at, packet.bytes + 188);
   }
 
   std::vector<int64_t> expected_pts() const {
@@ -166,7 +89,7 @@ TEST_F(VideoPackets, DeliverTheStreamByteForByteWithinTheBuffer) {
   build(300, 12'000, 40'000);
   const outcome result = run();
   EXPECT_EQ(result.payload, bytes_);
-  EXPECT_EQ(result.pts, expected_pts());
+  EXPECT_EQ(result.pts(), expected_pts());
   EXPECT_LT(result.highest, 40'000);
   EXPECT_GT(result.withheld, 100);
   EXPECT_EQ(stats_.warnings, 0);
@@ -175,11 +98,11 @@ TEST_F(VideoPackets, DeliverTheStreamByteForByteWithinTheBuffer) {
 TEST_F(VideoPackets, UnalignedPesPacketsBeginWithTheRestOfTheUnitBefore) {
   build(300, 12'000, 60'000);
   const outcome result = run();
-  ASSERT_EQ(result.pesAt.size(), units_.size());
+  ASSERT_EQ(result.pes.size(), units_.size());
   for (size_t i = 0; i < units_.size(); ++i) {
     const auto start = static_cast<size_t>(units_[i].start);
-    EXPECT_LE(result.pesAt[i], start);
-    EXPECT_LT(start - result.pesAt[i], 184u);
+    EXPECT_LE(result.pes[i].at, start);
+    EXPECT_LT(start - result.pes[i].at, 184u);
   }
   // Nothing is stuffed but the last packet.
   const size_t headers = units_.size() * 19;
@@ -191,10 +114,10 @@ TEST_F(VideoPackets, AlignedUnitsEachBeginAPacket) {
   build(20, 3'000, 60'000);
   const outcome result = run();
   EXPECT_EQ(result.payload, bytes_);
-  EXPECT_EQ(result.pts, expected_pts());
-  ASSERT_EQ(result.pesAt.size(), units_.size());
+  EXPECT_EQ(result.pts(), expected_pts());
+  ASSERT_EQ(result.pes.size(), units_.size());
   for (size_t i = 0; i < units_.size(); ++i) {
-    EXPECT_EQ(result.pesAt[i], static_cast<size_t>(units_[i].start));
+    EXPECT_EQ(result.pes[i].at, static_cast<size_t>(units_[i].start));
   }
 }
 
@@ -203,7 +126,7 @@ TEST_F(VideoPackets, SmallUnitsArePaddedOnceToldOf) {
   build(20, 60, 60'000);
   const outcome result = run();
   EXPECT_EQ(result.payload, bytes_);
-  EXPECT_EQ(result.pts, expected_pts());
+  EXPECT_EQ(result.pts(), expected_pts());
   EXPECT_EQ(stats_.warnings, 1);
 }
 
@@ -212,7 +135,7 @@ TEST_F(VideoPackets, ManyUnitsShareAPesPacket) {
   build(300, 4'000, 60'000);
   const outcome result = run();
   EXPECT_EQ(result.payload, bytes_);
-  EXPECT_EQ(result.pts.size(), units_.size() / 5);
+  EXPECT_EQ(result.pts().size(), units_.size() / 5);
 }
 
 TEST_F(VideoPackets, PesPacketsAreCutAtTheirMostLength) {
@@ -220,9 +143,9 @@ TEST_F(VideoPackets, PesPacketsAreCutAtTheirMostLength) {
   build(300, 4'000, 60'000);
   const outcome result = run();
   EXPECT_EQ(result.payload, bytes_);
-  EXPECT_EQ(result.pts, expected_pts());
-  for (size_t i = 1; i < result.pesAt.size(); ++i) {
-    EXPECT_LE(result.pesAt[i] - result.pesAt[i - 1], 1'000u);
+  EXPECT_EQ(result.pts(), expected_pts());
+  for (size_t i = 1; i < result.pes.size(); ++i) {
+    EXPECT_LE(result.pes[i].at - result.pes[i - 1].at, 1'000u);
   }
 }
 

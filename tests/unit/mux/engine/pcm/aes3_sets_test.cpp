@@ -5,6 +5,7 @@
 #include <random>
 #include <vector>
 
+#include "tests/support/bytes_source.h"
 #include "tests/support/seed.h"
 #include "tests/unit/mux/engine/input/multiplex_bytes.h"
 #include "tests/unit/mux/engine/pcm/pcm_run.h"

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "tests/support/analysed_video.h"
+#include "tests/unit/mux/engine/video/any_end.h"
 #include "tests/unit/mux/engine/video/avc_bytes.h"
-#include "zel/mux/engine/clock/tsm_time.h"
 
 namespace zel::mux {
 namespace {
@@ -20,21 +20,9 @@ using test::analyseVideo;
 using test::AvcBytes;
 using test::AvcPicture;
 using test::VideoFeed;
+using test::with;
 
-constexpr double kPeriod = 1'080'000;  // 25 a second
-
-VideoFeed with(std::function<void(tsm_config&, tsm_video&)> configure) {
-  VideoFeed feed;
-  feed.configure = std::move(configure);
-  return feed;
-}
-
-double shown(const AnalysedVideo& video, size_t index) {
-  return signed_difference(video.units[index].pts, video.firstDts) / kPeriod;
-}
-double decoded(const AnalysedVideo& video, size_t index) {
-  return signed_difference(video.units[index].dts, video.firstDts) / kPeriod;
-}
+constexpr double kPeriod = test::kPeriodAt25;
 
 // Twelve frames with the HRD's messages, shown two frames after they are decoded.
 AvcBytes timed_stream(uint32_t outputDelay = 4) {
@@ -101,8 +89,8 @@ TEST(AvcAnalyser, TheMaskOfAutomaticDescriptorsHasABitForAvc) {
 TEST(AvcAnalyser, PictureTimingTellsWhenAPictureIsShown) {
   const AnalysedVideo video = analyseVideo(timed_stream().bytes);
   for (size_t i = 0; i < 12; ++i) {
-    EXPECT_EQ(decoded(video, i), static_cast<double>(i));
-    EXPECT_EQ(shown(video, i), static_cast<double>(i) + 2);
+    EXPECT_EQ(video.decoded(i), static_cast<double>(i));
+    EXPECT_EQ(video.shown(i), static_cast<double>(i) + 2);
     EXPECT_TRUE(video.units[i].hasDelimiter);
   }
   EXPECT_TRUE(video.units[0].keyPoint);
@@ -115,7 +103,7 @@ TEST(AvcAnalyser, AnOutputDelayTooLongEndsTheUseOfTiming) {
   EXPECT_EQ(video.messages, "W67 ");
   EXPECT_NE(video.texts.find("AVC dpb output delay = 601; ignoring"), std::string::npos);
   ASSERT_EQ(video.units.size(), 12u);
-  for (size_t i = 0; i < 12; ++i) EXPECT_EQ(shown(video, i), decoded(video, i));
+  for (size_t i = 0; i < 12; ++i) EXPECT_EQ(video.shown(i), video.decoded(i));
 }
 
 TEST(AvcAnalyser, PicturesAreShownInTheOrderOfTheirPoc) {
@@ -127,8 +115,8 @@ TEST(AvcAnalyser, PicturesAreShownInTheOrderOfTheirPoc) {
   ASSERT_EQ(video.units.size(), 36u);
   for (size_t i = 0; i < 36; ++i) {
     const double place = kPyramid[i % 9].second + 9.0 * static_cast<double>(i / 9);
-    EXPECT_EQ(shown(video, i), place + 2) << i;
-    EXPECT_EQ(decoded(video, i), static_cast<double>(i));
+    EXPECT_EQ(video.shown(i), place + 2) << i;
+    EXPECT_EQ(video.decoded(i), static_cast<double>(i));
   }
   EXPECT_EQ(video.firstPts, video.units[0].pts);
 }
@@ -149,7 +137,7 @@ TEST(AvcAnalyser, ADepthThatGrowsIsTold) {
   const AnalysedVideo told = analyseVideo(
       stream.bytes, with([](tsm_config&, tsm_video& record) { record.avcReorderDepth = 2; }));
   EXPECT_EQ(told.count("W74"), 0);
-  EXPECT_EQ(shown(told, 0), 2);
+  EXPECT_EQ(told.shown(0), 2);
 }
 
 TEST(AvcAnalyser, IgnorePocIsAFixedDelay) {
@@ -161,7 +149,7 @@ TEST(AvcAnalyser, IgnorePocIsAFixedDelay) {
                                              record.avcReorderDepth = 3;
                                            }));
   ASSERT_EQ(video.units.size(), 9u);
-  for (size_t i = 0; i < 9; ++i) EXPECT_EQ(shown(video, i), decoded(video, i) + 3);
+  for (size_t i = 0; i < 9; ++i) EXPECT_EQ(video.shown(i), video.decoded(i) + 3);
 }
 
 TEST(AvcAnalyser, APocOfZeroOfAPIsBadVideo) {
@@ -175,7 +163,7 @@ TEST(AvcAnalyser, APocOfZeroOfAPIsBadVideo) {
   EXPECT_EQ(video.count("W75"), 1);
   ASSERT_EQ(video.units.size(), 60u);
   for (size_t i = 50; i + 1 < 60; ++i) {
-    EXPECT_EQ(shown(video, i + 1) - shown(video, i), 1) << "a fixed delay from there on";
+    EXPECT_EQ(video.shown(i + 1) - video.shown(i), 1) << "a fixed delay from there on";
   }
 }
 
@@ -205,8 +193,8 @@ TEST(AvcAnalyser, FieldsAreUnitsOfHalfAFrame) {
   ASSERT_EQ(video.units.size(), 10u);
   EXPECT_EQ(video.count("W75"), 0);
   for (size_t i = 0; i < 10; ++i) {
-    EXPECT_EQ(decoded(video, i), static_cast<double>(i) / 2);
-    EXPECT_EQ(shown(video, i), order[i / 2] + 1 + (i % 2 == 0 ? 0 : 0.5)) << i;
+    EXPECT_EQ(video.decoded(i), static_cast<double>(i) / 2);
+    EXPECT_EQ(video.shown(i), order[i / 2] + 1 + (i % 2 == 0 ? 0 : 0.5)) << i;
     EXPECT_EQ(video.units[i].fieldStructure, i % 2 == 0 ? 1 : 2);
   }
 }
@@ -229,8 +217,8 @@ TEST(AvcAnalyser, PicStructTellsHowLongAPictureIsShown) {
     const AnalysedVideo video = analyseVideo(stream.bytes);
     ASSERT_EQ(video.units.size(), 4u);
     for (size_t i = 0; i < 4; ++i) {
-      EXPECT_EQ(decoded(video, i), static_cast<double>(i) * kFields[picStruct] / 2) << picStruct;
-      EXPECT_EQ(shown(video, i), decoded(video, i));
+      EXPECT_EQ(video.decoded(i), static_cast<double>(i) * kFields[picStruct] / 2) << picStruct;
+      EXPECT_EQ(video.shown(i), video.decoded(i));
     }
   }
 }
@@ -439,14 +427,7 @@ TEST(AvcAnalyser, ASetOfTheSameIdMayReplaceTheOneInUse) {
 
 TEST(AvcAnalyser, AStreamMayEndAnywhere) {
   const AvcBytes stream = timed_stream();
-  for (size_t size = 0; size < stream.bytes.size(); size += size < 160 ? 1 : 61) {
-    const AnalysedVideo video = analyseVideo(std::span(stream.bytes).first(size));
-    if (!video.started) {
-      EXPECT_EQ(video.count("F23"), 1) << size;
-    } else {
-      EXPECT_TRUE(std::equal(video.bytes.begin(), video.bytes.end(), stream.bytes.begin()));
-    }
-  }
+  test::expectSoundAtAnyEnd(stream.bytes, 160);
 }
 
 }  // namespace

@@ -10,9 +10,9 @@
 
 #include "tests/support/analysed_video.h"
 #include "tests/support/seed.h"
+#include "tests/unit/mux/engine/video/any_end.h"
 #include "tests/unit/syntax/hevc_test_writer.h"
 #include "zel/base/annex_b.h"
-#include "zel/mux/engine/clock/tsm_time.h"
 #include "zel/syntax/hevc_nal.h"
 
 namespace zel::mux {
@@ -24,8 +24,9 @@ using test::AnalysedVideo;
 using test::analyseVideo;
 using test::HeaderBits;
 using test::VideoFeed;
+using test::with;
 
-constexpr double kPeriod = 1'080'000;
+constexpr double kPeriod = test::kPeriodAt25;
 
 // Streams whose headers are right and whose slice data is noise.
 struct HevcBytes {
@@ -150,18 +151,6 @@ struct HevcBytes {
 const std::vector<std::pair<char, int>> kPyramid = {
     {'I', 0}, {'P', 4}, {'B', 2}, {'B', 1}, {'B', 3}, {'P', 8}, {'B', 6}, {'B', 5}, {'B', 7}};
 
-VideoFeed with(std::function<void(tsm_config&, tsm_video&)> configure) {
-  VideoFeed feed;
-  feed.configure = std::move(configure);
-  return feed;
-}
-double shown(const AnalysedVideo& video, size_t index) {
-  return signed_difference(video.units[index].pts, video.firstDts) / kPeriod;
-}
-double decoded(const AnalysedVideo& video, size_t index) {
-  return signed_difference(video.units[index].dts, video.firstDts) / kPeriod;
-}
-
 TEST(HevcAnalyser, TellsWhatTheParameterSetsSay) {
   HevcBytes stream;
   stream.useHrd(2'000'000, 1'000'000);
@@ -189,8 +178,8 @@ TEST(HevcAnalyser, TellsWhatTheParameterSetsSay) {
   ASSERT_EQ(video.units.size(), 8u);
   EXPECT_EQ(video.bytes, stream.bytes);
   for (size_t i = 0; i < 8; ++i) {
-    EXPECT_EQ(decoded(video, i), static_cast<double>(i));
-    EXPECT_EQ(shown(video, i), static_cast<double>(i) + 2);
+    EXPECT_EQ(video.decoded(i), static_cast<double>(i));
+    EXPECT_EQ(video.shown(i), static_cast<double>(i) + 2);
   }
   EXPECT_TRUE(video.units[0].keyPoint);
   EXPECT_EQ(video.units[1].pictureType, 2);
@@ -209,7 +198,7 @@ TEST(HevcAnalyser, PicturesAreShownInTheOrderOfTheirPoc) {
   EXPECT_EQ(video.messages, "W159 ");
   ASSERT_EQ(video.units.size(), 36u);
   for (size_t i = 0; i < 36; ++i) {
-    EXPECT_EQ(shown(video, i), kPyramid[i % 9].second + 9.0 * static_cast<double>(i / 9) + 2);
+    EXPECT_EQ(video.shown(i), kPyramid[i % 9].second + 9.0 * static_cast<double>(i / 9) + 2);
   }
 }
 
@@ -224,7 +213,7 @@ TEST(HevcAnalyser, LeadingPicturesAreShownBeforeTheirRandomAccessPoint) {
   const AnalysedVideo video = analyseVideo(stream.bytes);
   ASSERT_EQ(video.units.size(), 5u);
   const double order[] = {2, 0, 1, 3, 4};
-  for (size_t i = 0; i < 5; ++i) EXPECT_EQ(shown(video, i), order[i] + 1) << i;
+  for (size_t i = 0; i < 5; ++i) EXPECT_EQ(video.shown(i), order[i] + 1) << i;
   EXPECT_TRUE(video.units[0].keyPoint);
 }
 
@@ -243,7 +232,7 @@ TEST(HevcAnalyser, ADepthThatGrowsIsToldAndIgnorePocIsAFixedDelay) {
                                              record.hevcReorderDepth = 4;
                                            }));
   EXPECT_EQ(fixed.messages, "W159 ");
-  for (size_t i = 0; i < fixed.units.size(); ++i) EXPECT_EQ(shown(fixed, i), decoded(fixed, i) + 4);
+  for (size_t i = 0; i < fixed.units.size(); ++i) EXPECT_EQ(fixed.shown(i), fixed.decoded(i) + 4);
 }
 
 TEST(HevcAnalyser, FieldsOfASequenceOfFieldsAreUnitsOfHalfAFrame) {
@@ -261,8 +250,8 @@ TEST(HevcAnalyser, FieldsOfASequenceOfFieldsAreUnitsOfHalfAFrame) {
   EXPECT_EQ(video.characteristics.framePeriod, kPeriod);
   ASSERT_EQ(video.units.size(), 8u);
   for (size_t i = 0; i < 8; ++i) {
-    EXPECT_EQ(decoded(video, i), static_cast<double>(i) / 2);
-    EXPECT_EQ(shown(video, i), decoded(video, i));
+    EXPECT_EQ(video.decoded(i), static_cast<double>(i) / 2);
+    EXPECT_EQ(video.shown(i), video.decoded(i));
     EXPECT_EQ(video.units[i].fieldStructure, i % 2 == 0 ? 1 : 2);
   }
 }
@@ -353,14 +342,7 @@ TEST(HevcAnalyser, AStreamMayEndAnywhere) {
   HevcBytes stream;
   stream.sets();
   stream.group(kPyramid);
-  for (size_t size = 0; size < stream.bytes.size(); size += size < 120 ? 1 : 61) {
-    const AnalysedVideo video = analyseVideo(std::span(stream.bytes).first(size));
-    if (!video.started) {
-      EXPECT_EQ(video.count("F23"), 1) << size;
-    } else {
-      EXPECT_TRUE(std::equal(video.bytes.begin(), video.bytes.end(), stream.bytes.begin()));
-    }
-  }
+  test::expectSoundAtAnyEnd(stream.bytes, 120);
 }
 
 }  // namespace
