@@ -149,6 +149,12 @@ bool scan_audio(audio_state& state) {
     case unit_result::found:
       break;
   }
+  if (state.stopTicks >= 0 && state.queuedTicks + unit.period / 2 > state.stopTicks) {
+    state.input.finish();
+    state.sourceEnded = true;
+    return false;
+  }
+  state.queuedTicks += unit.period;
   const bool changed = accept(state, unit);
   if (add_frame(state, unit, changed)) state.scanPosition = unit.end();
   return true;

@@ -7,6 +7,7 @@
 
 #include "zel/mux/engine/audio/describe.h"
 #include "zel/mux/engine/audio/sustaining_rate.h"
+#include "zel/mux/engine/audio/video_cut.h"
 #include "zel/mux/engine/input/file_source.h"
 #include "zel/mux/engine/input/open_input.h"
 #include "zel/mux/engine/input/remultiplexing.h"
@@ -79,7 +80,8 @@ void set_rate(audio_state& state) {
   state.stream->set_rate(audio_stream_rate(inputs));
 }
 
-audio_start_inputs start_inputs(const audio_state& state, const tsm_mux& mux) {
+audio_start_inputs start_inputs(const audio_state& state, const video_cut& cut,
+                                const tsm_mux& mux) {
   const tsm_audio& record = *state.config;
   const tsm_config& config = *mux.config;
   audio_start_inputs inputs;
@@ -92,7 +94,9 @@ audio_start_inputs start_inputs(const audio_state& state, const tsm_mux& mux) {
   inputs.independent = record.indDelay;
   inputs.dvbBuf = record.dvbBuf;
   inputs.followsSource = record.avSync && is_remultiplexed(record);
-  inputs.sourceSkew = state.foundDelay90k * 300;
+  inputs.beginsWithVideo = !cut.is_none();
+  // What Start leaves out is no skew.
+  inputs.sourceSkew = state.foundDelay90k * 300 + cut.skipped;
   inputs.terminated = state.stream->has2(kTerminated);
   inputs.overlap = config.overlap;
   // A video stream that couldn't be started gives no start.
@@ -106,11 +110,24 @@ audio_start_inputs start_inputs(const audio_state& state, const tsm_mux& mux) {
   return inputs;
 }
 
-void set_first_pts(audio_state& state, const tsm_mux& mux) {
+// How far behind the first picture the first frame belongs.
+void find_delay(audio_state& state, const video_cut& cut) {
+  const tsm_audio& record = *state.config;
+  video_state* const video = state.firstVideo;
+  state.foundDelay90k = -cut.skipped / 300;
+  if (!record.avSync || video == nullptr) return;
+  // In a multiplex that both came from, the sound had its place beside the pictures.
+  const int64_t picture = video->units.empty() ? 0 : video->units.front().start;
+  const auto found =
+      source_delay90k(record, record.files, state.input, *video->config, video->input, picture);
+  if (found) state.foundDelay90k = *found;
+}
+
+void set_first_pts(audio_state& state, const video_cut& cut, const tsm_mux& mux) {
   tsm_stream& stream = *state.stream;
   const int pid = stream.pid();
   const audio_start start =
-      first_audio_pts(start_inputs(state, mux), state.characteristics, state.model.limit);
+      first_audio_pts(start_inputs(state, cut, mux), state.characteristics, state.model.limit);
   if (start.rateMissing) state.report->fatal(kNoRate, pid);
   if (start.adjustmentFailed) state.report->warn(kAdjustmentFailed, pid);
   if (start.skewSeconds != 0) state.report->warn(kAdjustedBySeconds, pid, start.skewSeconds);
@@ -118,6 +135,7 @@ void set_first_pts(audio_state& state, const tsm_mux& mux) {
   if (start.moved > 0 && state.characteristics.period > 0) {
     leave_out_frames(state, std::llround(start.moved / state.characteristics.period));
   }
+  if (cut.kept >= 0) state.stopTicks = std::max(cut.kept - start.behindVideo, 0.0);
   state.firstPts = state.runningPts = normalise(start.pts);
   stream.firstPts = stream.firstDts = state.firstPts;
   if (start.holds) {
@@ -169,12 +187,9 @@ void start_audio(tsm_stream& stream, tsm_mux& mux) {
     return;
   }
   if (record.rate > 0) audio.bitRate = record.rate;
-  // In a multiplex that both came from, the sound had its place beside the pictures.
-  if (record.avSync && state.firstVideo != nullptr) {
-    state.foundDelay90k = source_delay90k(record, record.files, state.input,
-                                          *state.firstVideo->config, state.firstVideo->input);
-  }
   const tsm_config& config = *mux.config;
+  const video_cut cut = cut_of_video(state.firstVideo, config);
+  find_delay(state, cut);
   describe_audio(state, config.autoDescrDisabled ? 0 : config.autoDescrMask,
                  config.autoDescrLegacyDts);
   stream.pmt.listed = true;
@@ -182,7 +197,7 @@ void start_audio(tsm_stream& stream, tsm_mux& mux) {
   set_limit(state);
   set_rate(state);
   state.firstSizes = {};
-  set_first_pts(state, mux);
+  set_first_pts(state, cut, mux);
   if (int64_t{stream.PESnau} * audio.frameSize > state.input.capacity()) {
     state.report->warn(kPesLengthUnset, stream.pid(), int64_t{stream.pid()});
   }

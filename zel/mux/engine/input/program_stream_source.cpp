@@ -113,6 +113,7 @@ bool program_stream_source::open_packet(size_t size) {
   window_.drop(header.size);
   size -= header.size;
   if (!enters_substream(size)) return drop(size);
+  marks_.note(given_, header.pts);
   if (firstPts_ < 0) {
     firstPts_ = header.pts;
     firstDts_ = header.dts;
@@ -156,6 +157,7 @@ int32_t program_stream_source::read(uint8_t* to, int32_t room) {
     window_.drop(count);
     left_ -= count;
     done += static_cast<int32_t>(count);
+    given_ += static_cast<int64_t>(count);
   }
   return done;
 }

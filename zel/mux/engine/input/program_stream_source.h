@@ -8,6 +8,7 @@
 #include "zel/mux/engine/input/input_window.h"
 #include "zel/mux/engine/input/source_warnings.h"
 #include "zel/mux/engine/input/stream_source.h"
+#include "zel/mux/engine/input/time_stamp_marks.h"
 #include "zel/syntax/pes.h"
 
 namespace zel::mux {
@@ -25,6 +26,7 @@ class program_stream_source : public stream_source {
 
   int32_t read(uint8_t* to, int32_t room) override;
   int64_t first_pts90k() const override { return firstPts_; }
+  int64_t pts90k_at(int64_t position) const override { return marks_.at(position); }
   int64_t first_dts90k() const override { return firstDts_ >= 0 ? firstDts_ : firstPts_; }
 
  private:
@@ -43,6 +45,8 @@ class program_stream_source : public stream_source {
   bool subtypeKnown_ = false;
   int64_t firstPts_ = -1;
   int64_t firstDts_ = -1;
+  int64_t given_ = 0;  // bytes
+  time_stamp_marks marks_;
 };
 
 }  // namespace zel::mux

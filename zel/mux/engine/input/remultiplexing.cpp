@@ -67,17 +67,19 @@ std::unique_ptr<stream_source> take_stream(std::unique_ptr<stream_source> bytes,
                                                  record.sourceStreamSubtype, std::move(fault));
 }
 
-double source_delay90k(const Morvalen::Zel::tsm_stream_record& sound,
-                       const Morvalen::Zel::TarnArray& soundFiles, elementary_input& soundInput,
-                       const Morvalen::Zel::tsm_stream_record& pictures,
-                       elementary_input& picturesInput) {
+std::optional<double> source_delay90k(const Morvalen::Zel::tsm_stream_record& sound,
+                                      const Morvalen::Zel::TarnArray& soundFiles,
+                                      elementary_input& soundInput,
+                                      const Morvalen::Zel::tsm_stream_record& pictures,
+                                      elementary_input& picturesInput, int64_t firstPicture) {
   using Morvalen::Zel::tarn_array_text;
-  if (!is_remultiplexed(sound) || !is_remultiplexed(pictures)) return 0;
-  if (tarn_array_text(&soundFiles, 0) != tarn_array_text(&pictures.files, 0)) return 0;
-  if (soundInput.source() == nullptr || picturesInput.source() == nullptr) return 0;
+  if (!is_remultiplexed(sound) || !is_remultiplexed(pictures)) return std::nullopt;
+  if (tarn_array_text(&soundFiles, 0) != tarn_array_text(&pictures.files, 0)) return std::nullopt;
+  if (soundInput.source() == nullptr || picturesInput.source() == nullptr) return std::nullopt;
   const int64_t heard = soundInput.source()->first_pts90k();
-  const int64_t seen = picturesInput.source()->first_pts90k();
-  if (heard < 0 || seen < 0) return 0;
+  int64_t seen = picturesInput.source()->pts90k_at(firstPicture);
+  if (seen < 0) seen = picturesInput.source()->first_pts90k();
+  if (heard < 0 || seen < 0) return std::nullopt;
   return static_cast<double>(base::difference90k(heard, seen));
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/input/elementary_input.h"
@@ -22,12 +24,14 @@ std::unique_ptr<stream_source> take_stream(std::unique_ptr<stream_source> bytes,
                                            const Morvalen::Zel::tsm_stream_record& record,
                                            source_fault_function fault);
 
-/// How much later `sound` begins than `pictures` in the multiplex that both are taken out of, by
-/// their first time stamps: 90 kHz ticks. 0 where the two came from different files, or one has no
-/// time stamp.
-double source_delay90k(const Morvalen::Zel::tsm_stream_record& sound,
-                       const Morvalen::Zel::TarnArray& soundFiles, elementary_input& soundInput,
-                       const Morvalen::Zel::tsm_stream_record& pictures,
-                       elementary_input& picturesInput);
+/// How much later `sound` begins than `pictures` in the multiplex that both are taken out of, in
+/// 90 kHz ticks: by the first time stamp of the sound and that of the first picture that is taken,
+/// which begins at byte `firstPicture` of its stream. Nothing where the two came from different
+/// files, or one has no time stamp.
+std::optional<double> source_delay90k(const Morvalen::Zel::tsm_stream_record& sound,
+                                      const Morvalen::Zel::TarnArray& soundFiles,
+                                      elementary_input& soundInput,
+                                      const Morvalen::Zel::tsm_stream_record& pictures,
+                                      elementary_input& picturesInput, int64_t firstPicture);
 
 }  // namespace zel::mux

@@ -20,6 +20,12 @@ class stream_source {
   /// The first time stamp of the stream in its source, in 90 kHz ticks, or -1: elementary files
   /// have none. Valid after the first read.
   virtual int64_t first_pts90k() const { return -1; }
+  /// The time stamp of what begins at byte `position` of the stream: that of the last PES packet
+  /// which begins there or before. -1 where it isn't known any more, or never was.
+  virtual int64_t pts90k_at(int64_t position) const {
+    static_cast<void>(position);
+    return -1;
+  }
   /// The stream's first DTS in its source, where it has one; otherwise the PTS.
   virtual int64_t first_dts90k() const { return first_pts90k(); }
 };

@@ -181,6 +181,7 @@ void transport_stream_source::start_pes(std::span<const uint8_t> payload) {
   if (header.packetLength > 0 && !is_video(header.streamId)) {
     pesLeft_ = 6 + int64_t{header.packetLength} - static_cast<int64_t>(header.size);
   }
+  marks_.note(given_, header.pts);
   if (firstPts_ < 0) {
     firstPts_ = header.pts;
     firstDts_ = header.dts;
@@ -201,6 +202,7 @@ int32_t transport_stream_source::read(uint8_t* to, int32_t room) {
     std::memcpy(to + done, pending_.data(), count);
     pending_ = pending_.subspan(count);
     done += static_cast<int32_t>(count);
+    given_ += static_cast<int64_t>(count);
   }
   return done;
 }

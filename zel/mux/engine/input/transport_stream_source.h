@@ -9,6 +9,7 @@
 #include "zel/mux/engine/input/input_window.h"
 #include "zel/mux/engine/input/source_warnings.h"
 #include "zel/mux/engine/input/stream_source.h"
+#include "zel/mux/engine/input/time_stamp_marks.h"
 #include "zel/syntax/pes.h"
 
 namespace zel::mux {
@@ -29,6 +30,7 @@ class transport_stream_source : public stream_source {
 
   int32_t read(uint8_t* to, int32_t room) override;
   int64_t first_pts90k() const override { return firstPts_; }
+  int64_t pts90k_at(int64_t position) const override { return marks_.at(position); }
   int64_t first_dts90k() const override { return firstDts_ >= 0 ? firstDts_ : firstPts_; }
 
   /// Bytes of a packet and what goes with it; 0 where there are no packets. After the first read.
@@ -61,6 +63,8 @@ class transport_stream_source : public stream_source {
   std::array<uint8_t, 188> last_{};
   int64_t firstPts_ = -1;
   int64_t firstDts_ = -1;
+  int64_t given_ = 0;  // bytes
+  time_stamp_marks marks_;
 };
 
 /// The size of packets that `bytes` consist of, and where the first begins: the smallest size, then

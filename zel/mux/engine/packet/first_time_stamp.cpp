@@ -94,7 +94,12 @@ audio_start first_audio_pts(const audio_start_inputs& in, const audio_characteri
     const double bytes = in.preloadBytes > 0 ? in.preloadBytes : preload_bytes(audio, in.dvbBuf);
     start.pts = kByteTicks / bitRate * bytes;
   }
-  start.pts += (in.leader90k + in.delay90k + in.foundDelay90k + in.streamDelay90k) * kTicks90k;
+  const double withVideo = start.pts + (in.leader90k + in.delay90k + in.streamDelay90k) * kTicks90k;
+  start.pts = withVideo + in.foundDelay90k * kTicks90k;
+  if (in.beginsWithVideo && audio.period > 0 && start.pts < withVideo - audio.period / 2) {
+    start.moved = std::ceil((withVideo - start.pts) / audio.period - 0.5) * audio.period;
+    start.pts += start.moved;
+  }
 
   if (in.followsSource) {
     // Frames of before the beginning, and those that couldn't arrive in time, are left out: the
@@ -103,8 +108,9 @@ audio_start first_audio_pts(const audio_start_inputs& in, const audio_characteri
     const double nearZero = std::max(audio.period * 2, 2'700'000.0);
     const double soonest = audio.period * 2;
     if (start.pts <= nearZero && start.pts < soonest && audio.period > 0) {
-      start.moved = std::ceil((soonest - start.pts) / audio.period) * audio.period;
-      start.pts += start.moved;
+      const double more = std::ceil((soonest - start.pts) / audio.period) * audio.period;
+      start.moved += more;
+      start.pts += more;
     }
     if (start.pts < 0) {
       start.pts = 0;
@@ -112,6 +118,7 @@ audio_start first_audio_pts(const audio_start_inputs& in, const audio_characteri
     }
     start.skewSeconds = static_cast<int64_t>(in.sourceSkew / 2.7e7);
   }
+  start.behindVideo = start.pts - withVideo;
   if (in.terminated) {
     start.overlapTooLong = in.overlap > kMostOverlap;
     start.pts = snapped_up(start.pts, in.videoFramePeriod, in.overlap);

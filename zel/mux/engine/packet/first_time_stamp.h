@@ -49,9 +49,10 @@ struct audio_start_inputs {
   double videoFirstPts = 0;  // of the program's first video, relative to the start
   double videoStreamDelay90k = 0;
   bool dvbBuf = false;
-  bool followsSource = false;  // AVsync on a remultiplexed stream
-  double sourceSkew = 0;       // audio less video in the source
-  double preloadBytes = 0;     // before the first frame leaves, without video; 0: the coding's
+  bool followsSource = false;    // AVsync on a remultiplexed stream
+  double sourceSkew = 0;         // audio less video in the source
+  bool beginsWithVideo = false;  // Start or End cut the pictures: no sound before them
+  double preloadBytes = 0;       // before the first frame leaves, without video; 0: the coding's
   bool terminated = false;
   double videoFramePeriod = 0;  // to snap a terminated stream to, 0: none
   int32_t overlap = 0;
@@ -62,7 +63,8 @@ struct audio_start {
   bool rateMissing = false;       // fatal 17
   bool adjustmentFailed = false;  // warning 54
   int64_t skewSeconds = 0;        // warning 55 when not 0
-  double moved = 0;               // when following the source: the first frames, which are left out
+  double moved = 0;               // the first frames, which are left out
+  double behindVideo = 0;         // where it stands behind the pictures, by their own time
   bool overlapTooLong = false;    // fatal 45
   bool holds = false;
   double holdUntil = 0;

@@ -1,5 +1,6 @@
 #include "zel/mux/engine/pcm/open_lpcm.h"
 
+#include <cmath>
 #include <string>
 #include <utility>
 
@@ -155,6 +156,8 @@ bool start(lpcm_state& state, tsm_mux& mux) {
   if (!find_reference(stream, state.record->refVideoPid, kNoReferenceNeeded, mux, reference)) {
     return false;
   }
+  const video_cut cut = cut_of_reference(reference, mux);
+  state.input->skip(std::llround(cut.skipped * layout.sampleRate / 2.7e7));
   state.sampleRate = layout.sampleRate;
   state.units = std::make_unique<lpcm_units>(layout, std::move(state.input));
   pcm_start_inputs inputs;
@@ -163,6 +166,7 @@ bool start(lpcm_state& state, tsm_mux& mux) {
   inputs.unitsPerSecond =
       static_cast<double>(layout.sampleRate) / static_cast<double>(lpcm_frames(layout));
   inputs.decoderBuffer = kDecoderBuffer;
+  inputs.cut = cut;
   if (!start_pcm(state, inputs, mux)) return false;
   stream.pmt.listed = true;
   if (stream.pmt.streamType == 0) {

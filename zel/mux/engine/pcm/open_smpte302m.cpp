@@ -228,6 +228,8 @@ bool start(smpte302m_state& state, tsm_mux& mux) {
   if (!find_reference(stream, record.refVideoPid, phased ? kNoReference : 0, mux, reference)) {
     return false;
   }
+  const video_cut cut = cut_of_reference(reference, mux);
+  for (auto& input : state.inputs) input->skip(std::llround(cut.skipped * 48'000 / 2.7e7));
   const aes3_layout layout = layout_of(state);
   const int64_t period = reference.video != nullptr ? reference.period : kCadenceWithoutVideo;
   const pcm_cadence cadence = cadence_of_pictures(period, layout, kMostDataSet);
@@ -237,6 +239,7 @@ bool start(smpte302m_state& state, tsm_mux& mux) {
   inputs.record = &record;
   inputs.reference = &reference;
   inputs.phased = phased;
+  inputs.cut = cut;
   inputs.unitsPerSecond = cadence.units_per_second();
   inputs.decoderBuffer = kDecoderBuffer;
   if (!start_pcm(state, inputs, mux)) return false;
@@ -260,13 +263,9 @@ bool start_source(smpte302m_state& state, tsm_mux& mux) {
   inputs.reference = &reference;
   inputs.unitsPerSecond = units->units_per_second();
   inputs.decoderBuffer = kDecoderBuffer;
-  if (record.avSync && reference.video != nullptr) {
-    auto& pictures = static_cast<video_state&>(*reference.video->state);
-    if (pictures.config != nullptr) {
-      inputs.sourceDelay90k = source_delay90k(record, record.pairFiles[state.sourcePair],
-                                              state.source, *pictures.config, pictures.input);
-    }
-  }
+  inputs.cut = cut_of_reference(reference, mux);
+  inputs.sourceDelay90k = delay_in_source(record, record.pairFiles[state.sourcePair], state.source,
+                                          reference, inputs.cut);
   state.units = std::move(units);
   if (!start_pcm(state, inputs, mux)) return false;
   describe(stream, mux);

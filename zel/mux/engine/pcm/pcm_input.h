@@ -43,6 +43,8 @@ class pcm_input {
   int channels() const { return channels_; }
   const sample_format& format() const { return format_; }
 
+  /// Passes over `frames` frames, or what there is of them. After open().
+  void skip(int64_t frames);
   /// Reads up to `frames` frames to `out`, a frame's samples one behind the other, frames `stride`
   /// apart; `count` tells how many. Loads the input as needed. Less than `frames` means that the
   /// source has ended, or has nothing just now.

@@ -41,6 +41,9 @@ pes_fields fields_of(const tsm_stream& stream, size_t bytes, double pts) {
 pcm_units::result unit_ready(pcm_state& state) {
   if (state.hasUnit) return pcm_units::result::ready;
   if (state.model.removals.size() >= kFullRemovals) return pcm_units::result::later;
+  if (state.mostFrames >= 0 && state.framesBefore >= state.mostFrames) {
+    return pcm_units::result::ended;
+  }
   const pcm_units::result result = state.units->next(state.payload, state.unit);
   if (result != pcm_units::result::ready) return result;
   state.hasUnit = true;

@@ -24,6 +24,7 @@ struct pcm_state : stream_state {
 
   double basePts = 0;  // of frame 0; 27 MHz ticks within the wrap
   int64_t framesBefore = 0;
+  int64_t mostFrames = -1;       // no unit begins behind them; below 0: no limit
   std::vector<uint8_t> payload;  // of the unit being sent
   pcm_unit unit;
   size_t sent = 0;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "zel/mux/engine/input/remultiplexing.h"
 #include "zel/mux/engine/packet/decoder_limit.h"
 #include "zel/mux/engine/packet/first_time_stamp.h"
 #include "zel/mux/engine/run/stream_setup.h"
@@ -67,13 +68,23 @@ double at_picture(double pts, const tsm_stream& video) {
   return video.firstPts + pictures * video.framePeriod;
 }
 
-// Sound that would begin before the run does loses its first units, and keeps its place.
+// Sound that would begin before `begin` loses its first units, and keeps its place.
 void drop_before(pcm_state& state, double begin, double& pts) {
   while (pts < begin) {
     pcm_unit unit;
     if (state.units->next(state.payload, unit) != pcm_units::result::ready) return;
     pts += static_cast<double>(unit.frames) * 2.7e7 / state.sampleRate;
   }
+}
+
+// Units aren't cut: the first one that is sent begins nearest to the first picture, and the last
+// one ends nearest to End.
+void keep_to_cut(pcm_state& state, const pcm_start_inputs& inputs, double withVideo, double& pts) {
+  const double half = 2.7e7 / inputs.unitsPerSecond / 2;
+  if (!inputs.cut.is_none()) drop_before(state, withVideo - half, pts);
+  if (inputs.cut.kept < 0) return;
+  const double length = std::max(inputs.cut.kept - (pts - withVideo) - half, 0.0);
+  state.mostFrames = static_cast<int64_t>(std::ceil(length * state.sampleRate / 2.7e7));
 }
 
 bool set_first_pts(pcm_state& state, const pcm_start_inputs& inputs, const tsm_mux& mux) {
@@ -87,6 +98,7 @@ bool set_first_pts(pcm_state& state, const pcm_start_inputs& inputs, const tsm_m
   if (inputs.phased && inputs.reference->video != nullptr) {
     start.pts = at_picture(start.pts, *inputs.reference->video);
   }
+  keep_to_cut(state, inputs, start.pts - start.behindVideo, start.pts);
   drop_before(state, mux.startTime, start.pts);
   state.basePts = normalise(std::max(start.pts, mux.startTime));
   stream.firstPts = stream.firstDts = state.basePts;
@@ -127,6 +139,23 @@ bool find_reference(const tsm_stream& stream, int pid, int required, tsm_mux& mu
   }
   mux.reports.fatal(pid > 0 ? kReferenceNotFound : required, stream.pid());
   return false;
+}
+
+video_cut cut_of_reference(const pcm_reference& reference, const tsm_mux& mux) {
+  if (reference.video == nullptr) return {};
+  return cut_of_video(static_cast<const video_state*>(reference.video->state.get()), *mux.config);
+}
+
+double delay_in_source(const Morvalen::Zel::tsm_stream_record& record,
+                       const Morvalen::Zel::TarnArray& files, elementary_input& input,
+                       const pcm_reference& reference, const video_cut& cut) {
+  const double cutDelay = -cut.skipped / 300;
+  if (!record.avSync || reference.video == nullptr) return cutDelay;
+  auto& pictures = static_cast<video_state&>(*reference.video->state);
+  if (pictures.config == nullptr) return cutDelay;
+  const int64_t picture = pictures.units.empty() ? 0 : pictures.units.front().start;
+  return source_delay90k(record, files, input, *pictures.config, pictures.input, picture)
+      .value_or(cutDelay);
 }
 
 bool start_pcm(pcm_state& state, const pcm_start_inputs& inputs, tsm_mux& mux) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <span>
 
+#include "zel/mux/engine/audio/video_cut.h"
 #include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/pcm/pcm_packets.h"
 #include "zel/mux/engine/run/mux.h"
@@ -35,7 +36,17 @@ struct pcm_start_inputs {
   double unitsPerSecond = 0;
   int64_t decoderBuffer = 0;  // bytes
   double sourceDelay90k = 0;  // behind the reference, in the multiplex that both came from
+  video_cut cut;              // what is left of the reference; the units begin behind what isn't
 };
+
+/// What Start and End leave of the reference, if there is one.
+video_cut cut_of_reference(const pcm_reference& reference, const tsm_mux& mux);
+
+/// How far behind the reference's first picture the first unit belongs, in 90 kHz ticks, of a
+/// stream that comes out of another multiplex.
+double delay_in_source(const Morvalen::Zel::tsm_stream_record& record,
+                       const Morvalen::Zel::TarnArray& files, elementary_input& input,
+                       const pcm_reference& reference, const video_cut& cut);
 
 /// With `state.units` made: the buffer for them, the stream's rate, its decoder's buffer and its
 /// first time stamp.

@@ -84,6 +84,8 @@ struct audio_state : stream_state {
   double runningPts = 0;     // of the next frame; 27 MHz ticks within the wrap
   double firstPts = 0;       // A0
   double foundDelay90k = 0;  // delay that the first reading found
+  double stopTicks = -1;     // what begins this long behind A0 isn't taken; below 0: all is
+  double queuedTicks = 0;    // the duration of all frames queued
   int64_t scanPosition = 0;
   bool sourceEnded = false;  // everything is queued
   bool syncPending = false;  // AVsync has a transition to settle

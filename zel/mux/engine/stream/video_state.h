@@ -145,7 +145,9 @@ struct video_state : stream_state {
   double stopDts = -1;       // a terminated stream takes no picture from here on; below 0: none
   int64_t scanPosition = 0;  // where scanning goes on
   bool sourceEnded = false;  // everything is queued: no more units come
-  video_time_code startTimeCode;
+  video_time_code startTimeCode;  // of the first unit that is taken
+  video_time_code firstTimeCode;  // of the first that is known, taken or not
+  int64_t fieldsLeftOut = 0;      // of the units before the first that is taken
   // The times of day that cut the input, null where there are none.
   const Morvalen::Zel::tsm_time_code* cutStart = nullptr;
   const Morvalen::Zel::tsm_time_code* cutEnd = nullptr;

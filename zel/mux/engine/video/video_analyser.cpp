@@ -141,7 +141,9 @@ void video_analyser::end_unit(int64_t end) {
     unit_.dependentSize = static_cast<int32_t>(dependentEnd_ - unit_.dependentStart);
   }
   time_code_of(unit_);
+  if (!state_.firstTimeCode.known) state_.firstTimeCode = unit_.timeCode;
   if (is_cut(unit_)) {
+    if (!startSeen_) state_.fieldsLeftOut += unit_.fieldCount;
     // What is dropped has to make room, since what comes behind it may be any length away.
     if (state_.units.empty() && state_.input.read_position() < end) {
       state_.input.skip(static_cast<int32_t>(end - state_.input.read_position()));
