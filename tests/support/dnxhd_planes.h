@@ -39,7 +39,7 @@ class DnxhdPlanes : public dnxhd::RowTaker {
   /// repeating its last.
   void macroblockRow(size_t picture, size_t row, int16_t* blocks) const;
 
- private:
+  /// Where the first sample of a stored block stands in its picture.
   struct Place {
     size_t plane;
     size_t x;
@@ -47,6 +47,7 @@ class DnxhdPlanes : public dnxhd::RowTaker {
   };
   Place placeOf(size_t column, size_t row, size_t block) const;
 
+ private:
   const dnxhd::PictureGeometry geometry_;
   const int depth_;
   const size_t lines_;

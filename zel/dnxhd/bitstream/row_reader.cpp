@@ -70,7 +70,7 @@ void RowReader::SetQuantiser(uint32_t q) {
       scales_[component + k] = static_cast<int32_t>(w);
       const bool halfway = reconstruction_ == Reconstruction::kHalfway;
       const bool exact = halfway ? w == d : weight == 32 && d == 32;
-      const uint32_t within = halfway ? w >> 1 : (w >> 1) + (w >> 2);
+      const uint32_t within = halfway ? w >> 1 : (w + (w >> 1)) >> 1;
       biases_[component + k] = static_cast<int32_t>(within + (exact ? 0 : d >> 1));
     }
   }
