@@ -30,6 +30,8 @@ function(zel_test name)
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE zel_internal zel_test_support ${arg_LIBRARIES}
     GTest::gmock GTest::gtest GTest::gtest_main)
+  target_precompile_headers(${name} REUSE_FROM zel_test_headers)
+  target_compile_options(${name} PRIVATE ${ZEL_QUICK_BUILD})
   if(ZEL_SANITIZE)
     # One process for all cases of a program: under a sanitizer, starting one costs more than most cases do.
     # What is skipped, `./dev sanitize` tells.

@@ -1,0 +1,1 @@
+// Nothing: a target that precompiles headers has a source file of its own.
