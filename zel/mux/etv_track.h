@@ -23,12 +23,16 @@ class ZEL_API CEtvTrack final : public CDependenciesObjectVS2012 {
   int Init(char const* sourcePath, char const* tablePathBase, int32_t pid,
            unsigned char const* descriptors, int32_t descriptorsLength);
 
-  // Borrowed; null before Init.
+  /// Path of the source transport stream, borrowed; null before Init.
   CString* GetSrcPath() const { return sourcePath; }
+  /// Path of the table file, borrowed; null before Init.
   CString* GetTablePath() const { return tablePath; }
-  unsigned char const* GetDescriptors() const;  ///< null without descriptors
+  /// The descriptor bytes, borrowed; null without descriptors.
+  unsigned char const* GetDescriptors() const;
+  /// How many descriptor bytes there are.
   int32_t GetDescriptorsLength() const;
 
+  /// The track's PID in the source.
   int32_t GetPid() const { return pid; }
   /// Bits a second; 0 until the demultiplexer has measured it.
   int32_t GetBitRate() const { return bitRate; }

@@ -49,22 +49,43 @@ class ZEL_API CTarnwickMultiplexerApi final : public CDependenciesObjectVS2012 {
   ///   ZelErrorNullArgument; ZelErrorOutOfMemory; ZelErrorNotSupported.
   int Begin(ITarnwickConsumer* consumer, IProperties* properties);
 
-  // Adding streams: the provider is borrowed until the end. Each gives ZelErrorNotReady without a
-  // configuration and ZelErrorQueueFull when there are more than 32 streams and pairs in all.
-
+  /// Adds a video stream. With a configuration read from a file, its first video record that nobody
+  /// feeds is the stream, and nothing but the provider is looked at.
+  /// @param pid its PID, or 0: the multiplexer allots one.
+  /// @param provider who gives its bytes; borrowed until the end.
+  /// @param properties the stream's own, read during the call.
   /// @param code four-character code of the coding. @param bitRate bits a second, 0 unknown.
+  /// @param frameRate pictures a second; looked at for HEVC.
+  /// @return 0; ZelErrorNotReady without a configuration; ZelErrorQueueFull when there would be
+  /// more
+  ///   than 32 streams and channel pairs in all; what a property read reports;
+  ///   ZelErrorNullArgument; ZelErrorOutOfMemory.
   int AddVideoStream(int32_t pid, ITarnwickProvider* provider, IProperties* properties,
                      uint32_t code, int32_t bitRate, Rational64 const& frameRate);
+  /// Adds an audio stream: PCM as SMPTE 302M, anything else as it is.
+  /// @param pid its PID, or 0: the multiplexer allots one.
+  /// @param referenceVideoPid for PCM: PID of the video that the frames of samples follow, or 0.
   /// @param streamCount channel pairs that the provider is asked for; 1 for coded audio.
-  /// @return ZelErrorNotSupported for PCM of an odd number of channels, or of more than eight.
+  /// @param provider who gives its bytes, of PCM pair by pair; borrowed until the end.
+  /// @param properties the stream's own, read during the call.
+  /// @param code four-character code of the coding. @param channels of PCM.
+  /// @param bitsPerSample of PCM. @param rateParameter rate of PCM.
+  /// @param bitRate bits a second, 0 unknown.
+  /// @return as `AddVideoStream`; ZelErrorNotSupported for PCM of an odd number of channels, or of
+  /// more than eight.
   int AddAudioStream(int32_t pid, int32_t referenceVideoPid, int32_t& streamCount,
                      ITarnwickProvider* provider, IProperties* properties, uint32_t code,
                      int32_t channels, int32_t bitsPerSample, int32_t rateParameter,
                      int32_t bitRate);
+  /// Adds a stream of ready made packets.
+  /// @param bitRate bits a second. @param pid its PID. @param provider who gives the packets.
+  /// @return as `AddVideoStream`.
   int AddDataStream(int32_t bitRate, int32_t pid, ITarnwickProvider* provider);
 
-  // Appends the provider's descriptor to an array of byte strings. @return the provider's result.
+  /// Appends the provider's ISO 639 language descriptor to an array of byte strings.
+  /// @return the provider's result.
   int AddLanguageDescriptor(ITarnwickProvider* provider, TarnArray* descriptors);
+  /// The same with its DVB AC-3 descriptor.
   int AddDvbAc3AudioDescriptor(ITarnwickProvider* provider, TarnArray* descriptors);
 
   /// The next free one, filled in; null when all are taken.
@@ -75,24 +96,34 @@ class ZEL_API CTarnwickMultiplexerApi final : public CDependenciesObjectVS2012 {
   ///   output; ZelErrorFailed otherwise, with `GetErrorMessage`; ZelErrorNotReady before `Begin`.
   int Multiplex(char const* configurationOutputPath, int32_t pass, char const* firstPassFile);
 
-  // Whether the label stands in the text and a value follows it.
+  /// The decimal number behind a label. @return whether the label stands in the text and a value
+  ///   follows it.
   bool GetInt32Value(CString const* text, char const* label, int32_t& value) const;
+  /// The same with a hexadecimal number.
   bool GetHexValue(CString const* text, char const* label, int32_t& value) const;
+  /// The same with a number with a fraction.
   bool GetDoubleValue(CString const* text, char const* label, double& value) const;
 
   /// Text of the failure, borrowed; null when there was none.
   CString* GetErrorMessage() const { return errorMessage; }
 
-  // What the engine calls.
+  /// What the engine calls for progress. @return 0 to go on, -1 to stop.
   static int ProgressHandler(void* object, tsm_stats const* stats);
+  /// What the engine calls for a message.
   static void ErrorHandler(void* object, int fatal, int32_t code, char const* text);
+  /// What the configuration's reader calls for a message.
   static void ConfigurationErrorHandler(void* consumer, int severity, int code, char const* text,
                                         int reserved);
+  /// What the engine calls with finished packets: they go to the consumer. @return 0 to go on, 1 to
+  ///   stop.
   static int WriteBytes(void* consumer, uint8_t const* data, int32_t size, int32_t packetKind);
+  /// What the engine calls for more of a stream: its provider fills the buffer.
+  /// @return 1 when the input has ended, else 0.
   static int LoadCircularBuffer(void* streamInfo, cbuf* buffer);
 
-  // For inspection; valid until `Multiplex` has ended.
+  /// The configuration, for inspection; valid until `Multiplex` has ended.
   tsm_config* GetConfiguration() const { return config; }
+  /// Sum of the streams' rates, bits a second.
   double GetComponentRate() const { return componentRate; }
 
  private:

@@ -64,14 +64,16 @@ class ZEL_API IAvidCodecInterface {
   /// A code without a text gives an empty one. @return 0, or -43 for a null pointer.
   virtual int GetResultText(int code, char* text, uint32_t length) = 0;
 
-  // Row bytes and field gaps: from one line of the application's buffer to the next, and between
-  // stacked fields. They hold from the next frame on. 0 row bytes follow from the width; the value
-  // is a signed number, and negative for pictures that stand on their head. All four return 0. A
-  // value that is no multiple of 16 leaves -23, -22, -25 or -24 as the last result: row bytes are
-  // then not changed, field gaps are.
+  /// Bytes from one line of the decoder's output to the next, from the next frame on. 0: as follows
+  /// from the width. A signed number, negative for pictures that stand on their head. A value that
+  /// is no multiple of 16 changes nothing and leaves -23 as the last result. @return 0
   virtual int SetRowBytesForDecode(uint32_t bytes) = 0;
+  /// The same of the encoder's input; -22 for no multiple of 16. @return 0
   virtual int SetRowBytesForEncode(uint32_t bytes) = 0;
+  /// Bytes between stacked fields of the decoder's output, from the next frame on. A value that is
+  /// no multiple of 16 is taken, and leaves -25 as the last result. @return 0
   virtual int SetFieldGapForDecode(uint32_t bytes) = 0;
+  /// The same of the encoder's input; -24 for no multiple of 16. @return 0
   virtual int SetFieldGapForEncode(uint32_t bytes) = 0;
 
   /// 1 decodes on the caller's thread, more on as many workers. Below 1, or the present count:
@@ -91,6 +93,7 @@ class ZEL_API IAvidCodecInterface {
   virtual int SetParameter(uint32_t parameter, uint32_t value) = 0;
 
   /// Reads every macroblock row of a frame without reconstructing it.
+  /// @param compressionId the id that the frame is to be of.
   /// @param frame on a 16-byte boundary, whole: as many bytes as the id's `frameBytes`.
   /// @return 0; -26 for an id that the codec doesn't know; -8 with the initialised flag clear; -19
   ///   for an unaligned frame; -3, -4, -5 and -27 for what is wrong with the frame.

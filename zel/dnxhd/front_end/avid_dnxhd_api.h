@@ -59,7 +59,9 @@ class ZEL_API CAvidDNxHDApi : public CDependenciesObjectVS2012 {
   /// nothing. 0: as follows from the width. @return 0
   int SetRowBytesForEncode(uint32_t rowBytes);
 
-  /// Encodes one frame into `GetCompressedBufferSize` bytes of `output`.
+  /// Encodes one frame.
+  /// @param input the frame, laid out as `SetInputOutputDataTypesForEncode` was told.
+  /// @param output room for `GetCompressedBufferSize` bytes.
   /// @param a, b not used.
   /// @param compressedBytes gets the size of the frame when the result isn't negative. May be null.
   /// @return as `IAvidCodecInterface::EncodeFrame`
@@ -75,6 +77,8 @@ class ZEL_API CAvidDNxHDApi : public CDependenciesObjectVS2012 {
   int32_t GetCompressedBufferSize();
 
  protected:
+  /// @param threadCount threads that each direction is set up with.
+  /// @param own what codes, the object's from here on; null for the library's own.
   CAvidDNxHDApi(int32_t threadCount, AvidHDCodecSDK* own);
   ~CAvidDNxHDApi() override;
 

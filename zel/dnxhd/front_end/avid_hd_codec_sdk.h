@@ -31,15 +31,21 @@ class ZEL_API AvidHDCodecSDK {
   /// Stores the id; the next `SetInputOutputDataTypes` looks at it. @return 0
   virtual int SetCompressionId(uint16_t id) = 0;
   /// Applies the stored id and a description of the uncompressed side, which is copied.
-  /// @param direction 1: encoding; 2: decoding.
+  /// @param record the uncompressed side. @param direction 1: encoding; 2: decoding.
   /// @return 0; -9999 for an id that has no row in `CompInfo`; -8888 for a 4:4:4 compression whose
   ///   samples aren't RGB; -43 for a null record; else as `IAvidCodecInterface::Configure`.
   virtual int SetInputOutputDataTypes(UnCompInfo const* record, uint32_t direction) = 0;
+  /// `IAvidCodecInterface::GetLastResult`.
   virtual int GetLastResult() = 0;
+  /// `IAvidCodecInterface::GetResultText`.
   virtual int GetResultText(int code, char* text, uint32_t length) = 0;
+  /// `IAvidCodecInterface::SetRowBytesForDecode`.
   virtual int SetRowBytesForDecode(uint32_t bytes) = 0;
+  /// `IAvidCodecInterface::SetRowBytesForEncode`.
   virtual int SetRowBytesForEncode(uint32_t bytes) = 0;
+  /// `IAvidCodecInterface::SetFieldGapForDecode`.
   virtual int SetFieldGapForDecode(uint32_t bytes) = 0;
+  /// `IAvidCodecInterface::SetFieldGapForEncode`.
   virtual int SetFieldGapForEncode(uint32_t bytes) = 0;
   /// More than 16 is as 16.
   virtual int SetDecodeThreads(int32_t count) = 0;

@@ -30,7 +30,7 @@ struct FrameReport {
 };
 
 /// The id that the header at the start of `frame` names; 0 where there is no header.
-/// @param bytes that are there, 44 are enough.
+/// @param frame its first bytes. @param bytes how many are there; 44 are enough.
 ZEL_API uint32_t ReadCompressionId(void const* frame, size_t bytes);
 
 /// Bytes of every frame of the id, whether it can be coded or only decoded; 0 for an unknown one.

@@ -229,6 +229,7 @@ ZEL_API tsm_program* tsm_add_program(tsm_config* config) noexcept;
 /// owns; null when all slots are taken or memory is short. Those that take the configuration add a
 /// stream of no program.
 /// @{
+
 /// Adds a video stream.
 ZEL_API tsm_video* tsm_add_video(tsm_program* program) noexcept;
 /// Adds an audio stream.
