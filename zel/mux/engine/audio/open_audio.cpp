@@ -119,7 +119,7 @@ void find_delay(audio_state& state, const video_cut& cut) {
   // In a multiplex that both came from, the sound had its place beside the pictures.
   const int64_t picture = video->units.empty() ? 0 : video->units.front().start;
   const auto found =
-      source_delay90k(record, record.files, state.input, *video->config, video->input, picture);
+      source_delay90k(record.files, state.input, *video->config, video->input, picture);
   if (found) state.foundDelay90k = *found;
 }
 

@@ -34,11 +34,18 @@ std::unique_ptr<file_source> make_files(const TarnArray& files, const input_requ
       });
 }
 
+stream_selection wanted_stream(const input_request& request) {
+  stream_selection selection = selection_of(*request.record);
+  if (request.sourceTsPid > 0) selection.tsPid = request.sourceTsPid;
+  return selection;
+}
+
 // The source, or of a multiplex the stream that is asked for.
 void open_source(elementary_input& input, std::unique_ptr<stream_source> source,
                  const input_request& request, reporting& reports) {
-  if (is_remultiplexed(*request.record)) {
-    source = take_stream(std::move(source), *request.record,
+  const stream_selection selection = wanted_stream(request);
+  if (selection.is_any()) {
+    source = take_stream(std::move(source), selection,
                          [&reports, pid = request.record->pid](source_warning warning) {
                            reports.warn(warning, pid);
                          });
@@ -52,7 +59,7 @@ bool open_input(elementary_input& input, const input_request& request, reporting
   const auto& record = *request.record;
   if (request.load != nullptr) {
     void* const user = request.user != nullptr ? request.user : record.user;
-    if (is_remultiplexed(record)) {
+    if (wanted_stream(request).is_any()) {
       constexpr int32_t kPacketsAtOnce = 1 << 16;
       open_source(input, std::make_unique<loader_source>(request.load, user, kPacketsAtOnce),
                   request, reports);

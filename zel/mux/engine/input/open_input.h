@@ -17,6 +17,7 @@ struct input_request {
   const Morvalen::Zel::TarnArray* files = nullptr;  // null: the record's
   void* user = nullptr;                             // for `load`; null: the record's
   Morvalen::Zel::tsm_load_callback load = nullptr;
+  int sourceTsPid = 0;  // of a multiplex; 0: what the record says
   int32_t bufferSize = 0;
   int openError = 34;                  // fatal, with the file's name
   int noFiles = 34;                    // fatal, with `noFilesArgument`

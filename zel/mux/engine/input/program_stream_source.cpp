@@ -39,7 +39,7 @@ program_stream_source::program_stream_source(std::unique_ptr<stream_source> byte
       streamId_(streamId),
       subtype_(subtype),
       fault_(std::move(fault)),
-      subtypeKnown_(subtype > 0) {}
+      subtypeKnown_(subtype != 0) {}
 
 // False where the source ends before.
 bool program_stream_source::drop(uint64_t count) {

@@ -18,7 +18,8 @@ namespace zel::mux {
 ///
 /// Private streams of discs hold several streams, each of whose packets begin with the number of
 /// its substream and three bytes about its frames. One is taken: that of `subtype`, or where that
-/// is 0 and the packets look like those, the first of audio.
+/// is 0 and the packets look like those, the first of audio. Below 0 packets are taken as they
+/// stand.
 class program_stream_source : public stream_source {
  public:
   program_stream_source(std::unique_ptr<stream_source> bytes, int streamId, int subtype,

@@ -48,32 +48,36 @@ class headed_source : public stream_source {
 
 }  // namespace
 
+stream_selection selection_of(const Morvalen::Zel::tsm_stream_record& record) {
+  using namespace Morvalen::Zel;
+  // What discs put in front of the frames of a substream is, with linear PCM, what tells its form.
+  const bool whole = record.kind == tsm_kind_lpcm || record.kind == tsm_kind_smpte302m;
+  return {record.sourceTsPid, record.sourceStreamId, whole ? -1 : record.sourceStreamSubtype};
+}
+
 std::unique_ptr<stream_source> take_stream(std::unique_ptr<stream_source> bytes,
-                                           const Morvalen::Zel::tsm_stream_record& record,
+                                           const stream_selection& selection,
                                            source_fault_function fault) {
-  if (record.sourceTsPid > 0) {
+  if (selection.tsPid > 0) {
     return std::make_unique<transport_stream_source>(
-        std::move(bytes), transport_stream_source::selection{record.sourceTsPid, 0},
-        std::move(fault));
+        std::move(bytes), transport_stream_source::selection{selection.tsPid, 0}, std::move(fault));
   }
   auto headed = std::make_unique<headed_source>(std::move(bytes));
   size_t first = 0;
   if (find_packet_size(headed->head(), first) > 0) {
     return std::make_unique<transport_stream_source>(
-        std::move(headed), transport_stream_source::selection{-1, record.sourceStreamId},
+        std::move(headed), transport_stream_source::selection{-1, selection.streamId},
         std::move(fault));
   }
-  return std::make_unique<program_stream_source>(std::move(headed), record.sourceStreamId,
-                                                 record.sourceStreamSubtype, std::move(fault));
+  return std::make_unique<program_stream_source>(std::move(headed), selection.streamId,
+                                                 selection.subtype, std::move(fault));
 }
 
-std::optional<double> source_delay90k(const Morvalen::Zel::tsm_stream_record& sound,
-                                      const Morvalen::Zel::TarnArray& soundFiles,
+std::optional<double> source_delay90k(const Morvalen::Zel::TarnArray& soundFiles,
                                       elementary_input& soundInput,
                                       const Morvalen::Zel::tsm_stream_record& pictures,
                                       elementary_input& picturesInput, int64_t firstPicture) {
   using Morvalen::Zel::tarn_array_text;
-  if (!is_remultiplexed(sound) || !is_remultiplexed(pictures)) return std::nullopt;
   if (tarn_array_text(&soundFiles, 0) != tarn_array_text(&pictures.files, 0)) return std::nullopt;
   if (soundInput.source() == nullptr || picturesInput.source() == nullptr) return std::nullopt;
   const int64_t heard = soundInput.source()->first_pts90k();

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/input/elementary_input.h"
@@ -18,18 +19,32 @@ inline bool is_remultiplexed(const Morvalen::Zel::tsm_stream_record& record) {
   return record.sourceTsPid > 0 || record.sourceStreamId > 0;
 }
 
-/// The stream of SourceTSPID or SourceStreamID out of `bytes`. A stream_id is looked for in the
-/// kind of multiplex that the bytes show themselves to be.
+/// Which stream of a multiplex.
+struct stream_selection {
+  int tsPid = 0;     // of a transport stream; 0: by the stream_id
+  int streamId = 0;  // looked for in the kind of multiplex that the bytes show themselves to be
+  int subtype = 0;   // of a private stream of a program stream; below 0: its packets as they stand
+
+  bool is_any() const { return tsPid > 0 || streamId > 0; }
+};
+/// What SourceTSPID, SourceStreamID and SourceStreamSubtype say.
+stream_selection selection_of(const Morvalen::Zel::tsm_stream_record& record);
+
+/// The stream out of `bytes`.
 std::unique_ptr<stream_source> take_stream(std::unique_ptr<stream_source> bytes,
-                                           const Morvalen::Zel::tsm_stream_record& record,
+                                           const stream_selection& selection,
                                            source_fault_function fault);
+inline std::unique_ptr<stream_source> take_stream(std::unique_ptr<stream_source> bytes,
+                                                  const Morvalen::Zel::tsm_stream_record& record,
+                                                  source_fault_function fault) {
+  return take_stream(std::move(bytes), selection_of(record), std::move(fault));
+}
 
 /// How much later `sound` begins than `pictures` in the multiplex that both are taken out of, in
 /// 90 kHz ticks: by the first time stamp of the sound and that of the first picture that is taken,
 /// which begins at byte `firstPicture` of its stream. Nothing where the two came from different
-/// files, or one has no time stamp.
-std::optional<double> source_delay90k(const Morvalen::Zel::tsm_stream_record& sound,
-                                      const Morvalen::Zel::TarnArray& soundFiles,
+/// files, or one has no time stamp, as elementary streams have none.
+std::optional<double> source_delay90k(const Morvalen::Zel::TarnArray& soundFiles,
                                       elementary_input& soundInput,
                                       const Morvalen::Zel::tsm_stream_record& pictures,
                                       elementary_input& picturesInput, int64_t firstPicture);

@@ -16,14 +16,26 @@ constexpr uint32_t reversed(uint32_t value) {
   return value >> 16 | value << 16;
 }
 
-void put_header(uint8_t* out, const aes3_layout& layout, size_t payload) {
+}  // namespace
+
+void put_aes3_header(uint8_t* out, const aes3_layout& layout, size_t payload) {
   const auto channels = static_cast<uint32_t>(layout.channels / 2 - 1);
   const auto bits = static_cast<uint32_t>((layout.wordSize - 16) / 4);
   base::storeBig32(out, static_cast<uint32_t>(payload) << 16 | channels << 14 |
                             uint32_t{layout.channelIdentification} << 6 | bits << 4);
 }
 
-}  // namespace
+uint8_t* put_aes3_pair(uint8_t* out, uint64_t first, uint64_t second, int wordSize) {
+  const int width = wordSize + 4;
+  const uint64_t both = (first << width | second) << (64 - 2 * width);
+  const size_t size = aes3_pair_size(wordSize);
+  for (size_t i = 0; i < size; ++i) out[i] = static_cast<uint8_t>(both >> (56 - 8 * i));
+  return out + size;
+}
+
+int32_t aes3_sample(uint32_t subframe, int wordSize) {
+  return static_cast<int32_t>(reversed(subframe >> 4)) >> (32 - wordSize);
+}
 
 int32_t aes3_frames_of_picture(int64_t index, int64_t framePeriod, int32_t sampleRate, int pieces) {
   const auto until = [=](int64_t units) {
@@ -51,10 +63,8 @@ size_t aes3_packer::pack(std::span<const int32_t> samples, std::span<uint8_t> ou
   const size_t frames = samples.size() / channels;
   const size_t size = aes3_payload_size(layout_, frames);
   assert(frames <= aes3_most_frames(layout_) && size <= out.size());
-  put_header(out.data(), layout_, size - kAes3HeaderSize);
+  put_aes3_header(out.data(), layout_, size - kAes3HeaderSize);
 
-  const size_t pairSize = aes3_pair_size(layout_.wordSize);
-  const int width = layout_.wordSize + 4;
   uint8_t* at = out.data() + kAes3HeaderSize;
   for (size_t frame = 0; frame < frames; ++frame) {
     for (size_t channel = 0; channel < channels; channel += 2) {
@@ -63,9 +73,7 @@ size_t aes3_packer::pack(std::span<const int32_t> samples, std::span<uint8_t> ou
       // F stands in the first subframe of the first pair of a block, of every pair alike.
       const uint64_t a = subframe(static_cast<uint32_t>(pair[0]), place, blockFrame_ == 0);
       const uint64_t b = subframe(static_cast<uint32_t>(pair[1]), place + 1, false);
-      const uint64_t both = (a << width | b) << (64 - 2 * width);
-      for (size_t i = 0; i < pairSize; ++i) at[i] = static_cast<uint8_t>(both >> (56 - 8 * i));
-      at += pairSize;
+      at = put_aes3_pair(at, a, b, layout_.wordSize);
     }
     blockFrame_ = blockFrame_ + 1 == kAes3BlockFrames ? 0 : blockFrame_ + 1;
   }

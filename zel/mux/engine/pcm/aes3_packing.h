@@ -37,6 +37,13 @@ constexpr size_t aes3_most_frames(const aes3_layout& layout) {
   return 0xFFFF / (static_cast<size_t>(layout.channels / 2) * aes3_pair_size(layout.wordSize));
 }
 
+/// Writes the header of a data set with `payload` bytes behind it.
+void put_aes3_header(uint8_t* out, const aes3_layout& layout, size_t payload);
+/// Writes the two subframes of a pair, each in its low wordSize + 4 bits; gives the place behind.
+uint8_t* put_aes3_pair(uint8_t* out, uint64_t first, uint64_t second, int wordSize);
+/// The sample of a subframe.
+int32_t aes3_sample(uint32_t subframe, int wordSize);
+
 /// Frames of the PES packet of video frame `index`, so that after each the sound is within half a
 /// sample of the pictures: at 29.97 Hz 1602, 1601, 1602, 1601, 1602 and so on. The period is in
 /// 27 MHz ticks. With `pieces` above 1 a picture has that many PES packets, and `index` counts

@@ -3,11 +3,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <vector>
 
 #include "zel/mux/engine/input/elementary_input.h"
 #include "zel/mux/engine/pcm/aes3_packing.h"
 #include "zel/mux/engine/pcm/pcm_units.h"
+#include "zel/mux/engine/pcm/set_reader.h"
 #include "zel/mux/engine/run/reporting.h"
 
 /// SMPTE ST 302 streams that come out of another multiplex: their AES3 data sets, one behind the
@@ -28,6 +28,11 @@ struct aes3_header {
   bool same_layout(const aes3_header& other) const {
     return channels == other.channels && wordSize == other.wordSize;
   }
+  /// Among samples much looks like a header: less does that tells the same, and nearly the size.
+  bool resembles(const aes3_header& other) const {
+    return same_layout(other) && sizes_resemble(payload, other.payload) &&
+           channelIdentification == other.channelIdentification;
+  }
 };
 
 /// False where these can't be a data set's: reserved values, or a size that isn't whole frames.
@@ -39,7 +44,10 @@ bool read_aes3_header(std::span<const uint8_t, kAes3HeaderSize> bytes, aes3_head
 class aes3_sets : public pcm_units {
  public:
   aes3_sets(elementary_input& input, int pid, reporting& reports)
-      : input_(input), pid_(pid), report_(reports) {}
+      : input_(input),
+        reader_(input, read_aes3_header, pid, reports),
+        pid_(pid),
+        report_(reports) {}
 
   /// Reads ahead to learn the layout and how large data sets are. False where there is none.
   bool read_ahead();
@@ -50,17 +58,11 @@ class aes3_sets : public pcm_units {
   result next(std::span<uint8_t> out, pcm_unit& unit) override;
 
  private:
-  bool load_until(int64_t end);
-  bool header_at(int64_t position, aes3_header& header) const;
-  bool is_set(int64_t position, const aes3_header& header) const;
-  result find_set(aes3_header& header);
-
   elementary_input& input_;
+  set_reader<aes3_header> reader_;
   int pid_;
   reporting& report_;
-  bool known_ = false;
   aes3_header first_;
-  aes3_header latest_;
   size_t mostBytes_ = 0;
   double averageFrames_ = 0;
 };

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "zel/base/byte_order.h"
+#include "zel/mux/engine/pcm/sample_format.h"
 
 namespace zel::mux {
 
@@ -52,7 +53,7 @@ int64_t lpcm_frames(const lpcm_layout& layout) {
                                         : kUnits * kUnitFrames;
 }
 
-lpcm_units::lpcm_units(const lpcm_layout& layout, std::unique_ptr<pcm_input> input)
+lpcm_units::lpcm_units(const lpcm_layout& layout, std::unique_ptr<pcm_source> input)
     : layout_(layout),
       input_(std::move(input)),
       samples_(static_cast<size_t>(lpcm_frames(layout) * layout.channels)) {}
@@ -79,10 +80,10 @@ pcm_units::result lpcm_units::next(std::span<uint8_t> out, pcm_unit& unit) {
   const auto channels = static_cast<size_t>(layout_.channels);
   const auto wanted = static_cast<size_t>(lpcm_frames(layout_));
   size_t count = 0;
-  const pcm_input::result got =
+  const pcm_source::result got =
       input_->read(samples_.data() + framesRead_ * channels, channels, wanted - framesRead_, count);
   framesRead_ += count;
-  if (got == pcm_input::result::later) return result::later;
+  if (got == pcm_source::result::later) return result::later;
   if (framesRead_ == 0) return result::ended;
 
   // A piece has its size: what is missing of the last one is silence.
@@ -91,7 +92,7 @@ pcm_units::result lpcm_units::next(std::span<uint8_t> out, pcm_unit& unit) {
   const size_t bytes = sample_bytes(layout_);
   put_header(out.data(), samples_.size() * bytes);
   uint8_t* at = out.data() + kHeader;
-  const int from = input_->format().bits;
+  const int from = input_->bits();
   for (size_t frame = 0; frame < wanted; ++frame) {
     const int32_t* const samples = samples_.data() + frame * channels;
     for (size_t channel = 0; channel < channels; ++channel) {

@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "zel/mux/engine/pcm/pcm_input.h"
+#include "zel/mux/engine/pcm/pcm_source.h"
 #include "zel/mux/engine/pcm/pcm_units.h"
 
 /// Linear PCM with a short header in front of each piece: the form of HDMV discs, pieces of 5 ms,
@@ -37,7 +37,7 @@ int64_t lpcm_frames(const lpcm_layout& layout);
 
 class lpcm_units : public pcm_units {
  public:
-  lpcm_units(const lpcm_layout& layout, std::unique_ptr<pcm_input> input);
+  lpcm_units(const lpcm_layout& layout, std::unique_ptr<pcm_source> input);
 
   size_t most_bytes() const override;
   result next(std::span<uint8_t> out, pcm_unit& unit) override;
@@ -46,7 +46,7 @@ class lpcm_units : public pcm_units {
   void put_header(uint8_t* out, size_t payload) const;
 
   lpcm_layout layout_;
-  std::unique_ptr<pcm_input> input_;
+  std::unique_ptr<pcm_source> input_;
   std::vector<int32_t> samples_;  // of the piece being made
   size_t framesRead_ = 0;
 };

@@ -7,7 +7,9 @@
 #include "zel/mux/engine/input/file_source.h"
 #include "zel/mux/engine/input/open_input.h"
 #include "zel/mux/engine/input/remultiplexing.h"
+#include "zel/mux/engine/pcm/lpcm_source.h"
 #include "zel/mux/engine/pcm/lpcm_units.h"
+#include "zel/mux/engine/pcm/pcm_input.h"
 #include "zel/mux/engine/pcm/pcm_packets.h"
 #include "zel/mux/engine/pcm/pcm_start.h"
 
@@ -19,7 +21,7 @@ using Morvalen::Zel::tsm_lpcm;
 
 // Fatal messages.
 constexpr int kOpenError = 34;
-constexpr int kNoRemultiplexing = 94;
+constexpr int kUnknownForm = 94;
 constexpr int kNoChannels = 159;
 constexpr int kNoRate = 160;
 constexpr int kNoDepth = 161;
@@ -32,6 +34,8 @@ constexpr int kIeeeDepth = 167;
 constexpr int kIeeeTooMany = 168;
 constexpr int kDepthChanged = 169;
 constexpr int kChannelsChanged = 170;
+constexpr int kSourceChannelsChanged = 171;
+constexpr int kSourceDepthChanged = 172;
 // Warnings.
 constexpr int kHdmvPid = 150;
 constexpr int kIeeePid = 151;
@@ -46,7 +50,8 @@ constexpr int64_t kDecoderBuffer = 65'024;  // as for SMPTE 302M: no model is pu
 
 struct lpcm_state : pcm_state {
   const tsm_lpcm* record = nullptr;
-  std::unique_ptr<pcm_input> input;  // until the units have it
+  std::unique_ptr<pcm_input> input;             // until the units have it
+  std::unique_ptr<elementary_input> multiplex;  // in its place: what a multiplex holds
   lpcm_form form = lpcm_form::hdmv;
 };
 
@@ -98,7 +103,8 @@ void set_order(lpcm_layout& layout, int32_t remapping, int pid, reporting& repor
   layout.order = order;
 }
 
-bool find_layout(lpcm_state& state, tsm_mux& mux, lpcm_layout& layout) {
+// What samples of its own are, as a Wave file or the keys say.
+bool find_own_layout(lpcm_state& state, tsm_mux& mux, lpcm_layout& layout) {
   const tsm_lpcm& record = *state.record;
   const int pid = state.stream->pid();
   pcm_input& input = *state.input;
@@ -113,7 +119,6 @@ bool find_layout(lpcm_state& state, tsm_mux& mux, lpcm_layout& layout) {
                   record.nChannels);
   }
   input.open(messages, pid, mux.reports);
-  layout.form = state.form;
   if (input.is_wave()) {
     const wave_format& wave = input.wave();
     layout.channels = wave.channels;
@@ -128,39 +133,77 @@ bool find_layout(lpcm_state& state, tsm_mux& mux, lpcm_layout& layout) {
     layout.bits = record.wordSize;
     layout.sampleRate = record.samplingFrequency;
   }
+  return true;
+}
+
+// What the stream of a multiplex is says the stream.
+std::unique_ptr<lpcm_source> open_source(lpcm_state& state, tsm_mux& mux, lpcm_layout& layout) {
+  const int pid = state.stream->pid();
+  const bool hdmv = state.form == lpcm_form::hdmv;
+  const lpcm_change_messages messages = {kSourceChannelsChanged, kSourceDepthChanged,
+                                         hdmv ? kHdmvRate : kIeeeRate};
+  auto source = std::make_unique<lpcm_source>(std::move(state.multiplex), state.form, pid,
+                                              mux.reports, messages);
+  if (!source->open()) {
+    mux.reports.fatal(kUnknownForm, pid);
+    return nullptr;
+  }
+  layout.channels = source->channels();
+  layout.bits = source->bits();
+  layout.sampleRate = source->header().sampleRate;
+  layout.assignment = source->header().assignment;
+  return source;
+}
+
+// The keys' part of the layout.
+bool settle_layout(const lpcm_state& state, tsm_mux& mux, lpcm_layout& layout) {
+  const tsm_lpcm& record = *state.record;
+  const int pid = state.stream->pid();
+  const bool hdmv = state.form == lpcm_form::hdmv;
   if (record.truncate24To20 && layout.bits == 24) layout.bits = 20;
   const int fault = hdmv ? fault_of_hdmv(layout) : fault_of_ieee1394(layout);
   if (fault != 0) {
     mux.reports.fatal(fault, pid);
     return false;
   }
-  layout.assignment = record.channelAssignment > 0
-                          ? static_cast<uint8_t>(record.channelAssignment & 15)
-                          : hdmv_assignment(layout.channels);
+  if (record.channelAssignment > 0) {
+    layout.assignment = static_cast<uint8_t>(record.channelAssignment & 15);
+  } else if (layout.assignment == 0) {
+    layout.assignment = hdmv_assignment(layout.channels);
+  }
   set_order(layout, record.channelRemapping, pid, mux.reports);
   return true;
 }
 
-void check_pid(const tsm_stream& stream, lpcm_form form, reporting& reports) {
-  const int pid = stream.pid();
-  if (form == lpcm_form::hdmv && (pid < 0x1100 || pid > 0x111F)) reports.warn(kHdmvPid, pid);
-  if (form == lpcm_form::ieee1394 && (pid < 0x40 || pid > 0x1FFE)) reports.warn(kIeeePid, pid);
-}
-
 bool start(lpcm_state& state, tsm_mux& mux) {
   tsm_stream& stream = *state.stream;
-  check_pid(stream, state.form, mux.reports);
   lpcm_layout layout;
-  if (!find_layout(state, mux, layout)) return false;
+  layout.form = state.form;
+  std::unique_ptr<pcm_source> source;
+  elementary_input* multiplex = nullptr;
+  if (state.multiplex != nullptr) {
+    multiplex = state.multiplex.get();
+    source = open_source(state, mux, layout);
+    if (source == nullptr) return false;
+  } else {
+    if (!find_own_layout(state, mux, layout)) return false;
+    source = std::move(state.input);
+  }
+  if (!settle_layout(state, mux, layout)) return false;
   pcm_reference reference;
   if (!find_reference(stream, state.record->refVideoPid, kNoReferenceNeeded, mux, reference)) {
     return false;
   }
   const video_cut cut = cut_of_reference(reference, mux);
-  state.input->skip(std::llround(cut.skipped * layout.sampleRate / 2.7e7));
-  state.sampleRate = layout.sampleRate;
-  state.units = std::make_unique<lpcm_units>(layout, std::move(state.input));
   pcm_start_inputs inputs;
+  if (multiplex != nullptr) {
+    inputs.sourceDelay90k =
+        delay_in_source(*state.record, state.record->files, *multiplex, reference, cut);
+  } else {
+    source->skip(std::llround(cut.skipped * layout.sampleRate / 2.7e7));
+  }
+  state.sampleRate = layout.sampleRate;
+  state.units = std::make_unique<lpcm_units>(layout, std::move(source));
   inputs.record = state.record;
   inputs.reference = &reference;
   inputs.unitsPerSecond =
@@ -168,10 +211,7 @@ bool start(lpcm_state& state, tsm_mux& mux) {
   inputs.decoderBuffer = kDecoderBuffer;
   inputs.cut = cut;
   if (!start_pcm(state, inputs, mux)) return false;
-  stream.pmt.listed = true;
-  if (stream.pmt.streamType == 0) {
-    stream.pmt.streamType = state.form == lpcm_form::hdmv ? kHdmvStreamType : kIeeeStreamType;
-  }
+  describe_lpcm(stream, state.form, mux.reports);
   return true;
 }
 
@@ -179,10 +219,6 @@ bool start(lpcm_state& state, tsm_mux& mux) {
 
 std::unique_ptr<tsm_stream> open_lpcm(const tsm_lpcm& record, const Morvalen::Zel::tsm_program&,
                                       Morvalen::Zel::tsm_load_callback load, tsm_mux& mux) {
-  if (is_remultiplexed(record)) {
-    mux.reports.fatal(kNoRemultiplexing, record.pid);
-    return nullptr;
-  }
   auto stream = std::make_unique<tsm_stream>();
   auto owned = std::make_unique<lpcm_state>();
   lpcm_state& state = *owned;
@@ -195,15 +231,32 @@ std::unique_ptr<tsm_stream> open_lpcm(const tsm_lpcm& record, const Morvalen::Ze
   stream->nextRemoval = next_pcm_removal;
   stream->state = std::move(owned);
 
-  state.input = std::make_unique<pcm_input>();
+  elementary_input* input = nullptr;
+  if (is_remultiplexed(record)) {
+    state.multiplex = std::make_unique<elementary_input>();
+    input = state.multiplex.get();
+  } else {
+    state.input = std::make_unique<pcm_input>();
+    input = &state.input->bytes();
+  }
   input_request request;
   request.record = &record;
   request.load = load;
-  request.bufferSize = audio_input_size(false, false, Morvalen::Zel::tsm_read_size());
+  request.bufferSize =
+      audio_input_size(false, is_remultiplexed(record), Morvalen::Zel::tsm_read_size());
   request.openError = kOpenError;
   request.noFiles = kOpenError;
-  if (!open_input(state.input->bytes(), request, mux.reports)) return nullptr;
+  if (!open_input(*input, request, mux.reports)) return nullptr;
   return stream;
+}
+
+void describe_lpcm(tsm_stream& stream, lpcm_form form, reporting& reports) {
+  const int pid = stream.pid();
+  if (form == lpcm_form::hdmv && (pid < 0x1100 || pid > 0x111F)) reports.warn(kHdmvPid, pid);
+  if (form == lpcm_form::ieee1394 && (pid < 0x40 || pid > 0x1FFE)) reports.warn(kIeeePid, pid);
+  stream.pmt.listed = true;
+  if (stream.pmt.streamType != 0) return;
+  stream.pmt.streamType = form == lpcm_form::hdmv ? kHdmvStreamType : kIeeeStreamType;
 }
 
 void start_lpcm(tsm_stream& stream, tsm_mux& mux) {

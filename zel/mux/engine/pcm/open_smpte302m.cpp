@@ -6,13 +6,13 @@
 #include <utility>
 #include <vector>
 
-#include "zel/mux/engine/configuration/values.h"
 #include "zel/mux/engine/input/file_source.h"
 #include "zel/mux/engine/input/open_input.h"
-#include "zel/mux/engine/input/remultiplexing.h"
-#include "zel/mux/engine/pcm/aes3_sets.h"
+#include "zel/mux/engine/pcm/open_lpcm.h"
+#include "zel/mux/engine/pcm/pcm_input.h"
 #include "zel/mux/engine/pcm/pcm_packets.h"
 #include "zel/mux/engine/pcm/pcm_start.h"
+#include "zel/mux/engine/pcm/remultiplexed_pcm.h"
 #include "zel/mux/engine/pcm/smpte302m_units.h"
 #include "zel/mux/engine/run/stream_setup.h"
 #include "zel/mux/engine/stream/video_state.h"
@@ -29,7 +29,6 @@ constexpr int kOpenError = 36;
 constexpr int kNoReference = 68;
 constexpr int kBadBytesPerWord = 70;
 constexpr int kNoInput = 72;
-constexpr int kSeveralStreams = 81;
 constexpr int kDownmixOfNoStream = 138;
 constexpr int kNot48kHz = 141;
 constexpr int kOddChannels = 142;
@@ -52,17 +51,11 @@ constexpr int kRegistrationBit = 3;  // of the mask of automatic descriptors
 
 // ST 302: what a decoder holds.
 constexpr int64_t kDecoderBuffer = 65'024;
-// A data set leaves this much of the buffer for what arrives before it goes.
-constexpr size_t kMostDataSet = 60'000;
-
-enum status_kind : int32_t { kStatusPcm = 0, kStatusData = 1, kStatusUser = 2 };
-
 struct smpte302m_state : pcm_state {
   const tsm_smpte302m* record = nullptr;
   const Morvalen::Zel::tsm_program* program = nullptr;
   std::vector<std::unique_ptr<pcm_input>> inputs;  // until the units have them
-  elementary_input source;                         // of a stream that is passed on
-  int sourcePair = 0;                              // whose files it is
+  pcm_inputs sources;                              // of streams out of other multiplexes
 };
 
 // Bytes tell what raw samples can hold: 16 bits of a word of two, whatever WordSize is.
@@ -82,8 +75,7 @@ input_request request_of(const tsm_smpte302m& record, int pair, tsm_load_callbac
   request.user = record.pairUser[pair];
   // A pair that names files but no user value is read from them.
   request.load = request.user != nullptr || request.files->count == 0 ? load : nullptr;
-  request.bufferSize =
-      audio_input_size(false, is_remultiplexed(record), Morvalen::Zel::tsm_read_size());
+  request.bufferSize = audio_input_size(false, false, Morvalen::Zel::tsm_read_size());
   request.openError = kOpenError;
   request.noFiles = kNoInput;
   return request;
@@ -112,22 +104,6 @@ bool open_pairs(smpte302m_state& state, tsm_load_callback load, tsm_mux& mux) {
   }
   if (state.inputs.empty()) mux.reports.fatal(kNoInput, record.pid);
   return !state.inputs.empty();
-}
-
-// One stream of another multiplex, which stands in the first pair that has an input.
-bool open_source(smpte302m_state& state, tsm_load_callback load, tsm_mux& mux) {
-  const tsm_smpte302m& record = *state.record;
-  int found = -1;
-  for (int pair = 0; pair < Morvalen::Zel::tsm_channel_pairs; ++pair) {
-    const bool given = record.pairUser[pair] != nullptr || record.pairFiles[pair].count > 0;
-    if (given && found >= 0) {
-      mux.reports.fatal(kSeveralStreams, record.pid);
-      return false;
-    }
-    if (given) found = pair;
-  }
-  state.sourcePair = std::max(found, 0);
-  return open_input(state.source, request_of(record, state.sourcePair, load), mux.reports);
 }
 
 // The message that a Wave file can't be used with, or 0. The first pair may bring all channels.
@@ -177,18 +153,6 @@ aes3_layout layout_of(const smpte302m_state& state) {
   return layout;
 }
 
-// AES3, 4: byte 0 tells professional use (1), other than linear PCM (2), and 48 kHz (80).
-aes3_channel_status status_of(const tsm_smpte302m& record, int channel) {
-  aes3_channel_status status{};
-  if (record.channelStatus[channel] == kStatusUser) {
-    std::ranges::copy(record.channelStatusData[channel], status.begin());
-    return status;
-  }
-  status[0] = record.channelStatus[channel] == kStatusData ? 0x83 : 0x81;
-  status.back() = channel_status_crc(std::span<const uint8_t>(status).first(status.size() - 1));
-  return status;
-}
-
 std::unique_ptr<smpte302m_units> make_units(smpte302m_state& state, const aes3_layout& layout,
                                             const pcm_cadence& cadence) {
   std::vector<smpte302m_units::source> sources;
@@ -203,9 +167,7 @@ std::unique_ptr<smpte302m_units> make_units(smpte302m_state& state, const aes3_l
   }
   state.inputs.clear();
   auto units = std::make_unique<smpte302m_units>(layout, cadence, std::move(sources));
-  for (int each = 0; each < layout.channels; ++each) {
-    units->set_channel_status(each, status_of(*state.record, each));
-  }
+  set_channel_status(*units, *state.record, layout.channels);
   return units;
 }
 
@@ -247,28 +209,33 @@ bool start(smpte302m_state& state, tsm_mux& mux) {
   return true;
 }
 
-// A stream that comes as one is passed on as it stands.
-bool start_source(smpte302m_state& state, tsm_mux& mux) {
+void describe_as(pcm_form form, tsm_stream& stream, tsm_mux& mux) {
+  if (form == pcm_form::smpte302m) return describe(stream, mux);
+  describe_lpcm(stream, form == pcm_form::hdmv ? lpcm_form::hdmv : lpcm_form::ieee1394,
+                mux.reports);
+}
+
+// Streams out of other multiplexes.
+bool start_sources(smpte302m_state& state, tsm_mux& mux) {
   tsm_stream& stream = *state.stream;
   const tsm_smpte302m& record = *state.record;
-  auto units = std::make_unique<aes3_sets>(state.source, stream.pid(), mux.reports);
-  if (!units->read_ahead()) {
-    mux.reports.fatal(kNoInput, stream.pid());
-    return false;
-  }
   pcm_reference reference;
   if (!find_reference(stream, record.refVideoPid, 0, mux, reference)) return false;
   pcm_start_inputs inputs;
   inputs.record = &record;
   inputs.reference = &reference;
-  inputs.unitsPerSecond = units->units_per_second();
-  inputs.decoderBuffer = kDecoderBuffer;
   inputs.cut = cut_of_reference(reference, mux);
-  inputs.sourceDelay90k = delay_in_source(record, record.pairFiles[state.sourcePair], state.source,
-                                          reference, inputs.cut);
-  state.units = std::move(units);
+  inputs.decoderBuffer = kDecoderBuffer;
+  remultiplexed_pcm made;
+  if (!make_remultiplexed_units(record, state.sources, reference, inputs.cut, stream.pid(),
+                                mux.reports, made)) {
+    return false;
+  }
+  inputs.unitsPerSecond = made.unitsPerSecond;
+  inputs.sourceDelay90k = made.sourceDelay90k;
+  state.units = std::move(made.units);
   if (!start_pcm(state, inputs, mux)) return false;
-  describe(stream, mux);
+  describe_as(sink_form(record), stream, mux);
   return true;
 }
 
@@ -293,19 +260,21 @@ std::unique_ptr<tsm_stream> open_smpte302m(const tsm_smpte302m& record,
   stream->makePacket = make_pcm_packet;
   stream->nextRemoval = next_pcm_removal;
   stream->state = std::move(owned);
-  if (record.downmixToStereo > 0) {
+  // Samples that come as such have their channels as they should be.
+  if (record.downmixToStereo > 0 && !takes_from_multiplex(record)) {
     mux.reports.fatal(kDownmixOfNoStream, record.pid);
     return nullptr;
   }
-  const bool opened =
-      is_remultiplexed(record) ? open_source(state, load, mux) : open_pairs(state, load, mux);
+  const bool opened = takes_from_multiplex(record)
+                          ? open_multiplexed_inputs(record, load, mux, state.sources)
+                          : open_pairs(state, load, mux);
   return opened ? std::move(stream) : nullptr;
 }
 
 void start_smpte302m(tsm_stream& stream, tsm_mux& mux) {
   auto& state = static_cast<smpte302m_state&>(*stream.state);
   const bool started =
-      is_remultiplexed(*state.record) ? start_source(state, mux) : start(state, mux);
+      takes_from_multiplex(*state.record) ? start_sources(state, mux) : start(state, mux);
   if (!started) stream.set(kSourceEnded | kNoMorePackets);
 }
 

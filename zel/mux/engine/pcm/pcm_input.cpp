@@ -150,20 +150,6 @@ void pcm_input::read_frames(int32_t* out, size_t stride, size_t frames) {
   }
 }
 
-void pcm_input::skip(int64_t frames) {
-  constexpr size_t kSamples = 4096;
-  std::array<int32_t, kSamples> samples;
-  const auto channels = static_cast<size_t>(channels_);
-  while (frames > 0) {
-    const auto piece = std::min(static_cast<size_t>(frames), kSamples / channels);
-    size_t count = 0;
-    read(samples.data(), channels, piece, count);
-    // A source that has nothing just now isn't waited for: what it has then comes late.
-    if (count == 0) return;
-    frames -= static_cast<int64_t>(count);
-  }
-}
-
 pcm_input::result pcm_input::read(int32_t* out, size_t stride, size_t frames, size_t& count) {
   count = 0;
   while (count < frames) {

@@ -5,6 +5,7 @@
 #include <span>
 
 #include "zel/mux/engine/input/elementary_input.h"
+#include "zel/mux/engine/pcm/pcm_source.h"
 #include "zel/mux/engine/pcm/sample_format.h"
 #include "zel/mux/engine/pcm/wave_parser.h"
 #include "zel/mux/engine/run/reporting.h"
@@ -23,10 +24,8 @@ struct wave_messages {
   int rateChanged = 0;      // fatal
 };
 
-class pcm_input {
+class pcm_input : public pcm_source {
  public:
-  enum class result { ready, later, ended };
-
   elementary_input& bytes() { return input_; }
 
   /// What raw samples look like. Before open().
@@ -40,15 +39,11 @@ class pcm_input {
   bool is_wave() const { return wave_; }
   /// What the Wave file says; without one its defaults.
   const wave_format& wave() const { return told_; }
-  int channels() const { return channels_; }
+  int channels() const override { return channels_; }
+  int bits() const override { return format_.bits; }
   const sample_format& format() const { return format_; }
 
-  /// Passes over `frames` frames, or what there is of them. After open().
-  void skip(int64_t frames);
-  /// Reads up to `frames` frames to `out`, a frame's samples one behind the other, frames `stride`
-  /// apart; `count` tells how many. Loads the input as needed. Less than `frames` means that the
-  /// source has ended, or has nothing just now.
-  result read(int32_t* out, size_t stride, size_t frames, size_t& count);
+  result read(int32_t* out, size_t stride, size_t frames, size_t& count) override;
 
  private:
   enum class search { samples, other, later, over };

@@ -154,7 +154,7 @@ double delay_in_source(const Morvalen::Zel::tsm_stream_record& record,
   auto& pictures = static_cast<video_state&>(*reference.video->state);
   if (pictures.config == nullptr) return cutDelay;
   const int64_t picture = pictures.units.empty() ? 0 : pictures.units.front().start;
-  return source_delay90k(record, files, input, *pictures.config, pictures.input, picture)
+  return source_delay90k(files, input, *pictures.config, pictures.input, picture)
       .value_or(cutDelay);
 }
 

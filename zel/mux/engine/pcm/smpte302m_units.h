@@ -6,8 +6,9 @@
 #include <memory>
 #include <vector>
 
+#include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/pcm/aes3_packing.h"
-#include "zel/mux/engine/pcm/pcm_input.h"
+#include "zel/mux/engine/pcm/pcm_source.h"
 #include "zel/mux/engine/pcm/pcm_units.h"
 
 /// PCM inputs side by side as the AES3 data sets of one SMPTE ST 302 stream.
@@ -27,6 +28,9 @@ struct pcm_cadence {
   int64_t most_frames() const { return (period * 48'000) / (27'000'000LL * pieces) + 1; }
 };
 
+/// A data set leaves this much of the decoder's buffer for what arrives before it goes.
+inline constexpr size_t kMostDataSet = 60'000;
+
 /// Without pictures to go by: 20 ms, which are 960 frames and so five whole AES3 blocks.
 inline constexpr int64_t kCadenceWithoutVideo = 540'000;
 
@@ -37,7 +41,7 @@ class smpte302m_units : public pcm_units {
  public:
   /// An input and its place among the stream's channels.
   struct source {
-    std::unique_ptr<pcm_input> input;
+    std::unique_ptr<pcm_source> input;
     int firstChannel = 0;
     bool doubled = false;   // one channel, which goes into both of its pair
     size_t framesRead = 0;  // of the unit being made
@@ -65,5 +69,9 @@ class smpte302m_units : public pcm_units {
   std::vector<int32_t> samples_;  // of the unit being made, interleaved
   int64_t index_ = 0;
 };
+
+/// The channel status that the record says for each of its first `channels` channels.
+void set_channel_status(smpte302m_units& units, const Morvalen::Zel::tsm_smpte302m& record,
+                        int channels);
 
 }  // namespace zel::mux
