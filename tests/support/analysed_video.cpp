@@ -53,6 +53,9 @@ void note(void* user, int fatal, int32_t code, const char* text) {
 void drain(mux::video_state& state, AnalysedVideo& result) {
   while (mux::video_unit_ready(state, 0)) {
     const mux::access_unit& unit = state.units.front();
+    if (!state.sourceEnded) {
+      result.leastWaiting = std::min(result.leastWaiting, state.units.size());
+    }
     result.units.push_back(unit);
     result.removals.push_back(state.model.removals.front());
     state.model.removals.pop();

@@ -18,6 +18,7 @@ struct AnalysedVideo {
   mux::video_characteristics characteristics;
   std::vector<mux::access_unit> units;
   std::vector<mux::removal_event> removals;
+  size_t leastWaiting = SIZE_MAX;       // units in the queue when one was taken, before the end
   std::vector<uint8_t> bytes;           // of all units, as they leave the input
   std::vector<uint8_t> dependentBytes;  // of the second layer
   mux::pmt_description pmt;

@@ -77,6 +77,7 @@ struct tsm_video : tsm_stream_record {
   int32_t avcReorderDepth, hevcReorderDepth, maxDecodeDelay, rateAdjustment;
   int32_t subStreamType, pidAvcss, sourceTsPidAvcss, maxPesLen;
   int32_t stillPicOffset, stillPicSpacing;
+  int32_t auDepth;    ///< access units that wait at the least; no key of a file sets it
   int32_t frameRate;  ///< 0 automatic; 1 to 8: frame_rate_code of ISO/IEC 13818-2
   int32_t splice;     ///< 0 none, 1 before, 2 after
   int32_t typeDelay;  ///< 0 VBV, 1 maximum

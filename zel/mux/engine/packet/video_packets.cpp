@@ -366,7 +366,12 @@ void make_dependent_packet(video_state& state, tsm_stream& stream, tsm_packet& p
 }  // namespace
 
 bool video_unit_ready(video_state& state, size_t index) {
-  while (!state.sourceEnded && (state.units.size() <= index || !state.units[index].timed)) {
+  const auto waits = [&state, index] {
+    if (state.sourceEnded) return false;
+    const size_t count = state.units.size();
+    return count <= index || count < state.leastUnits || !state.units[index].timed;
+  };
+  while (waits()) {
     if (state.units.full() || state.model.removals.size() >= kFullRemovals) break;
     const size_t before = state.units.size();
     const int64_t scanned = state.scanPosition;
@@ -380,7 +385,7 @@ bool video_unit_ready(video_state& state, size_t index) {
     if (state.input.room() > 0 || state.input.capacity() >= kMostInput) break;
     state.input.grow(state.input.capacity() * 2);
   }
-  return state.units.size() > index && (state.units[index].timed || state.sourceEnded);
+  return !waits() && state.units.size() > index;
 }
 
 void plan_insertions(video_state& state, access_unit& unit) {

@@ -61,6 +61,7 @@ void build(tsm_mux& mux, const engine_callbacks& callbacks, bool afterRestart) {
   add_streams(mux);
   if (mux.config->createPsi) add_psi_streams(mux, afterRestart);
   settle_rate(mux);
+  // From the second program on there is one that isn't terminated.
   if (mux.terminate && count_programs(*mux.config) > 1) mux.reports.warn(kOnlyFirstTerminated);
   if (mux.config->vbr) set_up_variable_rate(mux);
   set_duration(mux);

@@ -133,6 +133,7 @@ struct video_state : stream_state {
   bool (*scan)(video_state& state) = nullptr;
   bool noEmptyAf = false;  // of the transport level
   fixed_ring<access_unit, kAccessUnits> units;
+  size_t leastUnits = 0;  // that are queued before the first is sent, while the source has more
   buffer_model model;
   video_characteristics characteristics;
   video_cursor cursor;

@@ -311,6 +311,8 @@ void avc_analyser::apply_sps(const AvcSps& sps) {
   const int frames = reorder_frames(sps);
   video.lowDelay = frames == 0;
   set_max_reorder(sps.frameMbsOnly ? frames : 2 * frames + 1);
+  // Without the restriction the number is what the level allows, not what the stream needs.
+  set_told_depth(sps.vuiPresent && sps.vui.bitstreamRestriction ? 2 * frames : 0);
   apply_frame_rate(sps);
   apply_rates(sps);
 }

@@ -8,6 +8,8 @@ namespace zel::mux {
 
 namespace {
 
+constexpr int32_t kFieldsOfFrame = 2;
+
 // Of an anchor: the fields of a B picture are shown as they come.
 bool are_fields_of_one(const access_unit& first, const access_unit& second) {
   return first.fieldStructure != kWholeFrame && second.fieldStructure != kWholeFrame &&
@@ -78,14 +80,15 @@ void poc_display_order::enter_group() {
 }
 
 // The display position of a unit less its decoding position; `later` counts the units seen that are
-// shown with or after it.
+// shown with or after it. The two fields of a frame may have the same POC (ITU-T H.264, 8.2.1):
+// then they are shown as they are decoded.
 int64_t poc_display_order::offset_of(const unit_queue& units, size_t index, size_t groupEnd,
                                      int32_t& later) const {
   const int64_t poc = units[index].poc;
   int64_t shown = olderFields_;
   later = 0;
   for (size_t i = 0; i < recentPocs_.size(); ++i) {
-    if (recentPocs_[i] < poc) {
+    if (recentPocs_[i] <= poc) {
       shown += recentFields_[i];
     } else {
       ++later;
@@ -123,6 +126,10 @@ void poc_display_order::learn_depth(const unit_queue& units, bool ended) {
     if (settled) depth_ = std::max(depth_, static_cast<int32_t>(-offset));
     leave_behind(units[index]);
   }
+  // A stream may begin with less reordering than it has later, pairs of B pictures before pyramids
+  // of them. That it says so is believed for one frame more: many say far more than they use, and
+  // those without any reordering are shown as they are decoded.
+  if (depth_ > 0) depth_ = std::max(depth_, std::min(told_, depth_ + kFieldsOfFrame));
   enter_group();
 }
 

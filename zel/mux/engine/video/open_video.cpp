@@ -29,6 +29,7 @@ using Morvalen::Zel::tsm_video;
 
 constexpr int kOverlapTooLong = 45;
 constexpr int32_t kLeastPesLength = 184;
+constexpr int32_t kMostWaiting = kAccessUnits - 1;  // the scan goes on as long as there is room
 
 bool is_remultiplexed(const tsm_video& record) {
   return record.sourceTsPid > 0 || record.sourceStreamId > 0;
@@ -171,6 +172,7 @@ std::unique_ptr<tsm_stream> open_video(const tsm_video& record, const tsm_progra
   state.report = &mux.reports;
   state.noEmptyAf = mux.config->noEmptyAf;
   state.scan = scan_video;
+  state.leastUnits = static_cast<size_t>(std::clamp<int32_t>(record.auDepth, 0, kMostWaiting));
   stream->state = std::move(owned);
   stream->kind = stream_kind::video;
   stream->makePacket = make_video_packet;

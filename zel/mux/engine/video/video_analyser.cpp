@@ -201,6 +201,7 @@ void video_analyser::enqueue(const access_unit& found) {
   plan_insertions(state_, unit);
   if (state_.model.limit > 0 && unit.sent_size() > state_.model.limit) fatal(kUnitExceedsVbv);
   state_.units.push(unit);
+  ++queued_;
   state_.model.removals.push({unit.dts, unit.sent_size()});
   state_.runningDts = normalise(unit.dts + period_of(unit));
   ++untimed_;
@@ -244,6 +245,7 @@ void video_analyser::finish() {
     state_.units[i - 1].timed = true;
   }
   state_.sourceEnded = true;
+  if (queued_ < state_.leastUnits) warn(kFewUnits);
   if (state_.cutStart != nullptr && !startSeen_) {
     warn(kStartNotSeen);
   }

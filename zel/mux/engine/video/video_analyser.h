@@ -136,6 +136,7 @@ class video_analyser : public video_state::analyser_state {
   bool open_ = false;
   bool hasPicture_ = false;
   int pictures_ = 0;
+  size_t queued_ = 0;
   bool ended_ = false;
 
   bool startSeen_ = false;        // the configured Start has come, or there is none

@@ -50,6 +50,7 @@ enum video_warning : int {
   kRatePairAndCode = 114,
   kMvcNotPresent = 133,
   kSvcNotPresent = 134,
+  kFewUnits = 137,
   kLooksLikePes = 144,
   kHevcDepthChanged = 149,
   kHevcLevelDefault = 156,

@@ -199,6 +199,47 @@ TEST(AvcAnalyser, FieldsAreUnitsOfHalfAFrame) {
   }
 }
 
+// Both fields of a frame may have one POC; a frame and pairs of fields may take turns.
+TEST(AvcAnalyser, FramesAndPairsOfFieldsTakeTurns) {
+  AvcBytes stream;
+  stream.sps.frameMbsOnly = false;
+  stream.sps.mbAdaptiveFrameField = true;
+  stream.sps.picHeightInMapUnits = 18;
+  stream.sets();
+  AvcPicture frame;
+  frame.idr = true;
+  stream.picture(frame);
+  // An anchor and a picture shown before it, each in two fields, then a frame.
+  uint32_t frameNum = 1;
+  for (const auto& [type, poc] : {std::pair('P', 8u), std::pair('B', 4u)}) {
+    AvcPicture field;
+    field.type = type;
+    field.frameNum = frameNum;
+    field.reference = type == 'P';
+    field.poc = poc;
+    for (const int structure : {1, 2}) {
+      field.structure = structure;
+      stream.picture(field);
+    }
+    frameNum = 2;
+  }
+  AvcPicture last;
+  last.type = 'P';
+  last.frameNum = 2;
+  last.poc = 12;
+  stream.picture(last);
+  const AnalysedVideo video = analyseVideo(stream.bytes);
+  ASSERT_EQ(video.units.size(), 6u);
+  const double decoded[] = {0, 1, 1.5, 2, 2.5, 3};
+  const double shown[] = {1, 3, 3.5, 2, 2.5, 4};
+  const int structures[] = {3, 1, 2, 1, 2, 3};
+  for (size_t i = 0; i < 6; ++i) {
+    EXPECT_EQ(video.decoded(i), decoded[i]) << i;
+    EXPECT_EQ(video.shown(i), shown[i]) << i;
+    EXPECT_EQ(video.units[i].fieldStructure, structures[i]) << i;
+  }
+}
+
 TEST(AvcAnalyser, PicStructTellsHowLongAPictureIsShown) {
   constexpr int kFields[] = {2, 2, 2, 2, 2, 3, 3, 4, 6};
   for (uint32_t picStruct : {0u, 3u, 4u, 5u, 6u, 7u, 8u}) {

@@ -85,10 +85,10 @@ struct outcome {
 };
 
 // PTS in half periods. Units leave the queue as soon as they are timed, as in a run.
-outcome poc_times(const std::vector<coded>& pictures, int32_t maxReorder) {
+outcome poc_times(const std::vector<coded>& pictures, int32_t maxReorder, int32_t told = 0) {
   auto units = std::make_unique<unit_queue>();
   poc_display_order order;
-  order.configure(maxReorder, 0);
+  order.configure(maxReorder, 0, told);
   outcome result;
   double dts = 0;
   const auto drain = [&](bool ended) {
@@ -154,6 +154,33 @@ TEST(PocDisplayOrder, LeadingPicturesOfAnOpenGroupComeBeforeTheKey) {
 TEST(PocDisplayOrder, FieldsCountHalf) {
   EXPECT_EQ(poc_times({{0, true, 1}, {1, false, 1}, {8}, {4}}, 2).times,
             (std::vector<double>{2, 3, 6, 4}));
+}
+
+// ITU-T H.264, 8.2.1, allows that of the fields of one frame.
+TEST(PocDisplayOrder, FieldsOfOnePocAreShownAsTheyAreDecoded) {
+  const std::vector<coded> pictures = {{0, true, 1},  {0, false, 1}, {8, false, 1}, {8, false, 1},
+                                       {4, false, 1}, {4, false, 1}, {6, false, 1}, {6, false, 1}};
+  EXPECT_EQ(poc_times(pictures, 5).times, (std::vector<double>{2, 3, 8, 9, 4, 5, 6, 7}));
+}
+
+// One frame of reordering at first, two later.
+TEST(PocDisplayOrder, TheDelayThatAStreamTellsNeedNotGrow) {
+  std::vector<coded> pictures = groups({0, 6, 2, 4, 8, 10}, 1);
+  for (const int64_t poc : {18, 14, 12, 16}) pictures.push_back({poc});
+  EXPECT_TRUE(poc_times(pictures, 2).changed);
+  const outcome told = poc_times(pictures, 2, 4);
+  EXPECT_FALSE(told.changed);
+  EXPECT_EQ(told.times, (std::vector<double>{4, 10, 6, 8, 12, 14, 22, 18, 16, 20}));
+}
+
+TEST(PocDisplayOrder, FarMoreThanIsSeenIsNotBelieved) {
+  const std::vector<coded> pictures = groups({0, 6, 2, 4, 8, 10}, 1);
+  EXPECT_EQ(poc_times(pictures, 2, 30).times, poc_times(pictures, 2, 4).times);
+}
+
+TEST(PocDisplayOrder, WhatIsToldOfAStreamWithoutReorderingDelaysNothing) {
+  EXPECT_EQ(poc_times(groups({0, 2, 4, 6, 8, 10, 12}, 2), 2, 4).times,
+            poc_times(groups({0, 2, 4, 6, 8, 10, 12}, 2), 2).times);
 }
 
 TEST(PocDisplayOrder, ADeeperGroupLaterIsTold) {

@@ -204,6 +204,7 @@ TEST(HevcAnalyser, PicturesAreShownInTheOrderOfTheirPoc) {
 
 TEST(HevcAnalyser, LeadingPicturesAreShownBeforeTheirRandomAccessPoint) {
   HevcBytes stream;
+  stream.sps.ordering[0].maxNumReorderPics = 1;
   stream.sets();
   stream.picture(syntax::kHevcCra, 'I', 8);
   stream.picture(syntax::kHevcRaslN, 'B', 6);

@@ -570,6 +570,25 @@ TEST(MpegAnalyser, AccessUnitInformationIsDescribed) {
   EXPECT_TRUE(none.pmt.descriptors.empty());
 }
 
+TEST(MpegAnalyser, AsManyUnitsWaitAsAreAskedFor) {
+  MpegBytes stream;
+  stream.sequence();
+  add_pictures(stream, "IPBBPBBPBB");
+  const auto waiting = [](int32_t units) {
+    return with([units](tsm_config&, tsm_video& record) { record.auDepth = units; });
+  };
+  EXPECT_EQ(analyseVideo(stream.bytes, waiting(0)).leastWaiting, 2u) << "I waits for P";
+  const AnalysedVideo five = analyseVideo(stream.bytes, waiting(5));
+  EXPECT_EQ(five.leastWaiting, 5u);
+  EXPECT_EQ(five.messages, "");
+  EXPECT_EQ(five.units.size(), 10u);
+  EXPECT_EQ(analyseVideo(stream.bytes, waiting(10)).messages, "");
+  const AnalysedVideo eleven = analyseVideo(stream.bytes, waiting(11));
+  EXPECT_EQ(eleven.messages, "W137 ");
+  EXPECT_EQ(eleven.bytes, stream.bytes);
+  EXPECT_EQ(analyseVideo(stream.bytes, waiting(INT32_MAX)).messages, "W137 ");
+}
+
 TEST(MpegAnalyser, KeysThatExcludeEachOther) {
   const MpegBytes stream = stream_of("I");
   const auto messages = [&](int length, bool align) {
