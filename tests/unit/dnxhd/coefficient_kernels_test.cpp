@@ -73,23 +73,39 @@ TEST(CoefficientKernels, WeighedCoefficientsAreTheWholeSteps) {
   }
 }
 
-TEST(CoefficientKernels, SplittingIsTheSameInVectors) {
+TEST(CoefficientKernels, PairingIsTheSameInVectors) {
   const std::vector<int16_t> in = blocksUpTo(4096);
   for (const uint32_t shift : {0u, 1u, 3u, 9u, 15u}) {
-    std::vector<uint16_t> magnitudes(in.size());
-    std::vector<BlockMasks> masks(kBlocks);
-    ScalarCoefficientKernels().split(in.data(), kBlocks, shift, magnitudes.data(), masks.data());
+    std::vector<BlockPairs> expected(kBlocks);
+    ScalarCoefficientKernels().pair(in.data(), kBlocks, shift, expected.data());
     test::forEachVectorTarget([&](const char* target) {
-      std::vector<uint16_t> others(in.size());
-      std::vector<BlockMasks> otherMasks(kBlocks);
-      VectorCoefficientKernels().split(in.data(), kBlocks, shift, others.data(), otherMasks.data());
-      EXPECT_EQ(others, magnitudes) << target;
+      std::vector<BlockPairs> pairs(kBlocks);
+      VectorCoefficientKernels().pair(in.data(), kBlocks, shift, pairs.data());
       for (size_t i = 0; i < kBlocks; ++i) {
-        EXPECT_EQ(masks[i].nonzero, otherMasks[i].nonzero) << target;
-        EXPECT_EQ(masks[i].negative, otherMasks[i].negative) << target;
+        ASSERT_EQ(pairs[i].count, expected[i].count) << target << " block " << i;
+        EXPECT_EQ(pairs[i].escapes, expected[i].escapes) << target << " block " << i;
+        EXPECT_TRUE(std::equal(pairs[i].indices.begin(), pairs[i].indices.begin() + pairs[i].count,
+                               expected[i].indices.begin()))
+            << target << " block " << i;
       }
     });
   }
+}
+
+TEST(CoefficientKernels, PairsTellDistanceMagnitudeAndSign) {
+  std::vector<int16_t> block(64);
+  block[0] = 500;  // DC is none of them
+  block[1] = 5;
+  block[4] = -7;
+  block[40] = 1;  // 0 after the shift
+  block[63] = -128;
+  BlockPairs pairs;
+  ScalarCoefficientKernels().pair(block.data(), 1, 1, &pairs);
+  ASSERT_EQ(pairs.count, 3u);
+  EXPECT_TRUE(pairs.escapes);
+  EXPECT_EQ(pairs.indices[0], WriteCodes::PairIndex(1, 2, false));
+  EXPECT_EQ(pairs.indices[1], WriteCodes::PairIndex(3, 3, true));
+  EXPECT_EQ(pairs.indices[2], WriteCodes::PairIndex(59, 0, true));
 }
 
 TEST(CoefficientKernels, BitsAreTheSameInVectors) {

@@ -24,19 +24,20 @@ struct Weighing {
   int16_t largestDc = 4095;  // the smallest is -largestDc - 1
 };
 
-/// Bit k stands for place k of the scan; bit 0, DC's, is never set.
-struct BlockMasks {
-  uint64_t nonzero;
-  uint64_t negative;  // of the coefficients, also where the magnitude is 0 after the shift
+/// The AC coefficients of a block that are not 0 at a step, in the order of the scan, as
+/// WriteCodes::PairIndex makes them.
+struct BlockPairs {
+  alignas(64) std::array<uint16_t, 64> indices;  // vectors may write behind `count`
+  uint32_t count;
+  /// Some are too large for a pair of codes: theirs are the indices of the magnitude 0.
+  bool escapes;
 };
 
 struct CoefficientKernels {
   /// From `count` blocks of the transform, in raster order, to blocks in scan order.
   void (*weigh)(const int16_t* blocks, int16_t* out, size_t count, const Weighing& weighing);
-  /// Magnitudes of `count` blocks at a step of 1 << shift, shift at most 15; those of DC are not
-  /// used.
-  void (*split)(const int16_t* blocks, size_t count, uint32_t shift, uint16_t* magnitudes,
-                BlockMasks* masks);
+  /// `count` blocks at a step of 1 << shift, shift at most 15.
+  void (*pair)(const int16_t* blocks, size_t count, uint32_t shift, BlockPairs* pairs);
   /// Adds the bits of the AC coefficients of `count` blocks, without ends of blocks, at the steps
   /// 1 << first to 1 << last, eight steps at most and last at most 15, to bits[0] and on.
   /// Magnitudes are at most 4096.

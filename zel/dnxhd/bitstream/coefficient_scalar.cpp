@@ -28,17 +28,21 @@ void Weigh(const int16_t* blocks, int16_t* out, size_t count, const Weighing& we
   }
 }
 
-void Split(const int16_t* blocks, size_t count, uint32_t shift, uint16_t* magnitudes,
-           BlockMasks* masks) {
-  for (size_t block = 0; block < count; ++block, blocks += 64, magnitudes += 64) {
-    BlockMasks& mask = masks[block];
-    mask = {};
-    for (size_t k = 0; k < kBlockCoefficients; ++k) {
+void Pair(const int16_t* blocks, size_t count, uint32_t shift, BlockPairs* pairs) {
+  for (size_t block = 0; block < count; ++block, blocks += 64) {
+    BlockPairs& made = pairs[block];
+    made.count = 0;
+    made.escapes = false;
+    size_t before = 0;
+    for (size_t k = 1; k < kBlockCoefficients; ++k) {
       const uint32_t magnitude = MagnitudeOf(blocks[k]) >> shift;
-      magnitudes[k] = static_cast<uint16_t>(magnitude);
-      if (k == 0) continue;
-      mask.nonzero |= uint64_t{magnitude != 0} << k;
-      mask.negative |= uint64_t{blocks[k] < 0} << k;
+      if (magnitude == 0) continue;
+      const auto distance = static_cast<uint32_t>(k - before);
+      before = k;
+      const bool escaped = magnitude >= kEscapeMagnitude;
+      made.escapes = made.escapes || escaped;
+      made.indices[made.count++] = static_cast<uint16_t>(
+          WriteCodes::PairIndex(distance, escaped ? 0 : magnitude, blocks[k] < 0));
     }
   }
 }
@@ -70,7 +74,7 @@ void AcBits(const int16_t* blocks, size_t count, const BitCost& cost, uint32_t f
 }  // namespace
 
 const CoefficientKernels& ScalarCoefficientKernels() {
-  static constexpr CoefficientKernels kKernels = {Weigh, Split, AcBits};
+  static constexpr CoefficientKernels kKernels = {Weigh, Pair, AcBits};
   return kKernels;
 }
 

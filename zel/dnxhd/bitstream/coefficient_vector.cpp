@@ -36,9 +36,8 @@ namespace {
 void WeighBlocks(const int16_t* blocks, int16_t* out, size_t count, const Weighing& weighing) {
   ScalarCoefficientKernels().weigh(blocks, out, count, weighing);
 }
-void SplitBlocks(const int16_t* blocks, size_t count, uint32_t shift, uint16_t* magnitudes,
-                 BlockMasks* masks) {
-  ScalarCoefficientKernels().split(blocks, count, shift, magnitudes, masks);
+void PairBlocks(const int16_t* blocks, size_t count, uint32_t shift, BlockPairs* pairs) {
+  ScalarCoefficientKernels().pair(blocks, count, shift, pairs);
 }
 void CountAcBits(const int16_t* blocks, size_t count, const BitCost& cost, uint32_t first,
                  uint32_t last, uint32_t* bits) {
@@ -122,47 +121,240 @@ void WeighBlocks(const int16_t* blocks, int16_t* out, size_t count, const Weighi
   }
 }
 
-void SplitBlocks(const int16_t* blocks, size_t count, uint32_t shift, uint16_t* magnitudes,
-                 BlockMasks* masks) {
-  const D16 d;
-  const U16 du;
-  const int bits = static_cast<int>(shift);
-  for (size_t block = 0; block < count; ++block, blocks += 64, magnitudes += 64) {
-    BlockMasks mask{};
-    for (size_t i = 0; i < kWordVectors; ++i) {
-      const V16 value = hn::LoadU(d, blocks + kWords * i);
-      const V16 sign = hn::BroadcastSignBit(value);
-      const auto magnitude =
-          hn::ShiftRightSame(hn::BitCast(du, hn::Sub(hn::Xor(value, sign), sign)), bits);
-      hn::StoreU(magnitude, du, magnitudes + kWords * i);
-      mask.nonzero |= BitsOf(du, hn::Ne(magnitude, hn::Zero(du))) << (kWords * i);
-      mask.negative |= BitsOf(d, hn::Lt(value, hn::Zero(d))) << (kWords * i);
-    }
-    masks[block] = {mask.nonzero & ~uint64_t{1}, mask.negative & ~uint64_t{1}};
-  }
-}
-
 #if HWY_TARGET <= HWY_AVX3_DL
 
-// Costs of coefficients by magnitude; 0 from 64 on.
-class CostTables {
- public:
-  explicit CostTables(const BitCost& cost)
-      : plain_(_mm512_load_si512(cost.plainByMagnitude.data())),
-        afterRun_(_mm512_load_si512(cost.afterRunByMagnitude.data())) {}
+// A block is one vector of bytes here, a set of coefficients one mask, and one instruction puts the
+// members of a set side by side. Distances in the scan are then differences of neighbours: runs
+// cost a look-up each, like coefficients.
 
-  V8 Costs(V8 magnitudes, hn::Mask<D8> plain) const {
-    const __mmask64 coded = _mm512_cmplt_epu8_mask(magnitudes.raw, _mm512_set1_epi8(64));
-    const __m512i costs = _mm512_maskz_permutexvar_epi8(coded, magnitudes.raw, afterRun_);
-    return V8{_mm512_mask_permutexvar_epi8(costs, coded & plain.raw, magnitudes.raw, plain_)};
+constexpr __mmask64 kBehindDc = ~uint64_t{1};
+
+HWY_INLINE __m512i Places() {
+  alignas(64) static constexpr auto kPlaces = [] {
+    std::array<uint8_t, 64> places{};
+    for (size_t i = 0; i < places.size(); ++i) places[i] = static_cast<uint8_t>(i);
+    return places;
+  }();
+  return _mm512_load_si512(kPlaces.data());
+}
+
+// For each member of a set, the distance from the one before it, the first one's from DC; zeros
+// behind the last one, where the difference would be negative.
+class Distances {
+ public:
+  Distances() : places_(Places()), before_(_mm512_sub_epi8(places_, _mm512_set1_epi8(1))) {}
+
+  __m512i Of(__mmask64 set) const {
+    const __m512i members = _mm512_maskz_compress_epi8(set, places_);
+    return _mm512_subs_epu8(members, _mm512_maskz_permutexvar_epi8(kBehindDc, before_, members));
   }
 
  private:
-  __m512i plain_;
-  __m512i afterRun_;
+  __m512i places_;
+  __m512i before_;  // 255 of the first lane, which is masked
 };
 
+HWY_INLINE __mmask64 MaskOfWords(__mmask32 low, __mmask32 high) {
+  return __mmask64{low} | __mmask64{high} << 32;
+}
+
+// The low bytes of two vectors of words.
+HWY_INLINE __m512i LowBytes(__m512i low, __m512i high) {
+  return _mm512_permutex2var_epi8(low, _mm512_add_epi8(Places(), Places()), high);
+}
+
+void PairBlocks(const int16_t* blocks, size_t count, uint32_t shift, BlockPairs* pairs) {
+  const Distances distances;
+  const __m128i bits = _mm_cvtsi32_si128(static_cast<int>(shift));
+  for (size_t block = 0; block < count; ++block, blocks += 64) {
+    const __m512i low = _mm512_loadu_si512(blocks);
+    const __m512i high = _mm512_loadu_si512(blocks + 32);
+    const __m512i lowAbove = _mm512_srl_epi16(_mm512_abs_epi16(low), bits);
+    const __m512i highAbove = _mm512_srl_epi16(_mm512_abs_epi16(high), bits);
+    const __m512i large = _mm512_set1_epi16(-static_cast<int16_t>(kEscapeMagnitude));
+    const __mmask64 escaped = MaskOfWords(_mm512_test_epi16_mask(lowAbove, large),
+                                          _mm512_test_epi16_mask(highAbove, large)) &
+                              kBehindDc;
+    const __m512i magnitudes = _mm512_maskz_mov_epi8(~escaped, LowBytes(lowAbove, highAbove));
+    const __mmask64 negative = MaskOfWords(_mm512_movepi16_mask(low), _mm512_movepi16_mask(high));
+    const __mmask64 set = (_mm512_test_epi8_mask(magnitudes, magnitudes) | escaped) & kBehindDc;
+    const __m512i twice = _mm512_add_epi8(magnitudes, magnitudes);
+    const __m512i withSign = _mm512_mask_sub_epi8(twice, negative, twice, _mm512_set1_epi8(-1));
+    const __m512i coded = _mm512_maskz_compress_epi8(set, withSign);
+    const __m512i distance = distances.Of(set);
+
+    static_assert(WriteCodes::PairIndex(1, 0, false) == 1 << 7);
+    const auto store = [&](size_t half, __m256i distancesOfHalf, __m256i codedOfHalf) HWY_ATTR {
+      const __m512i index =
+          _mm512_or_si512(_mm512_slli_epi16(_mm512_cvtepu8_epi16(distancesOfHalf), 7),
+                          _mm512_cvtepu8_epi16(codedOfHalf));
+      _mm512_store_si512(pairs[block].indices.data() + 32 * half, index);
+    };
+    store(0, _mm512_castsi512_si256(distance), _mm512_castsi512_si256(coded));
+    store(1, _mm512_extracti64x4_epi64(distance, 1), _mm512_extracti64x4_epi64(coded, 1));
+    pairs[block].count = static_cast<uint32_t>(std::popcount(uint64_t{set}));
+    pairs[block].escapes = escaped != 0;
+  }
+}
+
+// What the lanes of eight vectors come to, in the order of the vectors.
+HWY_INLINE __m512i SumsOfEight(const __m512i* v) {
+  __m512i pairs[4];
+  for (size_t i = 0; i < 4; ++i) {
+    pairs[i] = _mm512_add_epi64(_mm512_unpacklo_epi64(v[2 * i], v[2 * i + 1]),
+                                _mm512_unpackhi_epi64(v[2 * i], v[2 * i + 1]));
+  }
+  // Of each pair of vectors, sums of two lanes of one and of the other in turn.
+  const auto halves = [](__m512i a, __m512i b) HWY_ATTR {
+    return _mm512_add_epi64(_mm512_shuffle_i64x2(a, b, 0x88), _mm512_shuffle_i64x2(a, b, 0xDD));
+  };
+  const __m512i first = halves(pairs[0], pairs[1]);
+  const __m512i second = halves(pairs[2], pairs[3]);
+  return halves(first, second);
+}
+
+// What a level's coefficients and runs cost, all in lanes of bytes: a code takes 23 bits at most, a
+// run 10.
+class LevelCosts {
+ public:
+  explicit LevelCosts(const BitCost& cost)
+      : plain_(_mm512_load_si512(cost.plainByMagnitude.data())),
+        afterRun_(_mm512_load_si512(cost.afterRunByMagnitude.data())),
+        plainEscaped_(_mm512_loadu_si512(cost.ac.data() + 64)),
+        afterRunEscaped_(_mm512_loadu_si512(cost.ac.data() + 192)),
+        runs_(_mm512_load_si512(cost.runByDistance.data())) {}
+
+  // Of magnitudes below 64, `set` those that aren't 0.
+  HWY_INLINE __m512i Of(__m512i magnitudes, __mmask64 set) const {
+    return WithRuns(Coefficients(magnitudes, PlainOf(set)), set);
+  }
+
+  // Of any, by their low bytes; `escaped` are those from 64 on.
+  HWY_INLINE __m512i Of(__m512i magnitudes, __mmask64 set, __mmask64 escaped) const {
+    const __mmask64 plain = PlainOf(set);
+    const __m512i less = _mm512_sub_epi8(magnitudes, _mm512_set1_epi8(1));
+    __m512i costs = Coefficients(magnitudes, plain);
+    costs = _mm512_mask_permutexvar_epi8(costs, escaped, less, afterRunEscaped_);
+    costs = _mm512_mask_permutexvar_epi8(costs, escaped & plain, less, plainEscaped_);
+    return WithRuns(costs, set);
+  }
+
+ private:
+  // The places right behind a coefficient, DC being one.
+  static HWY_INLINE __mmask64 PlainOf(__mmask64 set) { return (set | 1) << 1; }
+
+  HWY_INLINE __m512i Coefficients(__m512i magnitudes, __mmask64 plain) const {
+    const __m512i afterRun = _mm512_permutexvar_epi8(magnitudes, afterRun_);
+    return _mm512_mask_permutexvar_epi8(afterRun, plain, magnitudes, plain_);
+  }
+  HWY_INLINE __m512i WithRuns(__m512i costs, __mmask64 set) const {
+    const __m512i runs = _mm512_permutexvar_epi8(distances_.Of(set), runs_);
+    return _mm512_sad_epu8(_mm512_add_epi8(costs, runs), _mm512_setzero_si512());
+  }
+
+  const Distances distances_;
+  const __m512i plain_;
+  const __m512i afterRun_;
+  const __m512i plainEscaped_;
+  const __m512i afterRunEscaped_;
+  const __m512i runs_;
+};
+
+// The levels of a block with magnitudes from 64 on.
+HWY_NOINLINE void AddLargeBlock(const LevelCosts& costs, __m512i low, __m512i high, size_t levels,
+                                __m512i* sums) {
+  const __m512i large = _mm512_set1_epi16(-static_cast<int16_t>(kEscapeMagnitude));
+  for (size_t i = 0; i < levels; ++i) {
+    const __mmask64 set =
+        MaskOfWords(_mm512_test_epi16_mask(low, low), _mm512_test_epi16_mask(high, high));
+    const __mmask64 escaped =
+        MaskOfWords(_mm512_test_epi16_mask(low, large), _mm512_test_epi16_mask(high, large));
+    sums[i] = _mm512_add_epi64(sums[i], costs.Of(LowBytes(low, high), set, escaped));
+    low = _mm512_srli_epi16(low, 1);
+    high = _mm512_srli_epi16(high, 1);
+  }
+}
+
+template <size_t Levels>
+void CountLevels(const int16_t* blocks, size_t count, const BitCost& cost, uint32_t first,
+                 uint32_t* bits) {
+  constexpr size_t kLevelsPerCheck = 3;  // a wrong guess costs more than an empty level or two
+  const LevelCosts costs(cost);
+  const __m128i shift = _mm_cvtsi32_si128(static_cast<int>(first));
+  const __m512i large = _mm512_set1_epi16(-static_cast<int16_t>(kEscapeMagnitude));
+  const __m512i mask = _mm512_set1_epi8(0x7F);
+  __m512i sums[8];
+  __m512i sumsOfLarge[8];
+  for (size_t i = 0; i < 8; ++i) sums[i] = sumsOfLarge[i] = _mm512_setzero_si512();
+  for (const int16_t* block = blocks; block != blocks + 64 * count; block += 64) {
+    const __m512i low = _mm512_srl_epi16(
+        _mm512_maskz_abs_epi16(static_cast<__mmask32>(kBehindDc), _mm512_loadu_si512(block)),
+        shift);
+    const __m512i high = _mm512_srl_epi16(_mm512_abs_epi16(_mm512_loadu_si512(block + 32)), shift);
+    if (_mm512_test_epi16_mask(_mm512_or_si512(low, high), large) != 0) {
+      AddLargeBlock(costs, low, high, Levels, sumsOfLarge);
+      continue;
+    }
+    __m512i magnitudes = LowBytes(low, high);
+    HWY_UNROLL(8)
+    for (size_t i = 0; i < Levels; ++i) {
+      const __mmask64 set = _mm512_test_epi8_mask(magnitudes, magnitudes);
+      if (i % kLevelsPerCheck == 0 && set == 0) break;
+      sums[i] = _mm512_add_epi64(sums[i], costs.Of(magnitudes, set));
+      magnitudes = _mm512_and_si512(_mm512_srli_epi16(magnitudes, 1), mask);
+    }
+  }
+  for (size_t i = 0; i < 8; ++i) sums[i] = _mm512_add_epi64(sums[i], sumsOfLarge[i]);
+  alignas(64) uint64_t totals[8];
+  _mm512_store_si512(totals, SumsOfEight(sums));
+  for (size_t i = 0; i < Levels; ++i) bits[i] += static_cast<uint32_t>(totals[i]);
+}
+
+void CountAcBits(const int16_t* blocks, size_t count, const BitCost& cost, uint32_t first,
+                 uint32_t last, uint32_t* bits) {
+  if (first == 0 && last == 7) return CountLevels<8>(blocks, count, cost, 0, bits);
+  for (uint32_t level = first; level <= last; ++level) {
+    CountLevels<1>(blocks, count, cost, level, bits + (level - first));
+  }
+}
+
 #else
+
+// Magnitudes with their signs come from vectors, and where they aren't 0; the rest is walked
+// through, one coefficient after the other.
+void PairBlocks(const int16_t* blocks, size_t count, uint32_t shift, BlockPairs* pairs) {
+  const D16 d;
+  const U16 du;
+  const int bits = static_cast<int>(shift);
+  for (size_t block = 0; block < count; ++block, blocks += 64) {
+    alignas(64) std::array<uint16_t, 64> withSigns;
+    uint64_t set = 0;
+    auto all = hn::Zero(du);
+    for (size_t i = 0; i < kWordVectors; ++i) {
+      const V16 value = hn::LoadU(d, blocks + kWords * i);
+      auto magnitude = hn::ShiftRightSame(hn::BitCast(du, hn::Abs(value)), bits);
+      if (i == 0) magnitude = hn::IfThenZeroElse(hn::FirstN(du, 1), magnitude);
+      all = hn::Or(all, magnitude);
+      set |= BitsOf(du, hn::Ne(magnitude, hn::Zero(du))) << (kWords * i);
+      const auto negative = hn::ShiftRight<15>(hn::BitCast(du, value));
+      hn::Store(hn::Or(hn::Add(magnitude, magnitude), negative), du, withSigns.data() + kWords * i);
+    }
+    BlockPairs& made = pairs[block];
+    const auto small = hn::Set(du, static_cast<uint16_t>(kEscapeMagnitude - 1));
+    made.escapes = !hn::AllTrue(du, hn::Eq(hn::And(all, small), all));
+    made.count = static_cast<uint32_t>(std::popcount(set));
+    uint16_t* out = made.indices.data();
+    uint32_t before = 0;
+    for (; set != 0; set &= set - 1) {
+      const auto k = static_cast<uint32_t>(std::countr_zero(set));
+      const uint32_t distance = k - before;
+      before = k;
+      static_assert(WriteCodes::PairIndex(1, 0, false) == 1 << 7);
+      const uint32_t coded = withSigns[k] < 2 * kEscapeMagnitude ? withSigns[k] : withSigns[k] & 1u;
+      *out++ = static_cast<uint16_t>(distance << 7 | coded);
+    }
+  }
+}
 
 // The 16 entries of a table for each row of lanes.
 HWY_INLINE V8 TablePart(const std::array<uint8_t, 64>& table, size_t part) {
@@ -205,8 +397,6 @@ class CostTables {
   V8 afterRun_[4];
 };
 
-#endif
-
 // Runs longer than the steps tell, of which there are few, one by one.
 HWY_INLINE void AddLongRuns(V64 behind, const uint64_t* sets, const BitCost& cost, uint32_t* bits) {
   uint64_t left[kQuads];
@@ -224,8 +414,6 @@ HWY_INLINE void AddLongRuns(V64 behind, const uint64_t* sets, const BitCost& cos
 // What the runs of all levels cost, level by lane; those past the steps go to `bits`.
 HWY_INLINE void AddRunCosts(const uint64_t* sets, const BitCost& cost, V64* sums, uint32_t* bits) {
   constexpr size_t kSteps = std::tuple_size_v<decltype(BitCost::runSteps)>;
-  constexpr size_t kStepsPerCheck = HWY_TARGET <= HWY_AVX3_DL ? 4 : 1;
-  static_assert(kSteps % kStepsPerCheck == 0);
   const D64 d;
   for (size_t i = 0; i < kLevelVectors; ++i) {
     const V64 set = hn::LoadU(d, sets + kQuads * i);
@@ -233,8 +421,7 @@ HWY_INLINE void AddRunCosts(const uint64_t* sets, const BitCost& cost, V64* sums
     V64 behind = hn::AndNot(hn::ShiftLeft<1>(coded), set);
     V64 zeros = hn::ShiftLeft<2>(hn::Not(coded));
     for (size_t t = 1;; ++t) {
-      // Asking costs more than a step does where a branch goes wrong.
-      if (t % kStepsPerCheck == 0 && hn::AllTrue(d, hn::Eq(behind, hn::Zero(d)))) break;
+      if (hn::AllTrue(d, hn::Eq(behind, hn::Zero(d)))) break;
       if (t == kSteps) {
         AddLongRuns(behind, sets + kQuads * i, cost, bits + kQuads * i);
         break;
@@ -364,14 +551,15 @@ void CountAcBits(const int16_t* blocks, size_t count, const BitCost& cost, uint3
 
 #endif
 
+#endif
+
 }  // namespace
 
 void VectorWeigh(const int16_t* blocks, int16_t* out, size_t count, const Weighing& weighing) {
   WeighBlocks(blocks, out, count, weighing);
 }
-void VectorSplit(const int16_t* blocks, size_t count, uint32_t shift, uint16_t* magnitudes,
-                 BlockMasks* masks) {
-  SplitBlocks(blocks, count, shift, magnitudes, masks);
+void VectorPair(const int16_t* blocks, size_t count, uint32_t shift, BlockPairs* pairs) {
+  PairBlocks(blocks, count, shift, pairs);
 }
 void VectorAcBits(const int16_t* blocks, size_t count, const BitCost& cost, uint32_t first,
                   uint32_t last, uint32_t* bits) {
@@ -385,7 +573,7 @@ HWY_AFTER_NAMESPACE();
 namespace zel::dnxhd {
 
 HWY_EXPORT(VectorWeigh);
-HWY_EXPORT(VectorSplit);
+HWY_EXPORT(VectorPair);
 HWY_EXPORT(VectorAcBits);
 
 const CoefficientKernels& VectorCoefficientKernels() {
@@ -393,9 +581,8 @@ const CoefficientKernels& VectorCoefficientKernels() {
       [](const int16_t* blocks, int16_t* out, size_t count, const Weighing& weighing) {
         HWY_DYNAMIC_DISPATCH(VectorWeigh)(blocks, out, count, weighing);
       },
-      [](const int16_t* blocks, size_t count, uint32_t shift, uint16_t* magnitudes,
-         BlockMasks* masks) {
-        HWY_DYNAMIC_DISPATCH(VectorSplit)(blocks, count, shift, magnitudes, masks);
+      [](const int16_t* blocks, size_t count, uint32_t shift, BlockPairs* pairs) {
+        HWY_DYNAMIC_DISPATCH(VectorPair)(blocks, count, shift, pairs);
       },
       [](const int16_t* blocks, size_t count, const BitCost& cost, uint32_t first, uint32_t last,
          uint32_t* bits) {

@@ -11,15 +11,6 @@
 
 namespace zel::dnxhd {
 
-namespace {
-
-// More than the widest macroblock takes: 12 blocks of a DC of 20 bits and 64 coefficients of 16
-// bits of code, a sign, 6 escape bits and 10 bits of run, and the eight bytes that a load takes.
-constexpr size_t kMostMacroblockBytes = 3400;
-static_assert(12 * (20 + 64 * (16 + 1 + 6 + 10)) / 8 + 16 <= kMostMacroblockBytes);
-
-}  // namespace
-
 // The next bits at the top of a word. Refilling is without branches: it ors in the eight bytes at
 // `at`, of which those count that fit whole; at least 56 bits are then there.
 struct RowReader::Window {

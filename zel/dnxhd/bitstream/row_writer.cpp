@@ -1,56 +1,45 @@
 #include "zel/dnxhd/bitstream/row_writer.h"
 
+#include <algorithm>
 #include <array>
-#include <bit>
+#include <cstdlib>
+#include <cstring>
 
 #include "zel/base/byte_order.h"
 
 namespace zel::dnxhd {
 
-// Bits gather at the top of a word, which goes out when it is full. Room for it is asked for then
-// only, so that a row of another length than was foreseen stops at its end.
+// Bits gather at the top of a word. Every code stores the word where the row has come to, and what
+// is whole in it goes: without a branch, and there is one store more than bytes need, but no
+// question that a processor could guess wrong. There has to be room for eight bytes.
 struct RowWriter::Output {
   uint8_t* at;
-  uint8_t* const end;
   uint64_t word = 0;
-  uint32_t free = 64;
-  bool overflow = false;
+  uint32_t used = 0;  // bits of the word, below 8
 
-  // 0 < count < 64; the bits above are zero.
+  // 0 < count <= 56; the bits above are zero.
   void Put(uint64_t value, uint32_t count) {
-    if (count < free) {
-      free -= count;
-      word |= value << free;
-      return;
-    }
-    const uint32_t rest = count - free;
-    Store(word | value >> rest);
-    free = 64 - rest;
-    word = rest == 0 ? 0 : value << free;
+    word |= value << (64 - used - count);
+    base::storeBig64(at, word);
+    used += count;
+    at += used / 8;
+    word <<= used & 56;
+    used %= 8;
   }
+};
 
-  void Store(uint64_t full) {
-    if (end - at < 8) [[unlikely]] {
-      overflow = true;
-      return;
-    }
-    base::storeBig64(at, full);
-    at += 8;
+// Codes that are still to be put: several go at once.
+struct RowWriter::Pending {
+  uint64_t bits = 0;
+  uint32_t length = 0;
+
+  void Add(uint32_t more, uint32_t count) {
+    bits = bits << count | more;
+    length += count;
   }
-
-  // Brings out what is left, to the next 32 bits.
-  void Finish() {
-    const uint32_t used = 64 - free;
-    if (used > 32) {
-      Store(word);
-    } else if (used > 0) {
-      if (end - at < 4) {
-        overflow = true;
-        return;
-      }
-      base::storeBig32(at, static_cast<uint32_t>(word >> 32));
-      at += 4;
-    }
+  void PutInto(Output& out) {
+    out.Put(bits, length);
+    *this = {};
   }
 };
 
@@ -61,90 +50,123 @@ RowWriter::RowWriter(const VCIDEntry& entry)
       fieldFlag_(HasFieldFlag(entry)),
       mbCols_(GeometryOf(entry).mbCols) {}
 
-void RowWriter::WriteDc(Output& out, int32_t difference) const {
+inline void RowWriter::AddDc(Pending& pending, int32_t difference) const {
   const uint32_t size = BitCost::SizeOf(difference);
   const WriteCode code = codes_.dc[size];
   // A negative difference is written less one, of which the low bits count.
   const auto bits = static_cast<uint32_t>(difference - (difference < 0 ? 1 : 0));
-  out.Put(code.bits << size | (bits & ((1u << size) - 1)), code.length + size);
+  pending.Add(code.bits << size | (bits & ((1u << size) - 1)), code.length + size);
 }
 
-void RowWriter::WriteAc(Output& out, const uint16_t* magnitudes, const BlockMasks& masks) const {
-  uint64_t left = masks.nonzero;
-  int before = 0;
-  while (left != 0) {
-    const int k = std::countr_zero(left);
-    left &= left - 1;
-    const int zeros = k - before - 1;
-    before = k;
-    const uint32_t magnitude = magnitudes[k];
-    const uint64_t negative = masks.negative >> k & 1;
-    if (magnitude < kEscapeMagnitude && zeros < static_cast<int>(WriteCodes::kPairRuns))
-        [[likely]] {
-      const PairCode& pair =
-          codes_.pairs[static_cast<uint32_t>(zeros) * kEscapeMagnitude + magnitude];
-      out.Put(pair.bits | negative << pair.signAt, pair.length);
-    } else {
-      WriteRarePair(out, magnitude, negative, static_cast<uint32_t>(zeros));
+// Two codes at a time; the last of an odd number stays pending.
+inline void RowWriter::WritePairs(Output& out, const BlockPairs& pairs, Pending& pending) const {
+  static_assert(2 * PairCode::kMostBits <= 56);
+  const uint16_t* index = pairs.indices.data();
+  for (const uint16_t* const last = index + pairs.count / 2 * 2; index != last; index += 2) {
+    const PairCode first = codes_.pairs[index[0]];
+    const PairCode second = codes_.pairs[index[1]];
+    out.Put(uint64_t{first.Bits()} << second.Length() | second.Bits(),
+            first.Length() + second.Length());
+  }
+  if (pairs.count % 2 != 0) {
+    const PairCode left = codes_.pairs[*index];
+    pending.Add(left.Bits(), left.Length());
+  }
+}
+
+// The same of a block with magnitudes that take escape bits.
+RowWriter::Output RowWriter::WriteEscapes(Output out, const BlockPairs& pairs, const int16_t* block,
+                                          uint32_t shift) const {
+  uint32_t k = 0;
+  for (size_t i = 0; i < pairs.count; ++i) {
+    const uint32_t index = pairs.indices[i];
+    const uint32_t distance = index / (2 * kEscapeMagnitude);
+    k += distance;
+    const PairCode pair = codes_.pairs[index];
+    if (pair.Length() != 0) {
+      out.Put(pair.Bits(), pair.Length());
+      continue;
     }
+    const uint32_t magnitude = static_cast<uint32_t>(std::abs(int{block[k]})) >> shift;
+    const WriteCode code =
+        (distance == 1 ? codes_.plain : codes_.afterRun)[BitCost::AcIndex(magnitude) - 1];
+    const uint64_t bits = code.bits | (index & 1) << codes_.escapeBits | (magnitude - 1) / 64;
+    const WriteCode run = codes_.run[distance - 1];
+    out.Put(bits << run.length | run.bits, code.length + run.length);
   }
+  return out;
 }
 
-void RowWriter::WriteRarePair(Output& out, uint32_t magnitude, uint64_t negative,
-                              uint32_t zeros) const {
-  const auto& codes = zeros == 0 ? codes_.plain : codes_.afterRun;
-  const WriteCode code = codes[BitCost::AcIndex(magnitude) - 1];
-  uint64_t bits = code.bits;
-  if (magnitude < kEscapeMagnitude) {
-    bits |= negative;
-  } else {
-    bits |= negative << codes_.escapeBits | (magnitude - 1) / 64;
-  }
-  const WriteCode run = codes_.run[zeros];
-  out.Put(bits << run.length | run.bits, code.length + run.length);
-}
-
-void RowWriter::WriteMacroblock(Output& out, const RowInput& row, size_t column,
+void RowWriter::WriteMacroblock(Output& whole, const RowInput& row, size_t column,
                                 int32_t* predictors) const {
   const size_t blocks = BlocksOf(mode_);
-  const int16_t* const macroblock = row.coefficients + column * blocks * kBlockCoefficients;
-  const uint32_t step = row.stepsAreShifts ? 1u << row.steps[column] : row.steps[column];
-  alignas(64) std::array<uint16_t, kMaxBlocks * kBlockCoefficients> magnitudes;
-  std::array<BlockMasks, kMaxBlocks> masks;
-  kernels_.split(macroblock, blocks, row.stepsAreShifts ? row.steps[column] : 0, magnitudes.data(),
-                 masks.data());
+  const int16_t* macroblock = row.coefficients + column * blocks * kBlockCoefficients;
+  const uint32_t shift = row.stepsAreShifts ? row.steps[column] : 0;
+  const uint32_t step = row.stepsAreShifts ? 1u << shift : row.steps[column];
+  std::array<int16_t, kMaxBlocks * kBlockCoefficients> divided;
   if (!row.stepsAreShifts && step > 1) {
-    for (size_t block = 0; block < blocks; ++block) {
-      masks[block].nonzero = 0;
-      for (size_t k = 1; k < kBlockCoefficients; ++k) {
-        uint16_t& magnitude = magnitudes[64 * block + k];
-        magnitude = static_cast<uint16_t>(magnitude / step);
-        masks[block].nonzero |= uint64_t{magnitude != 0} << k;
-      }
+    for (size_t i = 0; i < blocks * kBlockCoefficients; ++i) {
+      const bool dc = i % kBlockCoefficients == 0;
+      divided[i] = static_cast<int16_t>(macroblock[i] / (dc ? 1 : static_cast<int32_t>(step)));
     }
+    macroblock = divided.data();
   }
+  std::array<BlockPairs, kMaxBlocks> pairs;
+  kernels_.pair(macroblock, blocks, shift, pairs.data());
 
   const bool color = mode_ == kMode444 && row.colorFlags[column] == 0;
   const bool field = fieldFlag_ && row.fieldFlags[column] != 0;
-  out.Put(uint32_t{field} << 11 | step << 1 | uint32_t{color}, kMacroblockHeaderBits);
+  // In registers: nothing else sees it.
+  Output out = whole;
+  Pending pending;
+  pending.Add(uint32_t{field} << 11 | step << 1 | uint32_t{color}, kMacroblockHeaderBits);
   for (const BlockPlace& place : PlacesOf(mode_)) {
     const int32_t dc = macroblock[place.offset];
-    WriteDc(out, dc - predictors[place.component]);
+    AddDc(pending, dc - predictors[place.component]);
     predictors[place.component] = dc;
-    WriteAc(out, magnitudes.data() + place.offset, masks[place.offset / kBlockCoefficients]);
-    out.Put(codes_.endOfBlock.bits, codes_.endOfBlock.length);
+    pending.PutInto(out);
+    const BlockPairs& ofBlock = pairs[place.offset / kBlockCoefficients];
+    if (ofBlock.escapes) [[unlikely]] {
+      out = WriteEscapes(out, ofBlock, macroblock + place.offset, shift);
+    } else {
+      WritePairs(out, ofBlock, pending);
+    }
+    pending.Add(codes_.endOfBlock.bits, codes_.endOfBlock.length);
   }
+  pending.PutInto(out);
+  whole = out;
 }
 
 ResultWord RowWriter::Write(const RowInput& row, std::span<uint8_t> out, size_t& written) const {
-  Output output{out.data(), out.data() + out.size()};
+  uint8_t* const end = out.data() + out.size();
+  Output output{out.data()};
   std::array<int32_t, 3> predictors{};
-  for (size_t column = 0; column < mbCols_ && !output.overflow; ++column) {
-    WriteMacroblock(output, row, column, predictors.data());
+  for (size_t column = 0; column < mbCols_; ++column) {
+    if (column + 1 < mbCols_ && static_cast<size_t>(end - output.at) >= kMostMacroblockBytes) {
+      WriteMacroblock(output, row, column, predictors.data());
+      continue;
+    }
+    // What stands behind the row may be another job's: near the end a macroblock is written
+    // elsewhere, and as many bytes as it has go to their place. So is the last one, which is longer
+    // than what the one before it stores too much.
+    std::array<uint8_t, kMostMacroblockBytes> aside;
+    Output last = output;
+    last.at = aside.data();
+    WriteMacroblock(last, row, column, predictors.data());
+    const auto bytes = static_cast<size_t>(last.at - aside.data());
+    if (bytes > static_cast<size_t>(end - output.at)) return kErrorEncodeBufferOverflow;
+    std::memcpy(output.at, aside.data(), bytes);
+    last.at = output.at + bytes;
+    output = last;
   }
-  output.Finish();
-  if (output.overflow) return kErrorEncodeBufferOverflow;
-  written = static_cast<size_t>(output.at - out.data());
+  // The bits that are left, and zeros up to the next 32.
+  const auto whole = static_cast<size_t>(output.at - out.data());
+  const size_t length = (8 * whole + output.used + 31) / 32 * 4;
+  if (length > out.size()) return kErrorEncodeBufferOverflow;
+  if (output.used != 0) out[whole] = static_cast<uint8_t>(output.word >> 56);
+  const size_t bytes = whole + (output.used != 0 ? 1 : 0);
+  std::fill(out.data() + bytes, out.data() + length, uint8_t{0});
+  written = length;
   return kSuccessful;
 }
 

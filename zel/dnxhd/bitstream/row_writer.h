@@ -41,10 +41,13 @@ class RowWriter {
 
  private:
   struct Output;
-  void WriteMacroblock(Output& out, const RowInput& row, size_t column, int32_t* predictors) const;
-  void WriteDc(Output& out, int32_t difference) const;
-  void WriteAc(Output& out, const uint16_t* magnitudes, const BlockMasks& masks) const;
-  void WriteRarePair(Output& out, uint32_t magnitude, uint64_t negative, uint32_t zeros) const;
+  struct Pending;
+  void WriteMacroblock(Output& whole, const RowInput& row, size_t column,
+                       int32_t* predictors) const;
+  void AddDc(Pending& pending, int32_t difference) const;
+  void WritePairs(Output& out, const BlockPairs& pairs, Pending& pending) const;
+  Output WriteEscapes(Output out, const BlockPairs& pairs, const int16_t* block,
+                      uint32_t shift) const;
 
   const WriteCodes codes_;
   const CoefficientKernels& kernels_;

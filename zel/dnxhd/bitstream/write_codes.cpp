@@ -1,5 +1,7 @@
 #include "zel/dnxhd/bitstream/write_codes.h"
 
+#include <algorithm>
+
 #include "zel/dnxhd/bitstream/block_order.h"
 #include "zel/dnxhd/tables/ac_codes.h"
 
@@ -23,6 +25,7 @@ BitCost::BitCost(const VCIDEntry& entry)
     plainByMagnitude[magnitude] = ac[AcIndex(magnitude) - 1];
     afterRunByMagnitude[magnitude] = ac[128 + AcIndex(magnitude) - 1];
   }
+  std::copy(run.begin(), run.end(), runByDistance.begin() + 1);
   for (size_t length = 1; length < runSteps.size(); ++length) {
     runSteps[length] = static_cast<int8_t>(run[length] - run[length - 1]);
   }
@@ -46,13 +49,15 @@ WriteCodes::WriteCodes(const VCIDEntry& entry)
   for (size_t length = 1; length < run.size(); ++length) {
     run[length] = {entry.runCodes[length], entry.runLengths[length]};
   }
-  for (uint32_t zeros = 0; zeros < kPairRuns; ++zeros) {
+  for (uint32_t zeros = 0; zeros < run.size(); ++zeros) {
     for (uint32_t magnitude = 1; magnitude < kEscapeMagnitude; ++magnitude) {
       const WriteCode code = (zeros == 0 ? plain : afterRun)[BitCost::AcIndex(magnitude) - 1];
       const WriteCode before = run[zeros];
-      pairs[zeros * kEscapeMagnitude + magnitude] = {
-          code.bits << before.length | before.bits,
-          static_cast<uint16_t>(code.length + before.length), static_cast<uint16_t>(before.length)};
+      for (const bool negative : {false, true}) {
+        pairs[PairIndex(zeros + 1, magnitude, negative)] = {
+            (code.bits | uint32_t{negative}) << before.length | before.bits,
+            code.length + before.length};
+      }
     }
   }
   for (size_t size = 0; size < dc.size(); ++size) {

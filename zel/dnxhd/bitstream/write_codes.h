@@ -25,10 +25,11 @@ struct BitCost {
   std::array<uint8_t, 256> ac{};
   std::array<uint8_t, 63> run{};  // by length; entry 0 is 0
   uint8_t longestRun = 0;
-  /// The same for vectors: of coefficients by magnitude, 0 for 0, without and after a run; and what
-  /// each zero more adds to a run, up to 15.
+  /// The same for vectors: of coefficients by magnitude, 0 for 0, without and after a run; of runs
+  /// by the distance between coefficients; and what each zero more adds to a run, up to 15.
   alignas(64) std::array<uint8_t, 64> plainByMagnitude{};
   alignas(64) std::array<uint8_t, 64> afterRunByMagnitude{};
+  alignas(64) std::array<uint8_t, 64> runByDistance{};  // the run of d - 1 zeros; 0 for none
   std::array<int8_t, 16> runSteps{};
   std::array<uint8_t, 16> dc{};  // by size, the bits behind the code included; 0: no such size
 
@@ -56,18 +57,32 @@ struct WriteCode {
   uint32_t length;
 };
 
-/// A coefficient and the run before it, whole: its sign goes `signAt` bits above the lowest.
-struct PairCode {
-  uint32_t bits;
-  uint16_t length;
-  uint16_t signAt;
+/// A coefficient with its sign and the run before it, whole: its length is in the low five bits,
+/// the code above them.
+class PairCode {
+ public:
+  static constexpr uint32_t kMostBits = 27;
+
+  constexpr PairCode() = default;
+  constexpr PairCode(uint32_t bits, uint32_t length) : value_(bits << 5 | length) {
+    assert(length <= kMostBits && bits >> length == 0);
+  }
+  constexpr uint32_t Bits() const { return value_ >> 5; }
+  constexpr uint32_t Length() const { return value_ & 31; }
+
+ private:
+  uint32_t value_ = 0;
 };
 
 /// The codes themselves.
 struct WriteCodes {
-  /// Runs below this, with magnitudes that have no escape bits, are whole codes.
-  static constexpr uint32_t kPairRuns = 16;
-  std::array<PairCode, kPairRuns * kEscapeMagnitude> pairs{};
+  /// Runs and magnitudes that have no escape bits are whole codes: 64 of either sign for each
+  /// distance in the scan from the coefficient before, 1 to 63. Those of the magnitude 0 have no
+  /// bits. Few of them all are ever in use: it doesn't matter how many there are.
+  std::array<PairCode, 64 * 2 * kEscapeMagnitude> pairs{};
+  static constexpr uint32_t PairIndex(uint32_t distance, uint32_t magnitude, bool negative) {
+    return (distance * kEscapeMagnitude + magnitude) * 2 + uint32_t{negative};
+  }
 
   /// By AcIndex, less 1; a 0 stands where the sign comes, and zeros for the escape bits.
   std::array<WriteCode, 128> plain{};

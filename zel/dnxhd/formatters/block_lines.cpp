@@ -100,12 +100,35 @@ void GatherLines(const int16_t* samples, const BlockRow& row, size_t line,
   GatherFrom<2>(samples, row, line, out.data());
 }
 
+namespace {
+
+template <typename Sample>
+std::array<Sample*, 3> PlacesOfLine(Sample* samples, const BlockRow& row, size_t line) {
+  std::array<Sample*, 3> places;
+  for (size_t component = 0; component < 3; ++component) {
+    const ComponentPlace& place = PlacesOf(row)[component];
+    places[component] =
+        samples + place.first + (line < kSize ? 0 : place.lowerHalf) + line % kSize * kSize;
+  }
+  return places;
+}
+
+}  // namespace
+
+std::array<int16_t*, 3> LinePlaces(int16_t* samples, const BlockRow& row, size_t line) {
+  return PlacesOfLine(samples, row, line);
+}
+
+std::array<const int16_t*, 3> LinePlaces(const int16_t* samples, const BlockRow& row, size_t line) {
+  return PlacesOfLine(samples, row, line);
+}
+
 void SpreadLine(const PlanarLine& in, const BlockRow& row, size_t line, int16_t* samples) {
+  const std::array<int16_t*, 3> places = LinePlaces(samples, row, line);
   for (size_t component = 0; component < 3; ++component) {
     const ComponentPlace& place = PlacesOf(row)[component];
     const int16_t* from = in[component];
-    int16_t* to =
-        samples + place.first + (line < kSize ? 0 : place.lowerHalf) + line % kSize * kSize;
+    int16_t* to = places[component];
     for (size_t column = 0; column < row.mbCols; ++column) {
       for (size_t i = 0; i < place.count; ++i) {
         std::memcpy(to + i * kBlockCoefficients, from, kSize * sizeof(int16_t));

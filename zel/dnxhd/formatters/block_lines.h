@@ -28,6 +28,14 @@ void GatherLine(const int16_t* samples, const BlockRow& row, size_t line, Planar
 void GatherLines(const int16_t* samples, const BlockRow& row, size_t line,
                  std::array<PlanarLine, 2>& out);
 
+/// Where the components of a line begin in a row of blocks of 8, in its first macroblock.
+std::array<int16_t*, 3> LinePlaces(int16_t* samples, const BlockRow& row, size_t line);
+std::array<const int16_t*, 3> LinePlaces(const int16_t* samples, const BlockRow& row, size_t line);
+
+/// How many pixels of a row of 8 blocks a macroblock are worked on at once, line by line: blocks
+/// and lines then stay in the nearest cache.
+inline constexpr size_t kPixelsAtOnce = 128;
+
 /// Puts a line into blocks of 8.
 void SpreadLine(const PlanarLine& in, const BlockRow& row, size_t line, int16_t* samples);
 

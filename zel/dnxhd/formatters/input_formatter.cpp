@@ -59,6 +59,21 @@ int LineInputFormatter::Configure(const InputFormatterResource& info) {
   return 0;
 }
 
+void LineInputFormatter::ReadToBlocks(const BlockReader& reader,
+                                      const RowLines<const uint8_t>& source, const BlockRow& row,
+                                      size_t lines, int16_t* destination) const {
+  for (size_t x = 0; x < info_.width; x += kPixelsAtOnce) {
+    const size_t pixels = std::min<size_t>(kPixelsAtOnce, info_.width - x);
+    int16_t* const blocks = destination + InBlocks::Luma(x);
+    for (size_t i = 0; i < lines; ++i) {
+      const uint8_t* const low = source.Low(i);
+      const auto to = LinePlaces(blocks, row, i);
+      reader.unpack(source.Line(i) + reader.bytesPerPixel * x,
+                    low == nullptr ? nullptr : low + x / 2, to[0], to[1], to[2], pixels);
+    }
+  }
+}
+
 int LineInputFormatter::FormatRow(const RowLines<const uint8_t>& source, int16_t* destination,
                                   bool lastRowFlag) const {
   const size_t missing = lastRowFlag ? info_.bottomPad : 0;
@@ -70,6 +85,9 @@ int LineInputFormatter::FormatRow(const RowLines<const uint8_t>& source, int16_t
     PlanarLine shrunken;
     const int result = info_.resampler->ProcessLines(lines, shrunken, sink, {0, present});
     if (result != 0) return result;
+  } else if (const BlockReader reader = ReaderToBlocks();
+             reader.unpack != nullptr && blocks_ == 8 && info_.width == row.LumaSamples()) {
+    ReadToBlocks(reader, source, row, present, destination);
   } else {
     const size_t chroma = blocks_ == 12 ? info_.width : info_.width / 2;
     PlanarLine line;

@@ -22,7 +22,17 @@ class LineInputFormatter : public CDCTInputFormatter {
   /// Codes of Info().LineDepth() bits, as wide as the application's raster.
   virtual void ReadLine(const uint8_t* in, const uint8_t* low, PlanarLine& out) const = 0;
 
+  /// What takes lines straight into blocks, and the bytes that it takes for a pixel. None in most.
+  struct BlockReader {
+    UnpackYCbCr unpack = nullptr;
+    size_t bytesPerPixel = 0;
+  };
+  virtual BlockReader ReaderToBlocks() const { return {}; }
+
  private:
+  void ReadToBlocks(const BlockReader& reader, const RowLines<const uint8_t>& source,
+                    const BlockRow& row, size_t lines, int16_t* destination) const;
+
   class RowSource;
   class BlockSink;
 
@@ -40,6 +50,14 @@ class YCbCrInputFormatter : public LineInputFormatter {
   void ReadLine(const uint8_t* in, const uint8_t* low, PlanarLine& out) const override {
     const auto& kernels = Info().LineDepth() == 10 ? kernels_.depth10 : kernels_.depth8;
     kernels.unpack[static_cast<size_t>(Samples)](in, low, out[0], out[1], out[2], Info().width);
+  }
+  BlockReader ReaderToBlocks() const override {
+    if constexpr (Samples == YCbCrSamples::kV210) {
+      return {};
+    } else {
+      const auto& kernels = Info().LineDepth() == 10 ? kernels_.depth10 : kernels_.depth8;
+      return {kernels.unpackToBlocks[static_cast<size_t>(Samples)], 2 * BytesOfSample(Samples)};
+    }
   }
 
  private:

@@ -23,7 +23,17 @@ class LineOutputFormatter : public CDCTOutputFormatter {
   /// application's raster.
   virtual void WriteLine(PlanarLine& line, uint8_t* out, uint8_t* low) const = 0;
 
+  /// What takes lines straight from blocks, and the bytes that it makes of a pixel. None in most.
+  struct BlockWriter {
+    PackYCbCr pack = nullptr;
+    size_t bytesPerPixel = 0;
+  };
+  virtual BlockWriter WriterFromBlocks() const { return {}; }
+
  private:
+  void WriteFromBlocks(const BlockWriter& writer, const int16_t* samples, const BlockRow& row,
+                       const RowLines<uint8_t>& destination, size_t count) const;
+
   const int depth_;  // of the compressions that the class is for
   FormatterInfo_t info_{};
 };
@@ -47,6 +57,14 @@ class YCbCrOutputFormatter : public LineOutputFormatter {
     }
     const auto& kernels = Info().LineDepth() == 10 ? kernels_.depth10 : kernels_.depth8;
     kernels.pack[static_cast<size_t>(Samples)](line[0], line[1], line[2], out, low, width);
+  }
+  BlockWriter WriterFromBlocks() const override {
+    if constexpr (Blocks == 12 || Samples == YCbCrSamples::kV210) {
+      return {};
+    } else {
+      const auto& kernels = Info().LineDepth() == 10 ? kernels_.depth10 : kernels_.depth8;
+      return {kernels.packFromBlocks[static_cast<size_t>(Samples)], 2 * BytesOfSample(Samples)};
+    }
   }
 
  private:

@@ -33,6 +33,13 @@ struct PlanarLine {
 /// to 235, or 64 to 940), Cb and Cr from -0.5 to 0.5 (16 to 240, or 64 to 960).
 enum class YCbCrSamples : size_t { k8, k10_6, k2_14, kFloat, k10_2_8, kV210, kCount };
 
+/// Of a line; V210 has none, and the plane of low bits, which has four samples a byte, is not
+/// counted.
+constexpr size_t BytesOfSample(YCbCrSamples samples) {
+  constexpr std::array<uint8_t, static_cast<size_t>(YCbCrSamples::kV210)> kBytes = {1, 2, 2, 4, 1};
+  return kBytes[static_cast<size_t>(samples)];
+}
+
 /// RGB samples: full range, 0 is black and the largest code white; 1.0 in fixed point. The planes
 /// beside them are fixed point too, with 14 fraction bits.
 enum class RgbSamples : size_t { k8, k10_6, k2_14, kSigned16, kCount };
@@ -43,10 +50,25 @@ using UnpackYCbCr = void (*)(const uint8_t* in, const uint8_t* low, int16_t* y, 
 using PackYCbCr = void (*)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out,
                            uint8_t* low, size_t pixels);
 
+/// Where the samples of a line stand: side by side, or by eights in a row of macroblocks of 8
+/// blocks, counted from the component's first sample of the line.
+struct InPlanes {
+  static constexpr size_t Luma(size_t i) { return i; }
+  static constexpr size_t Chroma(size_t i) { return i; }
+};
+struct InBlocks {
+  static constexpr size_t Luma(size_t i) { return i / 16 * 512 + i % 16 / 8 * 64 + i % 8; }
+  static constexpr size_t Chroma(size_t i) { return i / 8 * 512 + i % 8; }
+};
+
 struct YCbCrKernels {
   struct OfDepth {
     std::array<UnpackYCbCr, static_cast<size_t>(YCbCrSamples::kCount)> unpack;
     std::array<PackYCbCr, static_cast<size_t>(YCbCrSamples::kCount)> pack;
+    /// The same with samples InBlocks, of whole macroblocks: `pixels` is a multiple of 16, which
+    /// V210's groups don't meet. It has none.
+    std::array<UnpackYCbCr, static_cast<size_t>(YCbCrSamples::kV210)> unpackToBlocks;
+    std::array<PackYCbCr, static_cast<size_t>(YCbCrSamples::kV210)> packFromBlocks;
   };
   OfDepth depth8;
   OfDepth depth10;

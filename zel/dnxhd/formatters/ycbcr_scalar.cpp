@@ -131,25 +131,25 @@ struct Thirds {
   }
 };
 
-template <typename Sample>
+template <typename Sample, typename Places = InPlanes>
 void Unpack(const uint8_t* in, const uint8_t* low, int16_t* y, int16_t* cb, int16_t* cr,
             size_t pixels) {
   for (size_t pair = 0; pair < pixels / 2; ++pair) {
-    cb[pair] = Sample::Load(in, low, 4 * pair);
-    y[2 * pair] = Sample::Load(in, low, 4 * pair + 1);
-    cr[pair] = Sample::Load(in, low, 4 * pair + 2);
-    y[2 * pair + 1] = Sample::Load(in, low, 4 * pair + 3);
+    cb[Places::Chroma(pair)] = Sample::Load(in, low, 4 * pair);
+    y[Places::Luma(2 * pair)] = Sample::Load(in, low, 4 * pair + 1);
+    cr[Places::Chroma(pair)] = Sample::Load(in, low, 4 * pair + 2);
+    y[Places::Luma(2 * pair + 1)] = Sample::Load(in, low, 4 * pair + 3);
   }
 }
 
-template <typename Sample>
+template <typename Sample, typename Places = InPlanes>
 void Pack(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, uint8_t* low,
           size_t pixels) {
   for (size_t pair = 0; pair < pixels / 2; ++pair) {
-    Sample::Store(cb[pair], out, low, 4 * pair);
-    Sample::Store(y[2 * pair], out, low, 4 * pair + 1);
-    Sample::Store(cr[pair], out, low, 4 * pair + 2);
-    Sample::Store(y[2 * pair + 1], out, low, 4 * pair + 3);
+    Sample::Store(cb[Places::Chroma(pair)], out, low, 4 * pair);
+    Sample::Store(y[Places::Luma(2 * pair)], out, low, 4 * pair + 1);
+    Sample::Store(cr[Places::Chroma(pair)], out, low, 4 * pair + 2);
+    Sample::Store(y[Places::Luma(2 * pair + 1)], out, low, 4 * pair + 3);
   }
 }
 
@@ -158,7 +158,13 @@ constexpr YCbCrKernels::OfDepth KernelsOf() {
   return {{Unpack<Bytes<Depth>>, Unpack<Words10_6<Depth>>, Unpack<Fixed2_14<Depth>>,
            Unpack<Floats<Depth>>, Unpack<Planes2_8<Depth>>, Unpack<Thirds<Depth>>},
           {Pack<Bytes<Depth>>, Pack<Words10_6<Depth>>, Pack<Fixed2_14<Depth>>, Pack<Floats<Depth>>,
-           Pack<Planes2_8<Depth>>, Pack<Thirds<Depth>>}};
+           Pack<Planes2_8<Depth>>, Pack<Thirds<Depth>>},
+          {Unpack<Bytes<Depth>, InBlocks>, Unpack<Words10_6<Depth>, InBlocks>,
+           Unpack<Fixed2_14<Depth>, InBlocks>, Unpack<Floats<Depth>, InBlocks>,
+           Unpack<Planes2_8<Depth>, InBlocks>},
+          {Pack<Bytes<Depth>, InBlocks>, Pack<Words10_6<Depth>, InBlocks>,
+           Pack<Fixed2_14<Depth>, InBlocks>, Pack<Floats<Depth>, InBlocks>,
+           Pack<Planes2_8<Depth>, InBlocks>}};
 }
 
 }  // namespace

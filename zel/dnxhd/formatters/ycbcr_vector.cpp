@@ -1,4 +1,5 @@
 #include <cstdint>
+#include <type_traits>
 
 #include "zel/dnxhd/formatters/color_constants.h"
 #include "zel/dnxhd/formatters/pixel_kernels.h"
@@ -177,7 +178,7 @@ const YCbCrKernels::OfDepth& Scalar() {
   return Depth == 10 ? ScalarYCbCrKernels().depth10 : ScalarYCbCrKernels().depth8;
 }
 
-template <typename Sample, int Depth>
+template <typename Sample, int Depth, typename Places = InPlanes>
 void Unpack(const uint8_t* in, const uint8_t* low, int16_t* y, int16_t* cb, int16_t* cr,
             size_t pixels) {
   const D16 d;
@@ -187,21 +188,21 @@ void Unpack(const uint8_t* in, const uint8_t* low, int16_t* y, int16_t* cb, int1
     const V16 s1 = Sample::Load(in, low, 2 * i + 8);
     const V16 s2 = Sample::Load(in, low, 2 * i + 16);
     const V16 s3 = Sample::Load(in, low, 2 * i + 24);
-    hn::StoreU(hn::ConcatOdd(d, s1, s0), d, y + i);
-    hn::StoreU(hn::ConcatOdd(d, s3, s2), d, y + i + 8);
+    hn::StoreU(hn::ConcatOdd(d, s1, s0), d, y + Places::Luma(i));
+    hn::StoreU(hn::ConcatOdd(d, s3, s2), d, y + Places::Luma(i + 8));
     const V16 c0 = hn::ConcatEven(d, s1, s0);
     const V16 c1 = hn::ConcatEven(d, s3, s2);
-    hn::StoreU(hn::ConcatEven(d, c1, c0), d, cb + i / 2);
-    hn::StoreU(hn::ConcatOdd(d, c1, c0), d, cr + i / 2);
+    hn::StoreU(hn::ConcatEven(d, c1, c0), d, cb + Places::Chroma(i / 2));
+    hn::StoreU(hn::ConcatOdd(d, c1, c0), d, cr + Places::Chroma(i / 2));
   }
-  if (i == pixels) return;
+  if (std::is_same_v<Places, InBlocks> || i == pixels) return;
   Scalar<Depth>().unpack[static_cast<size_t>(Sample::kType)](
       in + 2 * Sample::kBytes * i, low == nullptr ? nullptr : low + i / 2, y + i, cb + i / 2,
       cr + i / 2, pixels - i);
 }
 
 // Bytes are the halves of 16-bit words: chroma below, luma above.
-template <int Depth>
+template <int Depth, typename Places = InPlanes>
 void UnpackBytes(const uint8_t* in, const uint8_t* low, int16_t* y, int16_t* cb, int16_t* cr,
                  size_t pixels) {
   const D16 d;
@@ -216,15 +217,15 @@ void UnpackBytes(const uint8_t* in, const uint8_t* low, int16_t* y, int16_t* cb,
     const auto luma = [&](V16 words) HWY_ATTR {
       return hn::BitCast(d, hn::ShiftRight<8>(hn::BitCast(du, words)));
     };
-    hn::StoreU(sampleOf(luma(w0)), d, y + i);
-    hn::StoreU(sampleOf(luma(w1)), d, y + i + 8);
+    hn::StoreU(sampleOf(luma(w0)), d, y + Places::Luma(i));
+    hn::StoreU(sampleOf(luma(w1)), d, y + Places::Luma(i + 8));
     const V16 byte = hn::Set(d, 255);
     const V16 c0 = hn::And(w0, byte);
     const V16 c1 = hn::And(w1, byte);
-    hn::StoreU(sampleOf(hn::ConcatEven(d, c1, c0)), d, cb + i / 2);
-    hn::StoreU(sampleOf(hn::ConcatOdd(d, c1, c0)), d, cr + i / 2);
+    hn::StoreU(sampleOf(hn::ConcatEven(d, c1, c0)), d, cb + Places::Chroma(i / 2));
+    hn::StoreU(sampleOf(hn::ConcatOdd(d, c1, c0)), d, cr + Places::Chroma(i / 2));
   }
-  if (i == pixels) return;
+  if (std::is_same_v<Places, InBlocks> || i == pixels) return;
   Scalar<Depth>().unpack[static_cast<size_t>(YCbCrSamples::k8)](in + 2 * i, low, y + i, cb + i / 2,
                                                                 cr + i / 2, pixels - i);
 }
@@ -240,42 +241,44 @@ HWY_INLINE hn::Vec<D8> RoundedBytes(V16 first, V16 second) {
   return hn::Combine(D8(), bytes(second), bytes(first));
 }
 
-template <int Depth>
+template <int Depth, typename Places = InPlanes>
 void PackBytes(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, uint8_t* low,
                size_t pixels) {
   const D16 d;
   const D8 d8;
   size_t i = 0;
   for (; i + kStep <= pixels; i += kStep) {
-    const auto luma = RoundedBytes<Depth>(hn::LoadU(d, y + i), hn::LoadU(d, y + i + 8));
-    const auto both = RoundedBytes<Depth>(hn::LoadU(d, cb + i / 2), hn::LoadU(d, cr + i / 2));
+    const auto luma = RoundedBytes<Depth>(hn::LoadU(d, y + Places::Luma(i)),
+                                          hn::LoadU(d, y + Places::Luma(i + 8)));
+    const auto both = RoundedBytes<Depth>(hn::LoadU(d, cb + Places::Chroma(i / 2)),
+                                          hn::LoadU(d, cr + Places::Chroma(i / 2)));
     const auto chroma = hn::InterleaveLower(d8, both, hn::ConcatUpperUpper(d8, both, both));
     hn::StoreU(hn::InterleaveLower(d8, chroma, luma), d8, out + 2 * i);
     hn::StoreU(hn::InterleaveUpper(d8, chroma, luma), d8, out + 2 * i + 16);
   }
-  if (i == pixels) return;
+  if (std::is_same_v<Places, InBlocks> || i == pixels) return;
   Scalar<Depth>().pack[static_cast<size_t>(YCbCrSamples::k8)](y + i, cb + i / 2, cr + i / 2,
                                                               out + 2 * i, low, pixels - i);
 }
 
-template <typename Sample, int Depth>
+template <typename Sample, int Depth, typename Places = InPlanes>
 void Pack(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, uint8_t* low,
           size_t pixels) {
   const D16 d;
   size_t i = 0;
   for (; i + kStep <= pixels; i += kStep) {
-    const V16 blue = hn::LoadU(d, cb + i / 2);
-    const V16 red = hn::LoadU(d, cr + i / 2);
+    const V16 blue = hn::LoadU(d, cb + Places::Chroma(i / 2));
+    const V16 red = hn::LoadU(d, cr + Places::Chroma(i / 2));
     const V16 c0 = hn::InterleaveLower(d, blue, red);
     const V16 c1 = hn::InterleaveUpper(d, blue, red);
-    const V16 y0 = hn::LoadU(d, y + i);
-    const V16 y1 = hn::LoadU(d, y + i + 8);
+    const V16 y0 = hn::LoadU(d, y + Places::Luma(i));
+    const V16 y1 = hn::LoadU(d, y + Places::Luma(i + 8));
     Sample::Store(hn::InterleaveLower(d, c0, y0), out, low, 2 * i);
     Sample::Store(hn::InterleaveUpper(d, c0, y0), out, low, 2 * i + 8);
     Sample::Store(hn::InterleaveLower(d, c1, y1), out, low, 2 * i + 16);
     Sample::Store(hn::InterleaveUpper(d, c1, y1), out, low, 2 * i + 24);
   }
-  if (i == pixels) return;
+  if (std::is_same_v<Places, InBlocks> || i == pixels) return;
   Scalar<Depth>().pack[static_cast<size_t>(Sample::kType)](
       y + i, cb + i / 2, cr + i / 2, out + 2 * Sample::kBytes * i,
       low == nullptr ? nullptr : low + i / 2, pixels - i);
@@ -360,7 +363,13 @@ YCbCrKernels::OfDepth Kernels() {
   return {{UnpackBytes<Depth>, Unpack<Words10_6<Depth>, Depth>, Unpack<Fixed2_14<Depth>, Depth>,
            Unpack<Floats<Depth>, Depth>, Unpack<Planes2_8<Depth>, Depth>, UnpackV210<Depth>},
           {PackBytes<Depth>, Pack<Words10_6<Depth>, Depth>, Pack<Fixed2_14<Depth>, Depth>,
-           Pack<Floats<Depth>, Depth>, Pack<Planes2_8<Depth>, Depth>, PackV210<Depth>}};
+           Pack<Floats<Depth>, Depth>, Pack<Planes2_8<Depth>, Depth>, PackV210<Depth>},
+          {UnpackBytes<Depth, InBlocks>, Unpack<Words10_6<Depth>, Depth, InBlocks>,
+           Unpack<Fixed2_14<Depth>, Depth, InBlocks>, Unpack<Floats<Depth>, Depth, InBlocks>,
+           Unpack<Planes2_8<Depth>, Depth, InBlocks>},
+          {PackBytes<Depth, InBlocks>, Pack<Words10_6<Depth>, Depth, InBlocks>,
+           Pack<Fixed2_14<Depth>, Depth, InBlocks>, Pack<Floats<Depth>, Depth, InBlocks>,
+           Pack<Planes2_8<Depth>, Depth, InBlocks>}};
 }
 
 #endif

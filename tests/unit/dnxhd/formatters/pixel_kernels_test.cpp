@@ -155,6 +155,62 @@ TEST_F(PixelTargets, PackingIsAsDefinedAndStaysInsideTheLine) {
   });
 }
 
+// Room for the widest row of macroblocks, filled with what no kernel writes.
+class BlockSamples {
+ public:
+  int16_t* at(size_t component) { return samples_.data() + kFirst[component]; }
+  const std::vector<int16_t>& all() const { return samples_; }
+
+ private:
+  static constexpr size_t kFirst[] = {0, 256, 384};
+  std::vector<int16_t> samples_ = std::vector<int16_t>(kMaxLine / 16 * 512, int16_t{0x5A5A});
+};
+
+TEST_F(PixelTargets, LinesGoToBlocksAndBackAsDefined) {
+  forEachTarget([&] {
+    const YCbCrKernels vectors = VectorYCbCrKernels();
+    for (const size_t pixels : {16, 32, 48, 128, 960, 1920}) {
+      for (size_t type = 0; type < kV210Type; ++type) {
+        const std::vector<uint8_t> in = bytes(packedBytes(type, pixels));
+        const std::vector<uint8_t> low = bytes(pixels / 2);
+        for (const bool ten : {false, true}) {
+          const auto& scalar = ScalarYCbCrKernels();
+          const auto& definition = ten ? scalar.depth10 : scalar.depth8;
+          const auto& kernels = ten ? vectors.depth10 : vectors.depth8;
+          BlockSamples a, b;
+          definition.unpackToBlocks[type](in.data(), low.data(), a.at(0), a.at(1), a.at(2), pixels);
+          kernels.unpackToBlocks[type](in.data(), low.data(), b.at(0), b.at(1), b.at(2), pixels);
+          ASSERT_EQ(a.all(), b.all()) << type;
+
+          // The same samples as in planes, elsewhere.
+          PlanarLine line;
+          definition.unpack[type](in.data(), low.data(), line[0], line[1], line[2], pixels);
+          for (size_t i = 0; i < pixels; ++i) {
+            ASSERT_EQ(a.at(0)[i / 16 * 512 + i % 16 / 8 * 64 + i % 8], line[0][i]);
+          }
+          for (size_t i = 0; i < pixels / 2; ++i) {
+            ASSERT_EQ(a.at(1)[i / 8 * 512 + i % 8], line[1][i]);
+            ASSERT_EQ(a.at(2)[i / 8 * 512 + i % 8], line[2][i]);
+          }
+
+          for (const auto* pack :
+               {&definition.packFromBlocks[type], &kernels.packFromBlocks[type]}) {
+            std::vector<uint8_t> fromPlanes(in.size() + 16, kGuard);
+            std::vector<uint8_t> fromBlocks(in.size() + 16, kGuard);
+            std::vector<uint8_t> lowPlanes(low.size() + 16, kGuard);
+            std::vector<uint8_t> lowBlocks(low.size() + 16, kGuard);
+            definition.pack[type](line[0], line[1], line[2], fromPlanes.data(), lowPlanes.data(),
+                                  pixels);
+            (*pack)(a.at(0), a.at(1), a.at(2), fromBlocks.data(), lowBlocks.data(), pixels);
+            ASSERT_EQ(fromPlanes, fromBlocks) << type;
+            ASSERT_EQ(lowPlanes, lowBlocks) << type;
+          }
+        }
+      }
+    }
+  });
+}
+
 TEST_F(PixelTargets, WildFloatsAreAsDefined) {
   const float wild[] = {0.0f,
                         -0.0f,
