@@ -1,35 +1,17 @@
 // Any bytes as a PCM input, raw or Wave files, given in pieces of any size: what comes out doesn't
 // depend on the pieces.
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <vector>
 
+#include "tests/support/bytes_source.h"
 #include "zel/mux/engine/pcm/pcm_input.h"
 
 namespace {
 
 using namespace zel::mux;
-
-class pieces : public stream_source {
- public:
-  pieces(const uint8_t* data, size_t size, size_t piece) : at_(data), left_(size), piece_(piece) {}
-  int32_t read(uint8_t* to, int32_t room) override {
-    const size_t count = std::min({static_cast<size_t>(room), piece_, left_});
-    std::memcpy(to, at_, count);
-    at_ += count;
-    left_ -= count;
-    return static_cast<int32_t>(count);
-  }
-
- private:
-  const uint8_t* at_;
-  size_t left_;
-  size_t piece_;
-};
 
 std::vector<int32_t> samplesOf(const uint8_t* data, size_t size, size_t piece, int32_t capacity) {
   Morvalen::Zel::tsm_stats stats;
@@ -38,7 +20,9 @@ std::vector<int32_t> samplesOf(const uint8_t* data, size_t size, size_t piece, i
   reports.deliver_to([](void*, int, int32_t, const char*) {}, nullptr);
   reports.stop_on(false, false);
   pcm_input input;
-  input.bytes().open(capacity, 1 << 20, std::make_unique<pieces>(data, size, piece));
+  input.bytes().open(
+      capacity, 1 << 20,
+      std::make_unique<zel::test::BytesSource>(std::vector<uint8_t>(data, data + size), piece));
   input.set_raw({3, 20, false, true, true}, 2);
   input.open({147, 148, 157, 158, 141}, 0x100, reports);
   const auto channels = static_cast<size_t>(input.channels());

@@ -1,35 +1,17 @@
 // Any bytes as a transport or program stream that a stream is taken out of: what comes doesn't
 // depend on the pieces that the bytes come in, and is no more than went in.
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <vector>
 
+#include "tests/support/bytes_source.h"
 #include "zel/mux/engine/input/remultiplexing.h"
 
 namespace {
 
 using namespace zel::mux;
-
-class pieces : public stream_source {
- public:
-  pieces(const uint8_t* data, size_t size, size_t piece) : at_(data), left_(size), piece_(piece) {}
-  int32_t read(uint8_t* to, int32_t room) override {
-    const size_t count = std::min({static_cast<size_t>(room), piece_, left_});
-    std::memcpy(to, at_, count);
-    at_ += count;
-    left_ -= count;
-    return static_cast<int32_t>(count);
-  }
-
- private:
-  const uint8_t* at_;
-  size_t left_;
-  size_t piece_;
-};
 
 struct result {
   std::vector<uint8_t> bytes;
@@ -41,9 +23,9 @@ struct result {
 result take(const uint8_t* data, size_t size, const Morvalen::Zel::tsm_stream_record& record,
             size_t piece, int32_t room) {
   result taken;
-  const auto source =
-      take_stream(std::make_unique<pieces>(data, size, piece), record,
-                  [&](source_warning warning) { taken.warnings.push_back(warning); });
+  const auto source = take_stream(
+      std::make_unique<zel::test::BytesSource>(std::vector<uint8_t>(data, data + size), piece),
+      record, [&](source_warning warning) { taken.warnings.push_back(warning); });
   std::vector<uint8_t> some(static_cast<size_t>(room));
   for (int32_t got = source->read(some.data(), room); got > 0;
        got = source->read(some.data(), room)) {

@@ -293,10 +293,7 @@ void make_audio_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& pack
   insert_initial_discontinuity(stream, packet);
   if (pcr_is_due(stream, stream.nextTime)) insert_pcr(stream, packet, now, stream.nextTime);
 
-  // Everything below is taken back if the packet is withheld.
-  const tsm_packet bare = packet;
-  const tsm_time pcrNext = stream.pcrNext;
-  const uint32_t flags = stream.flags;
+  packet_draft draft(stream, packet);
 
   plan plan;
   readiness ready = front;
@@ -313,10 +310,7 @@ void make_audio_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& pack
     plan.payload = std::min(left, static_cast<int32_t>(kPacketBytes) - plan.header);
   }
   if (ready != readiness::ready || is_withheld(state, plan, ticks)) {
-    packet = bare;
-    stream.flags = flags;
-    stream.pcrNext = pcrNext;
-    withhold(stream, packet);
+    draft.withhold();
   } else {
     fill_packet(state, stream, plan, packet);
   }
@@ -328,9 +322,7 @@ bool next_audio_removal(const tsm_stream& stream, const tsm_time&, double& ticks
   const auto& state = static_cast<const audio_state&>(*stream.state);
   if (state.frames.empty()) return false;
   ticks = state.frames.front().pts;
-  const size_t queued = state.frames.size();
-  const size_t removals = state.model.removals.size();
-  unitsInFlight = static_cast<int>(removals > queued ? removals - queued : 0);
+  unitsInFlight = units_in_flight(state.model, state.frames.size());
   return true;
 }
 

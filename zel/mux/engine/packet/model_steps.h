@@ -8,7 +8,7 @@
 #include "zel/mux/engine/stream/buffer_model.h"
 #include "zel/mux/engine/stream/stream.h"
 
-/// What video and audio streams do alike with their buffer models.
+/// What the streams with buffer models do alike.
 
 namespace zel::mux {
 
@@ -52,6 +52,38 @@ inline void withhold(tsm_stream& stream, tsm_packet& packet) {
   packet.bytes[1] = static_cast<uint8_t>(packet.bytes[1] & ~kUnitStartBit);
   packet.bytes[3] = static_cast<uint8_t>((packet.bytes[3] & 0xF0) | stream.continuity());
   stuff_whole(packet);
+}
+
+/// A packet whose header stands while what it carries is still being settled: withhold() takes all
+/// of that back, PCRs and flags of the stream too.
+class packet_draft {
+ public:
+  packet_draft(tsm_stream& stream, tsm_packet& packet)
+      : stream_(stream),
+        packet_(packet),
+        bare_(packet),
+        pcrNext_(stream.pcrNext),
+        flags_(stream.flags) {}
+
+  void withhold() {
+    packet_ = bare_;
+    stream_.flags = flags_;
+    stream_.pcrNext = pcrNext_;
+    mux::withhold(stream_, packet_);
+  }
+
+ private:
+  tsm_stream& stream_;
+  tsm_packet& packet_;
+  const tsm_packet bare_;
+  const tsm_time pcrNext_;
+  const uint32_t flags_;
+};
+
+/// How many units of a stream wait in the decoder's buffer, where `queued` have yet to be sent.
+inline int units_in_flight(const buffer_model& model, size_t queued) {
+  const size_t removals = model.removals.size();
+  return static_cast<int>(removals > queued ? removals - queued : 0);
 }
 
 /// The stream has sent everything.

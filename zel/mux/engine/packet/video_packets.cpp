@@ -439,10 +439,7 @@ void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& pack
   insert_initial_discontinuity(stream, packet);
   if (pcr_is_due(stream, now)) insert_pcr(stream, packet, now, now);
 
-  // Everything below is taken back if the packet is withheld.
-  const tsm_packet bare = packet;
-  const tsm_time pcrNext = stream.pcrNext;
-  const uint32_t flags = stream.flags;
+  packet_draft draft(stream, packet);
 
   plan plan;
   const bool continued =
@@ -464,10 +461,7 @@ void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& pack
   plan_payload(state, stream, plan);
 
   if (is_withheld(state, stream, plan, ticks)) {
-    packet = bare;
-    stream.flags = flags;
-    stream.pcrNext = pcrNext;
-    withhold(stream, packet);
+    draft.withhold();
   } else {
     fill_packet(state, stream, plan, packet);
     end_layer_turn(state, false);
@@ -480,9 +474,7 @@ bool next_video_removal(const tsm_stream& stream, const tsm_time&, double& ticks
   const auto& state = static_cast<const video_state&>(*stream.state);
   if (state.units.empty()) return false;
   ticks = state.units.front().dts;
-  const size_t queued = state.units.size();
-  const size_t removals = state.model.removals.size();
-  unitsInFlight = static_cast<int>(removals > queued ? removals - queued : 0);
+  unitsInFlight = units_in_flight(state.model, state.units.size());
   return true;
 }
 

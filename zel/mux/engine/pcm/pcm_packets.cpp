@@ -127,17 +127,11 @@ void make_pcm_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet
   insert_initial_discontinuity(stream, packet);
   if (pcr_is_due(stream, stream.nextTime)) insert_pcr(stream, packet, now, stream.nextTime);
 
-  // Everything below is taken back if the packet is withheld.
-  const tsm_packet bare = packet;
-  const tsm_time pcrNext = stream.pcrNext;
-  const uint32_t flags = stream.flags;
+  packet_draft draft(stream, packet);
   const bool sendable = ready == pcm_units::result::ready;
   if (sendable && state.sent == 0) mark_pes_start(stream, packet, now);
   if (!sendable || is_withheld(state, packet, ticks)) {
-    packet = bare;
-    stream.flags = flags;
-    stream.pcrNext = pcrNext;
-    withhold(stream, packet);
+    draft.withhold();
   } else {
     fill_packet(state, stream, packet);
   }
@@ -149,7 +143,7 @@ bool next_pcm_removal(const tsm_stream& stream, const tsm_time&, double& ticks,
   const auto& state = static_cast<const pcm_state&>(*stream.state);
   if (!state.hasUnit) return false;
   ticks = state.pts;
-  unitsInFlight = static_cast<int>(std::max<size_t>(state.model.removals.size(), 1) - 1);
+  unitsInFlight = units_in_flight(state.model, 1);
   return true;
 }
 
