@@ -160,7 +160,7 @@ void avc_analyser::on_code(int64_t prefix, std::span<const uint8_t> bytes) {
 }
 
 void avc_analyser::begin_headers(int64_t prefix) {
-  if (!begin_with_headers(deferredStart_ >= 0 ? deferredStart_ : start_of(prefix))) return;
+  if (!begin_untimed(deferredStart_ >= 0 ? deferredStart_ : start_of(prefix))) return;
   deferredStart_ = -1;
   sliceKnown_ = false;
   recoveryPoint_ = false;

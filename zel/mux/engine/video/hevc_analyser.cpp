@@ -101,7 +101,7 @@ void hevc_analyser::on_code(int64_t prefix, std::span<const uint8_t> bytes) {
     on_slice(prefix, nal, bytes);
     return;
   }
-  if (syntax::hevcTypeBeginsAccessUnit(nal.type)) begin_with_headers(start_of(prefix));
+  if (syntax::hevcTypeBeginsAccessUnit(nal.type)) begin_untimed(start_of(prefix));
   if (!unit_open()) return;
   switch (nal.type) {
     case syntax::kHevcDelimiter:
@@ -164,7 +164,7 @@ void hevc_analyser::on_slice(int64_t prefix, const HevcNalHeader& nal,
   // What lacks its parameter sets, or breaks off, stays with the unit that it's in.
   if (sps == nullptr || !syntax::parseHevcSliceOrder(rbsp, nal, *sps, *pps, slice)) return;
   if (slice.firstSegmentInPic) {
-    begin_with_headers(start_of(prefix));
+    begin_untimed(start_of(prefix));
     activate(*sps);
     begin_picture(prefix, slice);
   }

@@ -4,7 +4,7 @@
 
 #include "zel/mux/engine/clock/tsm_time.h"
 #include "zel/mux/engine/configuration/configuration.h"
-#include "zel/mux/engine/video/display_order.h"
+#include "zel/mux/engine/video/mpeg_pictures.h"
 #include "zel/mux/engine/video/video_messages.h"
 #include "zel/syntax/mpeg4_part2.h"
 
@@ -27,23 +27,20 @@ constexpr int32_t kShortBytes = 8;
 constexpr int32_t kVopBytes = 16;
 constexpr double kRateUnit = 400;
 
-class mpeg4_analyser final : public video_analyser {
+class mpeg4_analyser final : public mpeg_pictures {
  public:
-  explicit mpeg4_analyser(video_state& state) : video_analyser(state) {}
+  explicit mpeg4_analyser(video_state& state) : mpeg_pictures(state) {}
 
   bool characteristics_known() const override { return vopSeen_; }
 
  protected:
   int32_t bytes_wanted(uint8_t code) const override;
   void on_code(int64_t prefix, std::span<const uint8_t> bytes) override;
-  int32_t code_size() const override { return 1; }
   double period_of(const access_unit& unit) override;
-  void order_units(bool ended) override;
   void settle_coding() override {}
   void restart_parsing() override;
 
  private:
-  void begin_headers(int64_t prefix);
   void on_layer(std::span<const uint8_t> payload);
   void on_group(std::span<const uint8_t> payload);
   void on_vop(int64_t prefix, std::span<const uint8_t> payload);
@@ -60,8 +57,6 @@ class mpeg4_analyser final : public video_analyser {
   bool reservedReported_ = false;
   bool rateReported_ = false;
   bool frameRateReported_ = false;
-
-  mpeg_display_order order_;
 };
 
 int32_t mpeg4_analyser::bytes_wanted(uint8_t code) const {
@@ -87,17 +82,17 @@ void mpeg4_analyser::on_code(int64_t prefix, std::span<const uint8_t> bytes) {
     return;
   }
   if (code <= syntax::kMpeg4LastObject) {
-    begin_headers(prefix);
+    begin_with_headers(prefix);
     return;
   }
   if (syntax::isMpeg4ObjectLayer(code)) {
-    begin_headers(prefix);
+    begin_with_headers(prefix);
     on_layer(payload);
     return;
   }
   switch (code) {
     case syntax::kMpeg4ObjectSequence: {
-      begin_headers(prefix);
+      begin_with_headers(prefix);
       syntax::Mpeg4ObjectSequence sequence;
       if (syntax::parseMpeg4ObjectSequence(payload, sequence)) {
         profileAndLevel_ = sequence.profileAndLevel;
@@ -105,13 +100,13 @@ void mpeg4_analyser::on_code(int64_t prefix, std::span<const uint8_t> bytes) {
       break;
     }
     case syntax::kMpeg4VisualObject: {
-      begin_headers(prefix);
+      begin_with_headers(prefix);
       syntax::Mpeg4VisualObject object;
       if (syntax::parseMpeg4VisualObject(payload, object)) objectVerid_ = object.verid;
       break;
     }
     case syntax::kMpeg4GroupOfVop:
-      begin_headers(prefix);
+      begin_with_headers(prefix);
       on_group(payload);
       break;
     case syntax::kMpeg4Vop:
@@ -120,11 +115,6 @@ void mpeg4_analyser::on_code(int64_t prefix, std::span<const uint8_t> bytes) {
     default:
       break;
   }
-}
-
-void mpeg4_analyser::begin_headers(int64_t prefix) {
-  if (unit_open() && !has_picture()) return;
-  begin_unit(prefix);
 }
 
 void mpeg4_analyser::on_layer(std::span<const uint8_t> payload) {
@@ -145,7 +135,7 @@ void mpeg4_analyser::on_group(std::span<const uint8_t> payload) {
 void mpeg4_analyser::on_vop(int64_t prefix, std::span<const uint8_t> payload) {
   // Without a layer's header nothing can be told of VOPs, nor decoded.
   if (!layerSeen_) return;
-  begin_headers(prefix);
+  begin_with_headers(prefix);
   if (layerPending_) apply_layer();
   Mpeg4Vop vop;
   syntax::parseMpeg4Vop(payload, layer_.timeIncrementResolution, vop);
@@ -156,10 +146,7 @@ void mpeg4_analyser::on_vop(int64_t prefix, std::span<const uint8_t> payload) {
   constexpr uint8_t kTypes[] = {kPictureI, kPictureP, kPictureB, kPictureP};
   unit.pictureType = kTypes[vop.codingType & 3];
   unit.keyPoint = unit.pictureType == kPictureI && unit.sequenceHeader;
-  if (unit.pictureType == kPictureB && characteristics().lowDelay) {
-    characteristics().lowDelay = false;
-    warn(discovering() ? kBInLowDelay : kBNeedsNotLowDelay);
-  }
+  ends_low_delay(unit);
 }
 
 void mpeg4_analyser::apply_layer() {
@@ -212,19 +199,6 @@ double mpeg4_analyser::period_of(const access_unit&) {
   const video_characteristics& video = characteristics();
   return video.stillPicture ? state().config->stillPicSpacing * video.framePeriod
                             : video.framePeriod;
-}
-
-void mpeg4_analyser::order_units(bool ended) {
-  const video_characteristics& video = characteristics();
-  const auto& config = *state().config;
-  order_.set_low_delay((video.lowDelay && !config.notLowDelay) || video.stillPicture);
-  unit_queue& units = state().units;
-  if (ended) {
-    order_.finish(units, state().runningDts, video.framePeriod);
-    return;
-  }
-  order_.enqueued(units, video.framePeriod);
-  if (config.lowLatency) order_.show_newest(units, (config.numBFrames + 1) * video.framePeriod);
 }
 
 void mpeg4_analyser::restart_parsing() {

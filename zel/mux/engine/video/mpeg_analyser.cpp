@@ -5,6 +5,7 @@
 
 #include "zel/mux/engine/clock/tsm_time.h"
 #include "zel/mux/engine/configuration/configuration.h"
+#include "zel/mux/engine/video/mpeg_pictures.h"
 #include "zel/mux/engine/video/time_code.h"
 #include "zel/mux/engine/video/vbv_limits.h"
 #include "zel/mux/engine/video/video_messages.h"
@@ -37,9 +38,9 @@ bool parse_sequence(std::span<const uint8_t> payload, MpegSequenceHeader& header
   return parseMpegSequenceHeader(padded, header);
 }
 
-class mpeg_analyser final : public video_analyser {
+class mpeg_analyser final : public mpeg_pictures {
  public:
-  explicit mpeg_analyser(video_state& state) : video_analyser(state) {}
+  explicit mpeg_analyser(video_state& state) : mpeg_pictures(state) {}
 
   bool characteristics_known() const override {
     return characteristics().coding != video_coding::unknown;
@@ -48,9 +49,7 @@ class mpeg_analyser final : public video_analyser {
  protected:
   int32_t bytes_wanted(uint8_t code) const override;
   void on_code(int64_t prefix, std::span<const uint8_t> bytes) override;
-  int32_t code_size() const override { return 1; }
   double period_of(const access_unit& unit) override;
-  void order_units(bool ended) override;
   void settle_coding() override;
   void restart_parsing() override;
   void time_code_of(access_unit& unit) override;
@@ -64,7 +63,6 @@ class mpeg_analyser final : public video_analyser {
   void on_slice();
   void apply_sequence();
   void apply_frame_rate();
-  bool shows_at_once() const;
 
   // The newest sequence header and its extension; applied at the picture that follows.
   MpegSequenceHeader sequence_;
@@ -84,7 +82,6 @@ class mpeg_analyser final : public video_analyser {
   MpegGroupHeader group_;
   bool groupSeen_ = false;
 
-  mpeg_display_order order_;
   int anchorFields_ = 2;    // field periods that the last anchor is shown
   uint8_t firstField_ = 0;  // picture_structure of an anchor's field that waits for its second
 };
@@ -136,9 +133,7 @@ void mpeg_analyser::on_code(int64_t prefix, std::span<const uint8_t> bytes) {
 
 // Nothing can be told of pictures before the first sequence header.
 void mpeg_analyser::begin_headers(int64_t prefix) {
-  if (unit_open() && !has_picture()) return;
-  begin_unit(prefix);
-  sliceSeen_ = false;
+  if (begin_with_headers(prefix)) sliceSeen_ = false;
 }
 
 void mpeg_analyser::on_sequence(std::span<const uint8_t> payload) {
@@ -193,11 +188,7 @@ void mpeg_analyser::on_picture(std::span<const uint8_t> payload) {
   if (!legal && !firstIsD && !discovering()) fatal(kIllegalFrameType);
   unit.pictureType = legal ? type : uint8_t{syntax::kMpegPictureI};
   unit.keyPoint = unit.sequenceHeader && unit.pictureType == syntax::kMpegPictureI;
-  if (unit.pictureType == syntax::kMpegPictureB && characteristics().lowDelay) {
-    hasB_ = true;
-    characteristics().lowDelay = false;
-    warn(discovering() ? kBInLowDelay : kBNeedsNotLowDelay);
-  }
+  if (ends_low_delay(unit)) hasB_ = true;
   if (!vbvDelaySeen_) {
     vbvDelaySeen_ = true;
     characteristics().vbvDelay = picture_.vbvDelay;
@@ -247,11 +238,6 @@ void mpeg_analyser::apply_frame_rate() {
   set_frame_rate(n == d ? row : frame_rate_of(row.rate * n, d));
 }
 
-bool mpeg_analyser::shows_at_once() const {
-  return (characteristics().lowDelay && !state().config->notLowDelay) ||
-         characteristics().stillPicture;
-}
-
 // ISO/IEC 13818-2, C.9 to C.12: a picture that is shown at once, as a B picture is, lasts as long
 // as it is shown. While an anchor is decoded the one before it is shown, for that one's time.
 double mpeg_analyser::period_of(const access_unit& unit) {
@@ -274,19 +260,6 @@ double mpeg_analyser::period_of(const access_unit& unit) {
   const int fields = anchorFields_;
   anchorFields_ = 2;
   return (fields - 1) * field;
-}
-
-void mpeg_analyser::order_units(bool ended) {
-  const video_characteristics& video = characteristics();
-  order_.set_low_delay(shows_at_once());
-  unit_queue& units = state().units;
-  if (ended) {
-    order_.finish(units, state().runningDts, video.framePeriod);
-    return;
-  }
-  order_.enqueued(units, video.framePeriod);
-  const auto& config = *state().config;
-  if (config.lowLatency) order_.show_newest(units, (config.numBFrames + 1) * video.framePeriod);
 }
 
 // The time code of a group is that of its first picture in display order.

@@ -34,9 +34,8 @@ nal_analyser::nal_analyser(video_state& state, const nal_messages& messages,
   timing_.reserve(kMostTimingBytes);
 }
 
-bool nal_analyser::begin_with_headers(int64_t start) {
-  if (unit_open() && !has_picture()) return false;
-  begin_unit(start);
+bool nal_analyser::begin_untimed(int64_t start) {
+  if (!begin_with_headers(start)) return false;
   timingSeen_ = false;
   return true;
 }

@@ -46,9 +46,8 @@ class nal_analyser : public video_analyser {
   /// the next call.
   std::span<const uint8_t> rbsp_of(std::span<const uint8_t> bytes, size_t headerSize);
 
-  /// Begins a unit at `start`, unless the open one has no picture yet and goes on.
-  /// @return whether one began.
-  bool begin_with_headers(int64_t start);
+  /// begin_with_headers() of a unit that has no picture timing yet.
+  bool begin_untimed(int64_t start);
 
   /// Walks the messages of an SEI unit. The picture timing waits for the first slice of its unit,
   /// which tells the SPS that it is read by.

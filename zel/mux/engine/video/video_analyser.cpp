@@ -115,12 +115,14 @@ video_analyser::progress video_analyser::step() {
   return progress::advanced;
 }
 
-void video_analyser::begin_unit(int64_t start) {
+bool video_analyser::begin_with_headers(int64_t start) {
+  if (open_ && !hasPicture_) return false;
   if (open_) end_unit(start);
   unit_ = {};
   unit_.start = start;
   open_ = true;
   hasPicture_ = false;
+  return true;
 }
 
 void video_analyser::set_has_picture(int64_t pictureAt) {

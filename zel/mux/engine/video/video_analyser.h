@@ -86,8 +86,9 @@ class video_analyser : public video_state::analyser_state {
   virtual void time_code_of(access_unit& unit);
 
   bool unit_open() const { return open_; }
-  /// Ends the open unit, if there is one, and begins another at `start`.
-  void begin_unit(int64_t start);
+  /// Headers at `start`: ends the open unit and begins another, unless the open one has had nothing
+  /// but headers yet and goes on. @return whether one began.
+  bool begin_with_headers(int64_t start);
   /// The unit that is open.
   access_unit& unit() { return unit_; }
   /// The unit that is open holds a picture: the next unit's headers begin another.
