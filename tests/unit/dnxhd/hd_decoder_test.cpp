@@ -5,10 +5,13 @@
 #include <algorithm>
 #include <array>
 #include <random>
+#include <string>
 #include <vector>
 
+#include "tests/support/dnxhd_planes.h"
 #include "tests/support/seed.h"
 #include "zel/base/bit_writer.h"
+#include "zel/dnxhd/bitstream/check_frame.h"
 
 namespace zel::dnxhd {
 namespace {
@@ -205,6 +208,96 @@ TEST(HdDecoder, DamageGivesTheRightWord) {
   refusing.answer = kErrorInMemoryAllocation;
   EXPECT_EQ(decoder.Decode(whole, Pictures::kAll, refusing), kErrorInMemoryAllocation);
   EXPECT_EQ(refusing.count, 1u);
+}
+
+// What the decoder goes by: the header's size, which picture it is, the id, and the rows' places.
+// Of these a wrong bit is told of; every other bit of a header has no part in the picture.
+TEST(HdDecoder, EveryBitOfAHeaderIsToldOfOrHasNoEffect) {
+  const VCIDEntry& entry = *FindEntry(32769);
+  ASSERT_EQ(GeometryOf(entry).mbRows, 8u);
+  const std::vector<uint8_t> whole = frameOf(entry);
+  SerialRowRunner runner;
+  FrameDecoder decoder(entry, 1, runner);
+  Rows sound;
+  ASSERT_EQ(decoder.Decode(whole, Pictures::kAll, sound), kSuccessful);
+  const test::AlignedBytes aligned(whole.size());
+  for (size_t bit = 0; bit < 8 * kHeaderBytes; ++bit) {
+    std::vector<uint8_t> frame = whole;
+    frame[bit / 8] ^= static_cast<uint8_t>(0x80 >> bit % 8);
+    Rows rows;
+    const ResultWord result = decoder.Decode(frame, Pictures::kAll, rows);
+    const size_t at = bit / 8;
+    const auto within = [at](size_t first, size_t end) { return at >= first && at < end; };
+    SCOPED_TRACE("byte " + std::to_string(at) + ", bit " + std::to_string(7 - bit % 8));
+    if (at < 4) {
+      EXPECT_EQ(result, kErrorInBitStream);
+    } else if (at == 5 || within(40, 44)) {
+      EXPECT_EQ(result, kErrorNonHdFormat);
+    } else if (within(356, 360)) {
+      EXPECT_EQ(result, kErrorInMacroblockIndices);  // no row table any more
+    } else if (within(364, 366)) {
+      // Fewer rows than the picture has, or more, which don't matter.
+      EXPECT_EQ(result,
+                (frame[364] << 8 | frame[365]) < 8 ? kErrorInMacroblockIndices : kSuccessful);
+    } else if (within(368, 368 + 4 * 8)) {
+      EXPECT_TRUE(result == kSuccessful || result == kErrorInHuffmanDecode ||
+                  result == kErrorInMacroblockIndices)
+          << result;
+      // The check finds each: rows have to end where the next begins.
+      std::copy(frame.begin(), frame.end(), aligned.bytes().begin());
+      EXPECT_NE(CheckFrame(32769, aligned.bytes()), kSuccessful);
+    } else {
+      EXPECT_EQ(result, kSuccessful);
+      EXPECT_TRUE(rows.samples == sound.samples);
+    }
+  }
+}
+
+TEST(HdDecoder, FlippedBitsOfMacroblocksNeverGiveAnotherWordThanTheirOwn) {
+  std::mt19937_64 random(test::testSeed());
+  for (const uint32_t id : {32769u, 32772u}) {
+    const VCIDEntry& entry = *FindEntry(id);
+    const std::vector<uint8_t> whole = frameOf(entry);
+    SerialRowRunner runner;
+    FrameDecoder decoder(entry, 1, runner);
+    const test::AlignedBytes aligned(whole.size());
+    size_t told = 0;
+    for (int round = 0; round < 2000; ++round) {
+      std::copy(whole.begin(), whole.end(), aligned.bytes().begin());
+      const size_t at = kHeaderBytes + random() % 2000;
+      aligned.bytes()[at] ^= static_cast<uint8_t>(1u << random() % 8);
+      Rows rows;
+      const ResultWord decoded = decoder.Decode(aligned.bytes(), Pictures::kAll, rows);
+      const ResultWord checked = CheckFrame(id, aligned.bytes());
+      ASSERT_TRUE(decoded == kSuccessful || decoded == kErrorInHuffmanDecode) << decoded;
+      ASSERT_TRUE(checked == kSuccessful || checked == kErrorInHuffmanDecode ||
+                  checked == kErrorInMacroblockIndices)
+          << checked;
+      // The check reads what the decoder reads, and looks at where rows end besides.
+      if (decoded != kSuccessful) {
+        ASSERT_NE(checked, kSuccessful);
+      }
+      told += checked != kSuccessful ? 1 : 0;
+    }
+    EXPECT_GT(told, 200u);
+  }
+}
+
+TEST(HdDecoder, AFrameCutAnywhereIsRefused) {
+  const VCIDEntry& entry = *FindEntry(32768);
+  const std::vector<uint8_t> whole = frameOf(entry);
+  SerialRowRunner runner;
+  FrameDecoder decoder(entry, 1, runner);
+  for (size_t size = 0; size < whole.size(); size += size < 700 ? 1 : 37) {
+    // A buffer of its own, so that the address sanitizer sees a read past it.
+    const std::vector<uint8_t> cut(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(size));
+    Rows rows;
+    EXPECT_EQ(decoder.Decode(cut, Pictures::kAll, rows), kErrorInBitStream) << size;
+    EXPECT_EQ(rows.count, 0u);
+    const test::AlignedBytes aligned(std::max<size_t>(size, 1));
+    std::copy(cut.begin(), cut.end(), aligned.bytes().begin());
+    EXPECT_EQ(CheckFrame(32768, aligned.bytes().first(size)), kErrorInBitStream) << size;
+  }
 }
 
 TEST(HdDecoder, MutatedFramesEndOneWayOrTheOther) {

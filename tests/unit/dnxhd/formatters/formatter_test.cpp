@@ -268,6 +268,51 @@ TEST(ColorConversionDCT, MacroblocksWithoutTheFlagGoThereAndBack) {
   for (size_t i = 0; i < rgb.size(); ++i) ASSERT_NEAR(a[i], rgb[i], 2);
 }
 
+// Samples are converted in front of the forward transform and behind the inverse one. The matrix
+// and the transform are both linear: what comes of it is what the matrix makes of coefficients.
+TEST(ColorConversionDCT, IsWhatTheMatrixMakesOfCoefficients) {
+  std::mt19937_64 random(test::testSeed());
+  constexpr size_t kMacroblock = size_t{12} * 64;
+  // Smooth blocks inside of the codes: nothing is cut off.
+  alignas(16) std::vector<int16_t> gbr(kMacroblock);
+  for (size_t component = 0; component < 3; ++component) {
+    const int base = static_cast<int>(random() % 400) - 200;
+    const int slope = static_cast<int>(random() % 20) - 10;
+    for (size_t i = 0; i < kMacroblock; ++i) {
+      if (i / 64 % 6 / 2 != component) continue;
+      gbr[i] = static_cast<int16_t>(base + slope * static_cast<int>(i % 8) +
+                                    static_cast<int>(random() % 100) - 50);
+    }
+  }
+  std::vector<int16_t> bySamples = gbr;
+  const MacroblockFlags flags = {false, false};
+  OptColorConversionDCT().ForwardRow(bySamples.data(), &flags, 1);
+  const auto transform = factory(true, true).MakeForward(10);
+  std::vector<int16_t> coefficients = gbr;
+  transform->Transform(coefficients.data(), 12);
+  transform->Transform(bySamples.data(), 12);
+
+  // Rows: Y, Cb, Cr; columns: G, B, R, all centred on 0. The constant is DC's, eight times a
+  // sample's.
+  constexpr double kLuma = 876.0 / 1023, kChroma = 896.0 / 1023;
+  constexpr double kRed = 0.2126, kGreen = 0.7152, kBlue = 0.0722;
+  constexpr double kMatrix[3][3] = {
+      {kLuma * kGreen, kLuma * kBlue, kLuma * kRed},
+      {-kChroma * kGreen / 1.8556, kChroma * (1 - kBlue) / 1.8556, -kChroma * kRed / 1.8556},
+      {-kChroma * kGreen / 1.5748, -kChroma * kBlue / 1.5748, kChroma * (1 - kRed) / 1.5748}};
+  constexpr double kConstant[3] = {8 * (512 * kLuma + 64 - 512), 0, 0};
+  for (size_t i = 0; i < kMacroblock; ++i) {
+    const size_t component = i / 64 % 6 / 2;
+    const size_t green = i - 128 * component;
+    double expected = i % 64 == 0 ? kConstant[component] : 0;
+    for (size_t from = 0; from < 3; ++from) {
+      expected += kMatrix[component][from] * coefficients[green + 128 * from];
+    }
+    // Rounding of samples to codes comes to a few halves.
+    ASSERT_NEAR(bySamples[i], expected, 2.5) << i;
+  }
+}
+
 TEST(ColorConversionDCT, TheSetterTurnsTheFlagsMeaningRound) {
   std::vector<int16_t> blocks(size_t{2} * 12 * 64, 100);
   const std::vector<MacroblockFlags> flags = {{true, false}, {false, false}};

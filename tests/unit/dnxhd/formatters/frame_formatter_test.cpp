@@ -11,6 +11,9 @@
 #include <vector>
 
 #include "tests/support/seed.h"
+#include "tests/support/vector_targets.h"
+#include "zel/dnxhd/formatters/block_lines.h"
+#include "zel/dnxhd/formatters/resampler.h"
 
 namespace zel::dnxhd {
 namespace {
@@ -280,25 +283,24 @@ TEST(FrameFormatter, ScalarAndVectorClassesFetchTheSame) {
                    std::to_string(format.pixelLayout));
       Buffer in(entry, format, random() % 16);
       fillWithAnything(in.bytes(), random);
-      std::vector<std::vector<int16_t>> made;
-      for (const bool reference : {true, false}) {
+      const auto fetched = [&](bool reference) {
         format.useReference = reference;
         std::unique_ptr<EncodeFormatter> formatter;
-        ASSERT_EQ(EncodeFormatter::Make(entry, format, formatter), kSuccessful);
+        EXPECT_EQ(EncodeFormatter::Make(entry, format, formatter), kSuccessful);
         std::vector<int16_t> blocks(geometry.mbCols * blocksOf(entry) * 64);
         std::vector<int16_t> all;
         for (const size_t row : {size_t{0}, size_t{geometry.mbRows} - 1}) {
-          ASSERT_EQ(formatter->FetchRow(in.frame(), 0, row, blocks.data()), kSuccessful);
+          EXPECT_EQ(formatter->FetchRow(in.frame(), 0, row, blocks.data()), kSuccessful);
           all.insert(all.end(), blocks.begin(), blocks.end());
         }
-        const int bound = 1 << (entry.depth - 1);
-        for (const int16_t sample : all) {
-          ASSERT_GE(sample, -bound);
-          ASSERT_LT(sample, bound);
-        }
-        made.push_back(all);
-      }
-      EXPECT_TRUE(made[0] == made[1]);
+        return all;
+      };
+      const std::vector<int16_t> base = fetched(true);
+      const int bound = 1 << (entry.depth - 1);
+      EXPECT_GE(*std::min_element(base.begin(), base.end()), -bound);
+      EXPECT_LT(*std::max_element(base.begin(), base.end()), bound);
+      test::forEachVectorTarget(
+          [&](const char* target) { EXPECT_TRUE(fetched(false) == base) << target; });
     }
   }
 }
@@ -325,11 +327,10 @@ TEST(FrameFormatter, ScalarAndVectorClassesWriteTheSame) {
           }
           std::vector<MacroblockFlags> flags(geometry.mbCols, {true, false});
           for (MacroblockFlags& flag : flags) flag.color = random() % 4 == 0;
-          std::vector<std::vector<uint8_t>> made;
-          for (const bool reference : {true, false}) {
+          const auto written = [&](bool reference) {
             format.useReference = reference;
             std::unique_ptr<DecodeFormatter> formatter;
-            ASSERT_EQ(DecodeFormatter::Make(entry, format, formatter), kSuccessful);
+            EXPECT_EQ(DecodeFormatter::Make(entry, format, formatter), kSuccessful);
             Buffer out(entry, format, random() % 16);
             for (const size_t row : {size_t{0}, size_t{geometry.mbRows} - 1}) {
               std::vector<int16_t> own = blocks;
@@ -343,12 +344,14 @@ TEST(FrameFormatter, ScalarAndVectorClassesWriteTheSame) {
                                           row,
                                           row != 0 && geometry.bottomPad != 0,
                                           geometry.bottomPad};
-              ASSERT_EQ(formatter->WriteRow(decoded, out.frame()), kSuccessful);
+              EXPECT_EQ(formatter->WriteRow(decoded, out.frame()), kSuccessful);
             }
             EXPECT_TRUE(out.guardsStand());
-            made.emplace_back(out.bytes().begin(), out.bytes().end());
-          }
-          EXPECT_TRUE(made[0] == made[1]);
+            return std::vector<uint8_t>(out.bytes().begin(), out.bytes().end());
+          };
+          const std::vector<uint8_t> base = written(true);
+          test::forEachVectorTarget(
+              [&](const char* target) { EXPECT_TRUE(written(false) == base) << target; });
         }
       }
     }
@@ -512,6 +515,53 @@ TEST(FrameFormatter, ThinRastersKeepTheirPicture) {
       largest = std::max(largest, std::abs(in.bytes()[i] - out.bytes()[i]));
     }
     EXPECT_LE(largest, 2) << id;
+  }
+}
+
+// Full size goes through the long filter, the smaller ones through the short: lines of the picture
+// are what that form makes of the decoded ones.
+TEST(FrameFormatter, ThinRastersOfHalfAndQuarterSizeGoThroughTheDraftForm) {
+  std::mt19937_64 random(test::testSeed());
+  for (const uint32_t id : {1244u, 1258u, 1259u}) {
+    const VCIDEntry& entry = entryOf(id);
+    const PictureGeometry geometry = GeometryOf(entry);
+    for (const uint32_t resolution : {1u, 2u, 4u}) {
+      SCOPED_TRACE(std::to_string(id) + " at 1/" + std::to_string(resolution));
+      FrameFormat format;
+      format.resolution = resolution;
+      const FrameRaster raster = RasterOf(entry, format);
+      const uint32_t thin = entry.width / resolution;
+      ASSERT_EQ(raster.width, thin / 3 * 4);
+      const size_t blockSize = 8 / resolution;
+      const BlockRow row = {geometry.mbCols, 8, blockSize};
+      std::vector<int16_t> blocks(geometry.mbCols * 8 * 64);
+      for (int16_t& sample : blocks)
+        sample = static_cast<int16_t>(static_cast<int>(random() % 220) - 110);
+      // The line as the other form, and as the right one, makes it.
+      std::vector<std::vector<int>> made;
+      for (const ResamplerForm form : {ResamplerForm::kQuality, ResamplerForm::kDraft}) {
+        const auto resampler = MakeResampler(form, true, {thin, raster.width, false});
+        ASSERT_NE(resampler, nullptr);
+        PlanarLine in, out;
+        GatherLine(blocks.data(), row, 1, in);
+        for (size_t i = 0; i < row.LumaSamples(); ++i)
+          in[0][i] = static_cast<int16_t>(in[0][i] * 4);
+        ASSERT_EQ(resampler->FilterCentredY(in[0], out[0]), 0);
+        std::vector<int> luma(raster.width);
+        for (size_t x = 0; x < luma.size(); ++x) {
+          luma[x] = std::clamp((out[0][x] + 512 + 2) >> 2, 0, 255);
+        }
+        made.push_back(luma);
+      }
+      ASSERT_NE(made[0], made[1]);
+      Buffer out(entry, format);
+      Loop loop(entry, FrameFormat{}, format);
+      loop.write(blocks.data(), 0, 0, out.frame(), blockSize);
+      const size_t line = geometry.pictures * static_cast<size_t>(raster.rowBytes);
+      std::vector<int> written(raster.width);
+      for (size_t x = 0; x < written.size(); ++x) written[x] = out.bytes()[line + 2 * x + 1];
+      EXPECT_EQ(written, made[resolution == 1 ? 0 : 1]);
+    }
   }
 }
 
