@@ -3,7 +3,7 @@
 
     scripts/dnxhd_table.py [--build build/release] [--ids 1235,1237] [PICTURES...]
 
-PICTURES are files that FFmpeg reads, NAME=FILE[@SECONDS]; the test patterns motion and noise of
+PICTURES are files that FFmpeg reads, NAME=FILE[@FRAME]; the test patterns motion and noise of
 `zel testsrc` come before them. The first table tells what each decoder makes of the other
 encoder's frames, the second what both encoders make of the pictures. docs/dnxhd-table.md has what
 was printed last. It takes `zel` and `dnxhd_frames` of the build, and ffmpeg.
@@ -23,9 +23,9 @@ RATES = {1235: "185M", 1237: "120M", 1238: "185M", 1241: "185M", 1242: "120M", 1
 UNREADABLE = {1254, 1257}  # by FFmpeg's decoder
 PATTERNS = ["motion", "noise"]
 # Macroblock decisions. The best one tries all steps for each macroblock, of which the coarse ones are of no use but for
-# noise, and cost minutes.
-DEFAULT = [["-mbd", "simple"]]
-BEST = [["-mbd", "rd", "-qmax", "64"], ["-mbd", "rd", "-qmax", "512"]]
+# noise, and cost minutes a frame.
+DEFAULT = ["-mbd", "simple"]
+BEST = ["-mbd", "rd", "-qmax", "64"]
 
 
 def run(*command, may_fail=False):
@@ -69,9 +69,9 @@ class Codec:
             run(self.zel, "testsrc", "--pattern", picture, "--size", one.size, "--chroma", one.chroma, "--depth",
                 one.row["depth"], "--rate", "25/1", "--frames", count, "--quiet", "-o", y4m, *scan)
         else:
-            file, _, seconds = picture.partition("=")[2].partition("@")
-            ffmpeg("-v", "error", "-ss", seconds or "0", "-i", file, "-vf", "scale=" + one.size.replace("x", ":"),
-                   "-pix_fmt", one.pixels, "-frames:v", count, "-strict", "-1", "-f", "yuv4mpegpipe", y4m)
+            file, _, first = picture.partition("=")[2].partition("@")
+            chosen = f"select=gte(n\\,{first or 0}),scale=" + one.size.replace("x", ":")
+            ffmpeg("-v", "error", "-i", file, "-vf", chosen, "-pix_fmt", one.pixels, "-frames:v", count, "-strict", "-1", "-f", "yuv4mpegpipe", y4m)
         ffmpeg("-v", "error", "-i", y4m, *one.raw, planes)
         return y4m, planes
 
@@ -80,18 +80,15 @@ class Codec:
         run(self.zel, "dnxhd", "encode", y4m, "--id", one.id, "--threads", 1, "--quiet", "-o", out)
         return out
 
-    def their_encode(self, one, planes, decisions):
-        """By the first of the decisions with which the picture fits; None where it does with none."""
+    def their_encode(self, one, planes, decision):
+        """None where the picture doesn't fit."""
         out = self.file("theirs.dnxhd")
         scan = ["-flags", "+ildct"] if one.interlaced else []
-        for decision in decisions:
-            result = ffmpeg("-v", "error", *one.raw, "-r", "25", "-i", planes, "-c:v", "dnxhd", "-b:v", RATES[one.id],
-                            *decision, *scan, "-f", "rawvideo", out, may_fail=True)
-            if result.returncode == 0:
-                return out
-            if "could not fit" not in result.stderr:
-                sys.exit(f"dnxhd_table: FFmpeg says of id {one.id}: {result.stderr}")
-        return None
+        result = ffmpeg("-v", "error", *one.raw, "-r", "25", "-i", planes, "-c:v", "dnxhd", "-b:v", RATES[one.id],
+                        *decision, *scan, "-f", "rawvideo", out, may_fail=True)
+        if result.returncode != 0 and "could not fit" not in result.stderr:
+            sys.exit(f"dnxhd_table: FFmpeg says of id {one.id}: {result.stderr}")
+        return out if result.returncode == 0 else None
 
     def decode(self, one, frames, rule="own"):
         out = self.file(f"decoded-{rule}.raw")
@@ -146,8 +143,8 @@ def interop_row(codec, one):
 def quality_row(codec, one, picture, count):
     y4m, planes = codec.source(one, picture, count)
     results = [codec.measure(one, planes, codec.decode(one, codec.encode(one, y4m)))]
-    for decisions in (DEFAULT, BEST):
-        frames = codec.their_encode(one, planes, decisions) if one.id in RATES else None
+    for decision in (DEFAULT, BEST):
+        frames = codec.their_encode(one, planes, decision) if one.id in RATES else None
         results.append(codec.measure(one, planes, codec.their_decode(one, frames)) if frames else None)
     missing = "doesn't fit" if one.id in RATES else ""
     cells = [str(one.id), picture.partition("=")[0]]
@@ -170,7 +167,7 @@ def main():
     parser.add_argument("--build", type=Path, default=root / "build/release", help="folder of the build")
     parser.add_argument("--ids", help="only these, with commas between (default all)")
     parser.add_argument("--frames", type=int, default=1, help="frames of each picture (default 1)")
-    parser.add_argument("pictures", nargs="*", metavar="NAME=FILE[@SECONDS]")
+    parser.add_argument("pictures", nargs="*", metavar="NAME=FILE[@FRAME]")
     options = parser.parse_args()
     rows = json.loads(run(options.build / "tools/zel/zel", "dnxhd", "ids", "--json").stdout)
     wanted = None if options.ids is None else set(map(int, options.ids.split(",")))
