@@ -30,6 +30,10 @@ constexpr ElementaryMedia kMedia[] = {
      "Video"},
     {"mpeg2_no_b", "ffmpeg", MPEG2 "-bf 0 {out}", "Video"},
     {"mpeg2_b", "ffmpeg", MPEG2 "-bf 2 {out}", "Video"},
+    {"mpeg2_29_97", "ffmpeg",
+     "-f lavfi -i testsrc2=size=352x240:rate=30000/1001 -t {seconds} -pix_fmt yuv420p -c:v "
+     "mpeg2video -b:v 1200k -maxrate 1500k -bufsize 600k -bf 2 -f mpeg2video {out}",
+     "Video"},
     {"mpeg2_interlaced", "ffmpeg", MPEG2 "-bf 2 -flags +ildct+ilme -top 1 {out}", "Video"},
     {"mpeg4", "ffmpeg",
      PICTURES "-c:v mpeg4 -profile:v 15 -level:v 5 -b:v 1M -maxrate 1M -bufsize 500k -f m4v {out}",
@@ -87,15 +91,22 @@ constexpr ElementaryMedia kMedia[] = {
      "--vbv-maxrate 1200 --vbv-bufsize 1000 -o {out} {in}",
      "Video", kNoRate},
     {"mp2", "ffmpeg", SOUND "-c:a mp2 -b:a 192k -f mp2 {out}", "Audio"},
+    {"mp2_44100", "ffmpeg", SOUND "-ar 44100 -c:a mp2 -b:a 128k -f mp2 {out}", "Audio"},
+    {"mp2_22050", "ffmpeg", SOUND "-ar 22050 -c:a mp2 -b:a 64k -f mp2 {out}", "Audio"},
     {"mp3", "ffmpeg", SOUND "-c:a libmp3lame -b:a 128k -write_xing 0 -id3v2_version 0 -f mp3 {out}",
+     "Audio"},
+    {"mp3_24000", "ffmpeg",
+     SOUND "-ar 24000 -c:a libmp3lame -b:a 64k -write_xing 0 -id3v2_version 0 -f mp3 {out}",
      "Audio"},
     {"adts", "ffmpeg", SOUND "-c:a aac -b:a 128k -f adts {out}", "Audio"},
     {"adts_5_1", "ffmpeg", WIDE_SOUND "-c:a aac -b:a 320k -f adts {out}", "Audio"},
     {"latm", "ffmpeg", SOUND "-c:a aac -b:a 128k -f latm {out}", "Audio"},
     {"ac3", "ffmpeg", SOUND "-c:a ac3 -b:a 192k -f ac3 {out}", "Audio"},
     {"ac3_44100", "ffmpeg", SOUND "-ar 44100 -c:a ac3 -b:a 192k -f ac3 {out}", "Audio"},
+    {"ac3_32000", "ffmpeg", SOUND "-ar 32000 -c:a ac3 -b:a 96k -f ac3 {out}", "Audio"},
     {"ac3_5_1", "ffmpeg", WIDE_SOUND "-c:a ac3 -b:a 448k -f ac3 {out}", "Audio"},
     {"eac3", "ffmpeg", SOUND "-c:a eac3 -b:a 128k -f eac3 {out}", "Audio"},
+    {"eac3_5_1", "ffmpeg", WIDE_SOUND "-c:a eac3 -b:a 384k -f eac3 {out}", "Audio"},
     {"dts", "ffmpeg", WIDE_SOUND "-c:a dca -strict -2 -b:a 768k -f dts {out}", "Audio"},
 };
 
@@ -143,6 +154,12 @@ std::string makeElementaryMedia(const ElementaryMedia& media, const std::string&
   }
   run(media.program, replaced(arguments, "{out}", out));
   return out;
+}
+
+const std::string& ElementaryMediaShelf::file(const ElementaryMedia& media) {
+  const auto found = made_.find(media.name);
+  if (found != made_.end()) return found->second;
+  return made_[media.name] = makeElementaryMedia(media, folder_.file(""), seconds_);
 }
 
 std::vector<uint8_t> fileBytes(const std::string& path) {

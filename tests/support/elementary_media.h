@@ -1,9 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <span>
 #include <string>
 #include <vector>
+
+#include "tests/support/external_program.h"
 
 namespace zel::test {
 
@@ -28,6 +31,19 @@ const ElementaryMedia* findElementaryMedia(const std::string& name);
 /// std::runtime_error with the program's output when it fails. `seconds` at 25 pictures a second.
 std::string makeElementaryMedia(const ElementaryMedia& media, const std::string& folder,
                                 int seconds);
+
+/// Streams that are made when they are first asked for, and then kept.
+class ElementaryMediaShelf {
+ public:
+  explicit ElementaryMediaShelf(int seconds) : seconds_(seconds) {}
+  /// As makeElementaryMedia().
+  const std::string& file(const ElementaryMedia& media);
+
+ private:
+  int seconds_;
+  ScratchFolder folder_;
+  std::map<std::string, std::string> made_;
+};
 
 std::vector<uint8_t> fileBytes(const std::string& path);
 void writeFile(const std::string& path, std::span<const uint8_t> bytes);

@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <map>
 
 #include "tests/support/elementary_media.h"
 #include "tests/support/external_program.h"
@@ -20,16 +18,9 @@ constexpr int kVideoPid = 0x101;
 constexpr int kAudioPid = 0x102;
 
 // The streams are made once for all tests.
-const ScratchFolder& mediaFolder() {
-  static const ScratchFolder folder;
-  return folder;
-}
-
 std::string mediaFile(const ElementaryMedia& media) {
-  static std::map<std::string, std::string> made;
-  const auto found = made.find(media.name);
-  if (found != made.end()) return found->second;
-  return made[media.name] = makeElementaryMedia(media, mediaFolder().file(""), kSeconds);
+  static ElementaryMediaShelf shelf(kSeconds);
+  return shelf.file(media);
 }
 
 std::string textOf(const std::string& video, const std::string& keys, const std::string& audio) {

@@ -14,11 +14,14 @@ namespace {
 using Bytes = std::span<const uint8_t>;
 
 struct StartCode {
-  int64_t place;  // of its first byte; the zero byte before a prefix of three is its own
+  int64_t place;  // of its first byte
   size_t unit;    // of the first byte behind the prefix
 };
 
-std::vector<StartCode> startCodes(Bytes stream) {
+// In a byte stream of NAL units a zero byte before the prefix of three is the unit's own (ITU-T
+// H.264, B.1.2); before MPEG's start codes it's stuffing, or the last byte of a slice (ISO/IEC
+// 13818-2, 5.2.3).
+std::vector<StartCode> startCodes(Bytes stream, bool ownsZeroByte) {
   std::vector<StartCode> codes;
   for (size_t i = 0; i + 3 < stream.size(); ++i) {
     if (stream[i + 2] > 1) {
@@ -26,7 +29,7 @@ std::vector<StartCode> startCodes(Bytes stream) {
       continue;
     }
     if (stream[i] != 0 || stream[i + 1] != 0 || stream[i + 2] != 1) continue;
-    const bool zeroBefore = i > 0 && stream[i - 1] == 0;
+    const bool zeroBefore = ownsZeroByte && i > 0 && stream[i - 1] == 0;
     codes.push_back({static_cast<int64_t>(i) - (zeroBefore ? 1 : 0), i + 3});
     i += 2;
   }
@@ -497,7 +500,8 @@ void readFacts(Coding coding, Bytes unit, StreamFacts& facts) {
 }  // namespace
 
 void walkVideo(Coding coding, std::span<const uint8_t> stream, Units& units) {
-  const std::vector<StartCode> codes = startCodes(stream);
+  const bool nalUnits = coding == Coding::kAvc || coding == Coding::kHevc;
+  const std::vector<StartCode> codes = startCodes(stream, nalUnits);
   bool pictureSeen = false;
   int64_t opened = codes.empty() ? -1 : codes.front().place;
   for (size_t i = 0; i < codes.size(); ++i) {

@@ -147,6 +147,18 @@ TEST_F(WholeRun, WithALastPictureOfAFewBytes) {
   EXPECT_EQ(elementaryStream(run.bytes, kVideoPid).size(), plain.video.size());
 }
 
+TEST_F(WholeRun, WithPesPacketsOfToldLengthAndSeveralUnitsForEachTimeStamp) {
+  tsm_video* video = addVideo();
+  addAudio();
+  video->maxPesLen = 4000;
+  for (const int units : {1, 2, 5}) {
+    video->pesNau = units;
+    run.bytes.clear();
+    ASSERT_GT(multiplex(), 0) << run.texts;
+    expectClean();
+  }
+}
+
 TEST_F(WholeRun, WithPesAlignmentAndAccessPointsMarked) {
   tsm_video* video = addVideo();
   video->pesAlign = video->rai = true;

@@ -442,10 +442,12 @@ void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& pack
   packet_draft draft(stream, packet);
 
   plan plan;
-  const bool continued =
-      cut_by_length(state) && state.cursor.unitSent > 0 && state.cursor.pesBytesLeft <= 0;
   const int room = static_cast<int>(kPacketBytes) - payload_place(packet);
   plan.stamped = unit_of_new_pes(state, stream, room);
+  // A PES packet of told length ends with its unit at the latest: the unit's rest, and with PESnau
+  // the units that go with it, have PES packets of their own, without time stamps.
+  const bool continued =
+      cut_by_length(state) && plan.stamped == nullptr && state.cursor.pesBytesLeft <= 0;
   plan.startsPes = plan.stamped != nullptr || continued;
   if (state.cursor.unitSent == 0 && plan.stamped != nullptr) {
     mark_unit_start(state, stream, *plan.stamped, packet, now);

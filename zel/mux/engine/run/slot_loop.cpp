@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "zel/mux/engine/packet/adaptation_field.h"
+#include "zel/mux/engine/packet/packet_header.h"
 #include "zel/mux/engine/run/pcr_only_stream.h"
 #include "zel/mux/engine/run/slot_choice.h"
 #include "zel/mux/engine/stream/buffer_model.h"
@@ -162,12 +164,30 @@ bool make_packet(tsm_mux& mux, tsm_stream& stream) {
   return false;
 }
 
+// A stream's rate allows for a PCR every PCRper. At a variable rate they come as they have to, and
+// push what they take the place of into packets of their own; one that goes alone takes a whole
+// packet's turn. What a packet of the clock's stream carries too little, its next comes earlier by.
+// Not so for video, whose deep buffer bears it, and whose rate may be all that leaves MB.
+void make_up_for_clock(tsm_mux& mux, tsm_stream& stream) {
+  if (mux.vbr == nullptr || &stream != mux.vbr->clock || stream.has(kNoMorePackets)) return;
+  constexpr int kPayload = static_cast<int>(kPacketBytes) - kTsHeaderBytes;
+  const bool carries = (mux.packet.bytes[3] & kPayloadBit) != 0;
+  const int lost = carries ? payload_place(mux.packet) - kTsHeaderBytes : kPayload;
+  if (lost <= 0 || stream.kind == stream_kind::video) return;
+  const tsm_time step = time_from_ticks(ticks_of(stream.interval) * lost / kPayload);
+  stream.nextTime = subtract(stream.nextTime, step);
+  stream.dueTime = subtract(stream.dueTime, step);
+}
+
 // The clock's packet with a PCR: with what it has to send, or with nothing else.
 void make_forced_packet(tsm_mux& mux) {
   tsm_stream& clock = *mux.vbr->clock;
   clock.set(kForcePcr);
   const bool maySend = !clock.has(kNoMorePackets) && !clock.has2(kHold);
-  if (maySend && make_packet(mux, clock) && clock.has(kPacketHasPcr)) return;
+  if (maySend && make_packet(mux, clock) && clock.has(kPacketHasPcr)) {
+    make_up_for_clock(mux, clock);
+    return;
+  }
   const tsm_time next = clock.nextTime;
   const tsm_time due = clock.dueTime;
   make_pcr_only_packet(clock, mux.now, mux.packet, mux);
@@ -238,6 +258,7 @@ slot_outcome run_slots(tsm_mux& mux) {
     }
     if (stream != nullptr) {
       if (!make_packet(mux, *stream)) continue;
+      make_up_for_clock(mux, *stream);
       put(mux, *stream);
     } else if (mux.vbr == nullptr) {
       put_null(mux);

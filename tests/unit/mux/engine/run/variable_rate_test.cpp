@@ -1,5 +1,6 @@
 #include "zel/mux/engine/run/variable_rate.h"
 
+#include "tests/support/random_streams.h"
 #include "tests/unit/mux/engine/engine_fixture.h"
 
 namespace zel::mux {
@@ -88,6 +89,30 @@ TEST_F(VariableRate, StampsFollowTheRate) {
     stampAtPcr = stamp;
   }
   EXPECT_GT(intervals, 100);
+}
+
+// Each PCR takes bytes of its stream's packets away, and one that goes alone a whole packet's turn.
+TEST_F(VariableRate, SoundThatCarriesTheClockDoesntComeLate) {
+  program->pcrPid = kDataPid;
+  for (const AudioFrames kind : {AudioFrames::kDts, AudioFrames::kAc3, AudioFrames::kLayer2}) {
+    inputs.clear();
+    inputs.push_back({audioFrames(kind, 4)});
+    inputs.push_back({std::vector<uint8_t>(2 * 2 * 48'000)});
+    if (program->audio[0] == nullptr) tsm_add_audio(program)->pid = kDataPid;
+    if (program->lpcm[0] == nullptr) tsm_add_lpcm(program)->pid = 0x1100;
+    program->audio[0]->user = &inputs[0];
+    tsm_lpcm& pcm = *program->lpcm[0];
+    pcm.user = &inputs[1];
+    pcm.nChannels = 2;
+    pcm.wordSize = 16;
+    pcm.samplingFrequency = 48'000;
+    run.config->rate = 6e6;
+    run.bytes.clear();
+    ASSERT_GT(multiplex(), 0) << run.texts;
+    EXPECT_EQ(run.said, "");
+    const Verdict verdict = judge({.constantRate = false});
+    EXPECT_TRUE(verdict.clean()) << verdict.text();
+  }
 }
 
 TEST_F(VariableRate, TheEndIsPaddedWhereAskedFor) {
