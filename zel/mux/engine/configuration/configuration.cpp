@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <new>
 
+#include "zel/mux/engine/configuration/program_list.h"
+
 namespace Morvalen::Zel {
 namespace {
 
@@ -131,21 +133,10 @@ void tsm_config_free(tsm_config* config) noexcept {
 }
 
 tsm_program* tsm_add_program(tsm_config* config) noexcept {
-  constexpr int32_t kPidCount = 8192;
-  auto* program = new (std::nothrow) tsm_program();
-  if (program == nullptr) return nullptr;
   int32_t highest = 0;
   tsm_program** link = &config->programs;
   for (; *link != nullptr; link = &(*link)->next) highest = std::max(highest, (*link)->identity);
-  // The first program's values are the rule's for identity 1.
-  program->identity = highest + 1;
-  program->programNumber = program->identity + 1;
-  const int64_t pmtPid = int64_t{program->programNumber} * 16;
-  program->pmtPid = pmtPid < kPidCount ? static_cast<int32_t>(pmtPid) : 0;
-  program->pcrPer = 90;
-  program->pcrPid = -1;
-  *link = program;
-  return program;
+  return zel::mux::append_program(*link, highest);
 }
 
 tsm_video* tsm_add_video(tsm_program* program) noexcept {
@@ -223,3 +214,22 @@ void tsm_set_read_size(int bytes) noexcept {
 }
 
 }  // namespace Morvalen::Zel
+
+namespace zel::mux {
+
+Morvalen::Zel::tsm_program* append_program(Morvalen::Zel::tsm_program*& link, int32_t highest) {
+  constexpr int32_t kPidCount = 8192;
+  auto* program = new (std::nothrow) Morvalen::Zel::tsm_program();
+  if (program == nullptr) return nullptr;
+  // The first program's values are the rule's for identity 1.
+  program->identity = highest + 1;
+  program->programNumber = program->identity + 1;
+  const int64_t pmtPid = int64_t{program->programNumber} * 16;
+  program->pmtPid = pmtPid < kPidCount ? static_cast<int32_t>(pmtPid) : 0;
+  program->pcrPer = 90;
+  program->pcrPid = -1;
+  link = program;
+  return program;
+}
+
+}  // namespace zel::mux

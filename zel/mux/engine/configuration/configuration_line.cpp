@@ -30,6 +30,12 @@ std::string_view trim(std::string_view text) {
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
+std::string lower_case(std::string_view text) {
+  std::string small(text);
+  std::ranges::transform(small, small.begin(), lower);
+  return small;
+}
+
 bool same_name(std::string_view a, std::string_view b) {
   return a.size() == b.size() && begins_with_name(a, b);
 }

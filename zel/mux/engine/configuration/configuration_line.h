@@ -30,6 +30,9 @@ configuration_line parse_line(std::string text);
 
 std::string_view trim(std::string_view text);
 
+/// The same with small letters, of those that are the same in either case.
+std::string lower_case(std::string_view text);
+
 /// Whether the two are the same, letters in either case.
 bool same_name(std::string_view a, std::string_view b);
 /// Whether `text` begins with `prefix`, letters in either case.

@@ -8,6 +8,8 @@
 #include "zel/mux/engine/configuration/configuration_line.h"
 #include "zel/mux/engine/configuration/key_access.h"
 #include "zel/mux/engine/configuration/key_table.h"
+#include "zel/mux/engine/configuration/program_list.h"
+#include "zel/mux/engine/configuration/section_index.h"
 #include "zel/mux/engine/configuration/values.h"
 #include "zel/mux/engine/messages/configuration_messages.h"
 
@@ -50,7 +52,7 @@ Value& field(const tsm_config_key& key, void* record) {
 class configuration_reader {
  public:
   configuration_reader(FILE* file, void* user, tsm_config_message_callback callback)
-      : user_(user), callback_(callback), lines_(read_lines(file)) {}
+      : user_(user), callback_(callback), lines_(read_lines(file)), sections_(lines_) {}
 
   tsm_config* read(const TarnArray* outputFiles, const TarnArray* videoFiles,
                    const TarnArray* audioFiles);
@@ -59,9 +61,6 @@ class configuration_reader {
 
  private:
   bool check_section_names();
-  std::optional<size_t> find_main(const std::string& name) const;
-  std::optional<size_t> find_subsection(line_range within, const std::string& name) const;
-  size_t next_main(size_t from) const;
   line_range section_at(size_t header) const;
   const configuration_line* find_key(line_range section, std::string_view name) const;
 
@@ -103,6 +102,8 @@ class configuration_reader {
   void* user_;
   tsm_config_message_callback callback_;
   std::vector<configuration_line> lines_;
+  section_index sections_;
+  tsm_program* lastProgram_ = nullptr;
   int64_t programNumber_ = 0;  // for messages
   const TarnArray* videoFiles_ = nullptr;
   const TarnArray* audioFiles_ = nullptr;
@@ -146,30 +147,8 @@ bool configuration_reader::check_section_names() {
   return true;
 }
 
-std::optional<size_t> configuration_reader::find_main(const std::string& name) const {
-  for (size_t i = 0; i < lines_.size(); ++i)
-    if (lines_[i].type == line_type::main_section && same_name(lines_[i].key, name)) return i;
-  return std::nullopt;
-}
-
-std::optional<size_t> configuration_reader::find_subsection(line_range within,
-                                                            const std::string& name) const {
-  for (size_t i = within.begin; i < within.end; ++i)
-    if (lines_[i].type == line_type::subsection && same_name(lines_[i].key, name)) return i;
-  return std::nullopt;
-}
-
-size_t configuration_reader::next_main(size_t from) const {
-  while (from < lines_.size() && lines_[from].type != line_type::main_section) ++from;
-  return from;
-}
-
 line_range configuration_reader::section_at(size_t header) const {
-  line_range range = {header + 1, header + 1};
-  while (range.end < lines_.size() && lines_[range.end].type != line_type::main_section &&
-         lines_[range.end].type != line_type::subsection)
-    ++range.end;
-  return range;
+  return {header + 1, sections_.next_header(header + 1)};
 }
 
 const configuration_line* configuration_reader::find_key(line_range section,
@@ -354,8 +333,9 @@ void configuration_reader::read_records(Owner* owner, Record* (&slot)[slots],
                                         line_range within) {
   const tsm_config_section& section = section_named(name);
   Record* kept[slots] = {};
+  const auto headers = sections_.subsections(within.begin, within.end, name, slots + 1);
   for (size_t i = 0; i <= slots; ++i) {
-    const auto header = find_subsection(within, std::string(name) + std::to_string(i + 1));
+    const auto header = headers[i];
     if (!header) continue;
     if (i == slots) {
       report(1, section.tooMany, programNumber_);
@@ -375,8 +355,12 @@ void configuration_reader::read_records(Owner* owner, Record* (&slot)[slots],
 }
 
 void configuration_reader::read_program(tsm_config& config, int number, size_t header) {
-  tsm_program* program = tsm_add_program(&config);
+  // Behind the last one, since looking for it takes longer with each.
+  tsm_program* program = lastProgram_ == nullptr
+                             ? append_program(config.programs, 0)
+                             : append_program(lastProgram_->next, lastProgram_->identity);
   need_memory(program != nullptr);
+  lastProgram_ = program;
   const tsm_config_section& section = section_named("Program");
   const line_range lines = section_at(header);
   check_keys(section, lines);
@@ -387,7 +371,7 @@ void configuration_reader::read_program(tsm_config& config, int number, size_t h
   if (given == nullptr || !parse_integer(given->value)) program->programNumber = number + 1;
   programNumber_ = program->programNumber;
 
-  const line_range all = {header + 1, next_main(header + 1)};
+  const line_range all = {header + 1, sections_.next_main(header + 1)};
   read_records(program, program->video, &tsm_add_video, "Video", all);
   read_records(program, program->audio, &tsm_add_audio, "Audio", all);
   read_records<tsm_program>(program, program->data, &tsm_add_data, "Data", all);
@@ -401,7 +385,7 @@ void configuration_reader::read_program(tsm_config& config, int number, size_t h
 tsm_config* configuration_reader::read(const TarnArray* outputFiles, const TarnArray* videoFiles,
                                        const TarnArray* audioFiles) {
   if (!check_section_names()) return nullptr;
-  const auto header = find_main("Transport");
+  const auto header = sections_.main("Transport");
   if (!header) {
     report(1, kNoTransport);
     return nullptr;
@@ -428,11 +412,11 @@ tsm_config* configuration_reader::read(const TarnArray* outputFiles, const TarnA
   if (config->files.count == 0 && outputFiles != nullptr) report(1, section.noFiles);
   if (config->files.count > 1 && config->fileSize == 0) report(1, kSeveralFilesNoSize);
 
-  const line_range all = {*header + 1, next_main(*header + 1)};
+  const line_range all = {*header + 1, sections_.next_main(*header + 1)};
   read_records<tsm_config>(config.get(), config->table, &tsm_add_table, "TableData", all);
   read_records<tsm_config>(config.get(), config->data, &tsm_add_data, "Data", all);
   for (int number = 1;; ++number) {
-    const auto program = find_main("Program" + std::to_string(number));
+    const auto program = sections_.main("Program" + std::to_string(number));
     if (!program) break;
     if (number > kMostPrograms) {
       report(1, kTooManyPrograms);

@@ -1,6 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <string>
+#include <vector>
+
 #include "tests/support/failing_allocation.h"
 #include "tests/unit/mux/engine/configuration/configuration_text.h"
 #include "zel/mux/engine/configuration/configuration.h"
@@ -205,6 +209,43 @@ TEST(ConfigReader, OneSectionBeyondTheSlotsHasItsMessage) {
   for (const auto& [section, code] : kRows)
     EXPECT_THAT(codesOf("Transport*\nProgram1*\n" + section), ElementsAre(Code(1, code)))
         << section;
+}
+
+TEST(ConfigReader, ProgramsAreReadUpToTheirMost) {
+  constexpr int kMost = 65'535;
+  std::string text = "Transport*\n";
+  for (int i = 1; i <= kMost + 1; ++i) text.append("program").append(std::to_string(i)) += "*\n";
+  std::vector<ConfigMessage> messages;
+  const auto before = std::chrono::steady_clock::now();
+  const config_owner config = readConfig(text, &messages);
+  // As long as the text is: a search for each section would take minutes.
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(30));
+  ASSERT_NE(config, nullptr);
+  ASSERT_EQ(messages.size(), 1u);
+  EXPECT_EQ(messages[0].severity, 1);
+  EXPECT_EQ(messages[0].code, 7);
+  EXPECT_EQ(messages[0].text, "Error parsing configuration file:\nToo many program sections");
+  int count = 0;
+  for (const tsm_program* program = config->programs; program != nullptr; program = program->next) {
+    ++count;
+    EXPECT_EQ(program->identity, count);
+    EXPECT_EQ(program->programNumber, count + 1);
+  }
+  EXPECT_EQ(count, kMost);
+}
+
+TEST(ConfigReader, SubsectionsAreThoseOfTheirProgramAndOfExactlyTheirName) {
+  const config_owner config = readConfig(
+      "Transport*\nProgram1*\nAudio2$\nFile = a\nAudio02$\nFile = b\nAudio1x$\nFile = c\n"
+      "audio2$\nFile = d\nProgram2*\nAUDIO1$\nFile = e\n");
+  ASSERT_NE(config, nullptr);
+  const tsm_program* const first = config->programs;
+  EXPECT_EQ(first->audio[0], nullptr);
+  ASSERT_NE(first->audio[1], nullptr);
+  EXPECT_EQ(tarn_array_text(&first->audio[1]->files, 0), "a");
+  ASSERT_NE(first->next->audio[0], nullptr);
+  EXPECT_EQ(tarn_array_text(&first->next->audio[0]->files, 0), "e");
+  EXPECT_EQ(first->next->audio[1], nullptr);
 }
 
 TEST(ConfigReader, DescriptorsEndAtAGapAtAnEmptyOneAndAtThirtyTwo) {
