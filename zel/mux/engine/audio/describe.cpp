@@ -20,13 +20,42 @@ void describe_ac3(std::vector<descriptor_bytes>& list, std::span<const uint8_t> 
   add_automatic_descriptor(list, dvb ? dvb_ac3_descriptor(header) : atsc_ac3_descriptor(header));
 }
 
-void describe_eac3(std::vector<descriptor_bytes>& list, std::span<const uint8_t> bytes, bool dvb,
-                   int channels) {
-  syntax::Eac3Header header;
-  if (!syntax::parseEac3Header(bytes, header)) return;
+// The programmes of the first access unit, which begins at the scan position: the first one, then
+// those that come beside it.
+std::vector<eac3_programme> eac3_programmes(const audio_state& state) {
+  std::vector<eac3_programme> all;
+  std::array<uint8_t, kAudioHeaderBytes> bytes;
+  const int64_t end =
+      std::min(state.scanPosition + state.characteristics.frameSize, state.input.end_position());
+  uint16_t channelMap = 0;
+  for (int64_t at = state.scanPosition; at < end;) {
+    const auto count = static_cast<int32_t>(std::min<int64_t>(kAudioHeaderBytes, end - at));
+    state.input.copy(at, bytes.data(), count);
+    syntax::Eac3Header header;
+    const auto seen = std::span<const uint8_t>(bytes).first(static_cast<size_t>(count));
+    if (!syntax::parseEac3Header(seen, header) || header.frameSize == 0) break;
+    const bool dependent = header.strmtyp == syntax::kEac3Dependent;
+    if (dependent && all.empty()) break;
+    if (!dependent) {
+      all.push_back({header, 0});
+      channelMap = 0;
+    }
+    channelMap |= syntax::eac3ChannelMap(header);
+    all.back().channels = syntax::eac3Channels(channelMap);
+    at += header.frameSize;
+  }
+  return all;
+}
+
+void describe_eac3(std::vector<descriptor_bytes>& list, const audio_state& state, bool dvb) {
+  const auto programmes = eac3_programmes(state);
+  if (programmes.empty()) return;
+  const syntax::Eac3Header& header = programmes.front().header;
+  const int channels = state.characteristics.channels;
+  const auto others = std::span(programmes).subspan(1);
   add_automatic_descriptor(list, registration_descriptor("EAC3"));
-  add_automatic_descriptor(
-      list, dvb ? dvb_eac3_descriptor(header, channels) : atsc_eac3_descriptor(header, channels));
+  add_automatic_descriptor(list, dvb ? dvb_eac3_descriptor(header, channels, others)
+                                     : atsc_eac3_descriptor(header, channels, others));
 }
 
 // The older form knows no DTSH: the identifier goes by the core's frame alone, and the descriptor
@@ -83,7 +112,7 @@ void describe_audio(audio_state& state, int32_t mask, bool legacyDts) {
     describe_ac3(pmt.descriptors, first, dvb);
   }
   if (audio.kind == audio_kind::ac3 && audio.eac3 && (mask & kMaskEac3) != 0) {
-    describe_eac3(pmt.descriptors, first, dvb, audio.channels);
+    describe_eac3(pmt.descriptors, state, dvb);
   }
   if (audio.kind == audio_kind::dts && (mask & kMaskDts) != 0) {
     describe_dts(pmt.descriptors, first, audio, legacyDts);

@@ -80,17 +80,72 @@ descriptor_bytes dvb_ac3_descriptor(const syntax::Ac3Header& header) {
           component_type(false, header.bsmod, header.acmod, header.dsurmod, channels), header.bsid};
 }
 
-descriptor_bytes atsc_eac3_descriptor(const syntax::Eac3Header& header, int channels) {
-  const bool full = full_service(header.bsmod, header.acmod);
-  return {kAtscEac3Tag, 3, byte(0x80u | 0x40u | (header.mixmdate ? 0x08u : 0u)),
-          byte(0x80u | (full ? 0x40u : 0u) | uint32_t{header.bsmod} << 3 |
-               channel_code(header.acmod, header.dsurmod, channels)),
-          byte(0x20u | header.bsid)};
+namespace {
+
+constexpr int kMostOtherProgrammes = 3;
+
+// The flags substream1_flag to substream3_flag, the first of them highest.
+uint8_t substream_flags(std::span<const eac3_programme> others) {
+  uint32_t flags = 0;
+  for (const eac3_programme& each : others) {
+    if (each.header.substreamid >= 1 && each.header.substreamid <= kMostOtherProgrammes) {
+      flags |= 1u << (kMostOtherProgrammes - each.header.substreamid);
+    }
+  }
+  return byte(flags);
 }
 
-descriptor_bytes dvb_eac3_descriptor(const syntax::Eac3Header& header, int channels) {
-  return {kDvbEac3Tag, 3, byte(0xC0u | (header.mixmdate ? 0x08u : 0u)),
-          component_type(true, header.bsmod, header.acmod, header.dsurmod, channels), header.bsid};
+// The bytes substream1 to substream3 of those that are there: whether there is mixing metadata,
+// full service, service type, number of channels.
+void add_substreams(descriptor_bytes& descriptor, std::span<const eac3_programme> others) {
+  for (int number = 1; number <= kMostOtherProgrammes; ++number) {
+    for (const eac3_programme& each : others) {
+      const syntax::Eac3Header& header = each.header;
+      if (header.substreamid != number) continue;
+      descriptor.push_back(byte(
+          (header.mixmdate ? 0x80u : 0u) | (full_service(header.bsmod, header.acmod) ? 0x40u : 0u) |
+          uint32_t{header.bsmod} << 3 | channel_code(header.acmod, header.dsurmod, each.channels)));
+      break;
+    }
+  }
+}
+
+void set_length(descriptor_bytes& descriptor) {
+  descriptor[1] = byte(static_cast<uint32_t>(descriptor.size() - 2));
+}
+
+}  // namespace
+
+descriptor_bytes atsc_eac3_descriptor(const syntax::Eac3Header& header, int channels,
+                                      std::span<const eac3_programme> others) {
+  const bool full = full_service(header.bsmod, header.acmod);
+  descriptor_bytes descriptor = {
+      kAtscEac3Tag, 0,
+      byte(0x80u | 0x40u | (header.mixmdate ? 0x08u : 0u) | substream_flags(others)),
+      byte(0x80u | (full ? 0x40u : 0u) | uint32_t{header.bsmod} << 3 |
+           channel_code(header.acmod, header.dsurmod, channels)),
+      byte(0x20u | header.bsid)};
+  add_substreams(descriptor, others);
+  // Each has a language too, which nobody tells here.
+  for (uint32_t flags = substream_flags(others); flags != 0; flags &= flags - 1) {
+    descriptor.insert(descriptor.end(), {'u', 'n', 'd'});
+  }
+  set_length(descriptor);
+  return descriptor;
+}
+
+descriptor_bytes dvb_eac3_descriptor(const syntax::Eac3Header& header, int channels,
+                                     std::span<const eac3_programme> others) {
+  constexpr uint32_t kSeveralSubstreams = 6;  // in the place of the number of channels
+  constexpr uint32_t kChannels = 7;
+  uint32_t type = component_type(true, header.bsmod, header.acmod, header.dsurmod, channels);
+  if (!others.empty()) type = (type & ~kChannels) | kSeveralSubstreams;
+  descriptor_bytes descriptor = {
+      kDvbEac3Tag, 0, byte(0xC0u | (header.mixmdate ? 0x08u : 0u) | substream_flags(others)),
+      byte(type), header.bsid};
+  add_substreams(descriptor, others);
+  set_length(descriptor);
+  return descriptor;
 }
 
 std::string_view dts_format_identifier(uint32_t coreSamples, bool hasExtension) {

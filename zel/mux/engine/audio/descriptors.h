@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -22,11 +23,20 @@ descriptor_bytes atsc_ac3_descriptor(const syntax::Ac3Header& header);
 /// Tag 0x6A of EN 300 468, D.3, with component_type and bsid.
 descriptor_bytes dvb_ac3_descriptor(const syntax::Ac3Header& header);
 
-/// Tag 0xCC of ATSC A/52, G.3.5. `channels` counts the whole access unit's, dependent substreams
-/// included.
-descriptor_bytes atsc_eac3_descriptor(const syntax::Eac3Header& header, int channels);
+/// A programme that an E-AC-3 stream carries beside its first: an independent substream of number 1
+/// to 3, with its dependent ones.
+struct eac3_programme {
+  syntax::Eac3Header header;
+  int channels = 0;  // of all its substreams
+};
+
+/// Tag 0xCC of ATSC A/52, G.3.5. `channels` counts the whole first programme's, dependent
+/// substreams included.
+descriptor_bytes atsc_eac3_descriptor(const syntax::Eac3Header& header, int channels,
+                                      std::span<const eac3_programme> others = {});
 /// Tag 0x7A of EN 300 468, D.5.
-descriptor_bytes dvb_eac3_descriptor(const syntax::Eac3Header& header, int channels);
+descriptor_bytes dvb_eac3_descriptor(const syntax::Eac3Header& header, int channels,
+                                     std::span<const eac3_programme> others = {});
 
 /// Which format identifier a DTS stream has: by the samples of a core frame (ETSI TS 102 114), or
 /// DTSH where extension substreams come with it or instead of it.

@@ -51,6 +51,28 @@ TEST(AudioDescriptors, Eac3OfMoreThanSixChannels) {
   EXPECT_EQ(atsc_eac3_descriptor(header, 6), (descriptor_bytes{0xCC, 3, 0xC8, 0xC4, 0x30}));
 }
 
+TEST(AudioDescriptors, Eac3TellsTheOtherProgrammesOfItsStream) {
+  syntax::Eac3Header header;
+  header.bsid = 16;
+  header.acmod = 7;
+  eac3_programme first;  // a commentary, stereo, with mixing metadata
+  first.header.substreamid = 1;
+  first.header.acmod = 2;
+  first.header.bsmod = 5;
+  first.header.mixmdate = true;
+  first.channels = 2;
+  eac3_programme third;  // complete, of 7.1 channels
+  third.header.substreamid = 3;
+  third.header.acmod = 7;
+  third.channels = 8;
+  const eac3_programme others[] = {third, first};
+  EXPECT_EQ(dvb_eac3_descriptor(header, 6, others),
+            (descriptor_bytes{0x7A, 5, 0xC5, 0xC6, 16, 0x80 | 5 << 3 | 2, 0x40 | 5}));
+  EXPECT_EQ(atsc_eac3_descriptor(header, 6, others),
+            (descriptor_bytes{0xCC, 11, 0xC5, 0xC4, 0x30, 0x80 | 5 << 3 | 2, 0x40 | 5, 'u', 'n',
+                              'd', 'u', 'n', 'd'}));
+}
+
 TEST(AudioDescriptors, DtsIdentifierByFrameLength) {
   EXPECT_EQ(dts_format_identifier(512, false), "DTS1");
   EXPECT_EQ(dts_format_identifier(1024, false), "DTS2");

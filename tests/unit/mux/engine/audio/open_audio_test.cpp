@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/audio_frames.h"
 #include "zel/mux/engine/run/stream_setup.h"
 #include "zel/mux/engine/stream/audio_state.h"
 #include "zel/mux/engine/stream/video_state.h"
@@ -20,6 +21,8 @@ namespace zel::mux {
 namespace {
 
 using namespace Morvalen::Zel;
+using test::operator+;
+using test::operator*;
 using message_list = std::vector<std::pair<bool, int>>;  // fatal, code
 
 int write_nothing(void*, const uint8_t*, int32_t, int32_t) {
@@ -112,6 +115,24 @@ TEST_F(OpenAudio, FindsOutWhatTheStreamIs) {
   EXPECT_EQ(stream_->firstPts, 3'456'000);
   EXPECT_FALSE(stream_->has2(kHold));
   EXPECT_TRUE(messages_.empty()) << texts_;
+}
+
+TEST_F(OpenAudio, ProgrammesOfEac3BesideTheFirstAreDescribed) {
+  using test::eac3Frame;
+  // 7.1 channels of an independent and a dependent substream; a second programme, stereo.
+  const auto unit =
+      eac3Frame(0, 0, 1024, 7, 1) + eac3Frame(1, 0, 512, 2, 0, 0x0800) + eac3Frame(0, 1, 256, 2);
+  write(unit * 40);
+  record_->dvbBuf = true;
+  config_->autoDescrMask = 2;
+  build();
+  ASSERT_NE(stream_, nullptr);
+  const auto& descriptors = stream_->pmt.descriptors;
+  ASSERT_EQ(descriptors.size(), 2u);
+  EXPECT_EQ(descriptors[1][0], 0x7A);
+  EXPECT_EQ(descriptors[1][2], 0xC4);   // type, bsid, the first other substream
+  EXPECT_EQ(descriptors[1][3] & 7, 6);  // several
+  EXPECT_EQ(descriptors[1][5], 0x40 | 2);
 }
 
 TEST_F(OpenAudio, StartsWithTheVideo) {
