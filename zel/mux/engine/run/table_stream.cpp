@@ -1,6 +1,7 @@
 #include "zel/mux/engine/run/table_stream.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <utility>
 #include <vector>
@@ -21,6 +22,8 @@ namespace {
 using Morvalen::Zel::tsm_table;
 
 constexpr int kNoTablesPerSecond = 83;
+constexpr int kNoStartToAdjust = 123;  // a warning
+constexpr int32_t kNegative = 3;
 constexpr double kTransportBuffer = 512;
 constexpr double kTransportLeak = 1e6;
 constexpr size_t kRoom = kPacketBytes - kTsHeaderBytes;
@@ -141,7 +144,13 @@ void make_table_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& pack
   }
   const bool early =
       state.position == 0 && !state.record->pack && signed_difference(ticks, state.due) < 0;
-  if (early || !fits_buffer(state, ticks)) {
+  if (early) {
+    packet.make_null();
+    stream.nextTime = time_from_ticks(state.due);
+    stream.dueTime = add(stream.nextTime, stream.interval);
+    return;
+  }
+  if (!fits_buffer(state, ticks)) {
     packet.make_null();
     set_next(stream, state);
     return;
@@ -154,6 +163,28 @@ void make_table_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& pack
                packet.bytes + kPacketBytes);
   if (state.over) stream.set(kNoMorePackets);
   set_next(stream, state);
+}
+
+// TimeOffset in 27 MHz ticks. Of a count of frames only the seconds are known: tables have no
+// frame rate.
+double time_offset(const tsm_table& record) {
+  const Morvalen::Zel::tsm_time_code& time = record.timeOffset;
+  double seconds = (time.hours * 60.0 + time.minutes) * 60 + time.seconds;
+  if (time.isFraction != 0) seconds += time.frames / 1e6;
+  return (time.sign == kNegative ? -seconds : seconds) * 2.7e7;
+}
+
+// Tables whose times lie before the beginning are left out, and the others keep their times.
+void leave_out_early(table_state& state, double offset) {
+  if (offset >= 0) return;
+  const double count = std::ceil(-offset / state.spacing - 1e-9);
+  state.due = normalise(state.due + offset + count * state.spacing);
+  const auto tables = static_cast<double>(state.sections.size());
+  if (count >= tables && !state.record->repeat) {
+    state.over = true;
+    return;
+  }
+  state.current = static_cast<size_t>(std::fmod(count, tables));
 }
 
 }  // namespace
@@ -185,7 +216,11 @@ void start_table(tsm_stream& stream, tsm_mux& mux) {
   const tsm_table& record = *state.record;
   state.spacing = 2.7e7 / record.tablesPerSecond;
   const double start = mux.startTime + mux.config->leader * 300.0;
-  state.due = normalise(start + record.streamDelay * 300.0);
+  const double offset = time_offset(record);
+  state.due = normalise(start + record.streamDelay * 300.0 + std::max(offset, 0.0));
+  leave_out_early(state, offset);
+  // Tables that bring no times of their own begin where they are told to.
+  if (record.adjustStart) mux.reports.warn(kNoStartToAdjust, stream.pid());
   if (record.streamStop > 0) state.stop = normalise(start + record.streamStop * 300.0);
   set_rate(stream, state);
   if (!record.createPmtEntry) return;

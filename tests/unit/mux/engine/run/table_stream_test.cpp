@@ -192,6 +192,43 @@ TEST_F(TableStream, DelayAndStopBoundIt) {
   EXPECT_LE(all.back().firstPacket, 1'500u);
 }
 
+TEST_F(TableStream, TimeOffsetMovesItsBeginning) {
+  give(section(0x80, 100));
+  give(section(0x81, 100));
+  record->timeOffset = {1, 0, 0, 0, 1, 250'000, 1};
+  const auto all = sent(3);
+  ASSERT_FALSE(all.empty());
+  EXPECT_EQ(all.front().bytes[0], 0x80);
+  EXPECT_NEAR(static_cast<double>(all.front().firstPacket), 1'250, 3);
+}
+
+TEST_F(TableStream, WhatAnOffsetPutsBeforeTheBeginningIsLeftOut) {
+  for (uint8_t id = 0x80; id < 0x85; ++id) give(section(id, 100));
+  record->timeOffset = {3, 0, 0, 0, 0, 220'000, 1};  // 0.22 s earlier: the third would go at -0.02
+  record->repeat = false;
+  const auto all = sent(3);
+  ASSERT_EQ(all.size(), 2u);
+  EXPECT_EQ(all[0].bytes[0], 0x83);
+  EXPECT_NEAR(static_cast<double>(all[0].firstPacket), 80, 3);
+  EXPECT_EQ(all[1].bytes[0], 0x84);
+}
+
+TEST_F(TableStream, ARoundGoesOnWhereTheOffsetPutsIt) {
+  for (uint8_t id = 0x80; id < 0x83; ++id) give(section(id, 100));
+  record->timeOffset = {3, 0, 0, 0, 1, 0, 1};  // ten tables of three
+  const auto all = sent(1);
+  ASSERT_FALSE(all.empty());
+  EXPECT_EQ(all.front().bytes[0], 0x81);
+}
+
+TEST_F(TableStream, ThereIsNoStartToAdjust) {
+  give(section(0x80, 100));
+  record->adjustStart = true;
+  record->createPmtEntry = true;
+  sent(1);
+  EXPECT_EQ(run.said, "W123 ");
+}
+
 TEST_F(TableStream, KeepsToTheDecodersBuffer) {
   give(section(0x80, 4'000));
   record->tablesPerSecond = 30;  // nearly a megabit
