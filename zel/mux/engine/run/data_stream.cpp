@@ -18,6 +18,7 @@ constexpr int kReadError = 9;
 constexpr int kNoSync = 10;
 constexpr int kNoInput = 29;
 constexpr int kOpenError = 31;
+constexpr int kRepeatedMissing = 50;
 constexpr int kIllegalPid = 19;
 constexpr int kEmptyInput = 89;
 constexpr int32_t kBufferBytes = 188 * 348;
@@ -38,10 +39,15 @@ class data_files : public stream_source {
       if (!record_.repeat || bytesThisRound_ == 0) return false;
       next_ = 0;
       bytesThisRound_ = 0;
+      again_ = true;
     }
     const std::string name(tarn_array_text(&record_.files, next_++));
     file_.reset(std::fopen(name.c_str(), "rb"));
-    if (file_ == nullptr) mux_.reports.fatal(kOpenError, record_.pid, std::string_view(name));
+    if (file_ == nullptr && again_) {
+      mux_.reports.fatal(kRepeatedMissing, record_.pid);
+    } else if (file_ == nullptr) {
+      mux_.reports.fatal(kOpenError, record_.pid, std::string_view(name));
+    }
     return true;
   }
 
@@ -64,6 +70,7 @@ class data_files : public stream_source {
   tsm_mux& mux_;
   file_pointer file_;
   int32_t next_ = 0;
+  bool again_ = false;         // it was there the last time round
   size_t bytesThisRound_ = 0;  // files that are all empty aren't gone round for ever
 };
 

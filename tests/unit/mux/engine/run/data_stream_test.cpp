@@ -129,5 +129,19 @@ TEST_F(DataStream, AFileThatIsNotThereIsFatal) {
   EXPECT_EQ(said, "F31 ");
 }
 
+TEST_F(DataStream, AFileThatIsGoneTheNextTimeRoundIsTold) {
+  write_file(20);
+  record->repeat = true;
+  mux.reports.stop_on(false, false);
+  auto stream = make_data_stream(*record, nullptr, mux);
+  ASSERT_NE(stream, nullptr);
+  mux.streams.push_back(std::move(stream));
+  std::remove(path.c_str());
+  mux.terminatePacket = 100'000;
+  run_slots(mux);
+  EXPECT_EQ(said, "F50 ");
+  EXPECT_GE(packets(), 20u);
+}
+
 }  // namespace
 }  // namespace zel::mux
