@@ -40,6 +40,27 @@ EngineMessage parseEngineMessage(bool isFatal, int32_t code, std::string_view te
   return message;
 }
 
+std::string_view hintFor(int32_t fatalCode) {
+  struct Hint {
+    int32_t code;
+    std::string_view text;
+  };
+  constexpr std::string_view kFrameRate =
+      "give the stream FrameRate=25, or whatever it is, or FrameRateNumerator and "
+      "FrameRateDenominator";
+  constexpr Hint kHints[] = {
+      {60, "choose the buffer model that the audio is made for, such as BDbuf=yes, or give DBsize"},
+      {88, kFrameRate},
+      {90, kFrameRate},
+      {159, "give NCHANNELS"},
+      {160, "give SamplingFrequency"},
+      {161, "give WordSize"},
+      {173, "give the stream Rate"},
+  };
+  const auto found = std::ranges::find(kHints, fatalCode, &Hint::code);
+  return found == std::end(kHints) ? std::string_view() : found->text;
+}
+
 int64_t lackingRate(const EngineMessage& message) {
   int64_t bytes = 0;
   readBehind(message.text, "underflow by ", bytes);
@@ -52,7 +73,10 @@ int64_t lackingRate(const EngineMessage& message) {
 }
 
 void MessageLog::add(EngineMessage message) {
-  if (message.isFatal) failure_ = message.text;
+  if (message.isFatal) {
+    const std::string_view hint = hintFor(message.code);
+    failure_ = hint.empty() ? message.text : fmt::format("{}: {}", message.text, hint);
+  }
   const int64_t lacking = lackingRate(message);
   for (MessageGroup& group : groups_) {
     const EngineMessage& first = group.first;

@@ -19,6 +19,10 @@ struct EngineMessage {
 };
 EngineMessage parseEngineMessage(bool isFatal, int32_t code, std::string_view text);
 
+/// What to do about a fatal message, as words behind it: "give FrameRate=25, say, ..."; empty where
+/// its text says it all.
+std::string_view hintFor(int32_t fatalCode);
+
 /// Bits a second that would have brought what was missing in time, for "underflow by 321 bytes";
 /// 0 for all other texts.
 int64_t lackingRate(const EngineMessage& message);
@@ -36,7 +40,7 @@ class MessageLog {
  public:
   void add(EngineMessage message);
   const std::vector<MessageGroup>& groups() const { return groups_; }
-  /// The last fatal message's text; empty where there was none.
+  /// The last fatal message's text, with what to do about it; empty where there was none.
   const std::string& failure() const { return failure_; }
 
  private:

@@ -72,5 +72,16 @@ TEST(MessageLog, KeepsTheFatalText) {
   EXPECT_EQ(log.failure(), "Out of Memory");
 }
 
+TEST(MessageLog, SaysWhatToDoAboutAStreamWithoutFrameRate) {
+  for (const int32_t code : {88, 90}) {
+    MessageLog log;
+    log.add(parseEngineMessage(true, code,
+                               "Fatal Error: packet = 0, time = 0.00s\n"
+                               "MPEG-4/h.264/AVC frame rate not found.\n"));
+    EXPECT_EQ(log.failure().find("MPEG-4/h.264/AVC frame rate not found: give"), 0u);
+    EXPECT_NE(log.failure().find("FrameRate=25"), std::string::npos);
+  }
+}
+
 }  // namespace
 }  // namespace zel::tool
