@@ -53,6 +53,8 @@ struct audio_analyser final : audio_state::analyser_state {
   bool sourceBegan = true;  // the next unit is the first of its source
   bool searching = false;   // for that unit, behind a transition
   double lostFrames = 0;    // that transitions took away, less what they added
+  size_t filesPassed = 0;   // behind the first
+  double leftOut = 0;       // of the file just begun, to be with the pictures again: 27 MHz ticks
   fixed_ring<int64_t, 16> transitions;
 };
 
@@ -98,6 +100,12 @@ file_passage enter_next_file(audio_state& state);
 file_passage cross_transition(audio_state& state, audio_unit& unit);
 /// No header stands at the scan position. Whether a transition is the reason, and was passed.
 file_passage search_behind_transition(audio_state& state);
+
+// Following: video_transitions.cpp.
+
+/// Whether `unit`, the first that is taken of another file, is to be left out so that sound and
+/// pictures of that file are together; where sound is missing its time is moved on instead.
+bool is_before_pictures(audio_state& state, const audio_unit& unit);
 
 // Units: access_units.cpp.
 

@@ -149,6 +149,10 @@ bool scan_audio(audio_state& state) {
     case unit_result::found:
       break;
   }
+  if (is_before_pictures(state, unit)) {
+    move_scan(state, unit.end());
+    return true;
+  }
   if (state.stopTicks >= 0 && state.queuedTicks + unit.period / 2 > state.stopTicks) {
     state.input.finish();
     state.sourceEnded = true;

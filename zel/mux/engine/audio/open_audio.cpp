@@ -11,6 +11,7 @@
 #include "zel/mux/engine/input/file_source.h"
 #include "zel/mux/engine/input/open_input.h"
 #include "zel/mux/engine/input/remultiplexing.h"
+#include "zel/mux/engine/input/source_description.h"
 #include "zel/mux/engine/packet/audio_packets.h"
 #include "zel/mux/engine/packet/decoder_limit.h"
 #include "zel/mux/engine/packet/first_time_stamp.h"
@@ -123,6 +124,22 @@ void find_delay(audio_state& state, const video_cut& cut) {
   if (found) state.foundDelay90k = *found;
 }
 
+// Where each file of pictures has one of sound, the two of them go together.
+void follow_video_files(audio_state& state, const audio_start& start) {
+  const tsm_audio& record = *state.config;
+  const video_state* const video = state.firstVideo;
+  if (!record.avSync || record.indDelay || video == nullptr) return;
+  const auto isSeries = [](const Morvalen::Zel::TarnArray& files) {
+    return tarn_array_text(&files, 0).find("%i") != std::string_view::npos;
+  };
+  const auto& pictures = video->config->files;
+  const bool several = record.files.count > 1 || isSeries(record.files);
+  state.followsVideo = several && record.files.count == pictures.count &&
+                       isSeries(record.files) == isSeries(pictures);
+  state.delayToVideo = signed_difference(normalise(start.pts), video->firstPts) - start.moved -
+                       state.foundDelay90k * 300;
+}
+
 void set_first_pts(audio_state& state, const video_cut& cut, const tsm_mux& mux) {
   tsm_stream& stream = *state.stream;
   const int pid = stream.pid();
@@ -136,6 +153,7 @@ void set_first_pts(audio_state& state, const video_cut& cut, const tsm_mux& mux)
     leave_out_frames(state, std::llround(start.moved / state.characteristics.period));
   }
   if (cut.kept >= 0) state.stopTicks = std::max(cut.kept - start.behindVideo, 0.0);
+  follow_video_files(state, start);
   state.firstPts = state.runningPts = normalise(start.pts);
   stream.firstPts = stream.firstDts = state.firstPts;
   if (start.holds) {
@@ -192,6 +210,7 @@ void start_audio(tsm_stream& stream, tsm_mux& mux) {
   find_delay(state, cut);
   describe_audio(state, config.autoDescrDisabled ? 0 : config.autoDescrMask,
                  config.autoDescrLegacyDts);
+  describe_from_source(stream, record, &state.input, mux.reports);
   stream.pmt.listed = true;
   state.privateData.set_video(state.firstVideo, stream.pid(), mux.reports);
   set_limit(state);

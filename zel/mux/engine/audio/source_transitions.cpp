@@ -41,6 +41,8 @@ file_passage enter_next_file(audio_state& state) {
     if (own.keep) return file_passage::ended;
     own.transitions.pop();
     own.sourceBegan = own.searching = true;
+    ++own.filesPassed;
+    own.leftOut = 0;
     own.lost = false;
     enter_dtshd_file(state);
     passage = file_passage::passed;
@@ -58,6 +60,7 @@ file_passage cross_transition(audio_state& state, audio_unit& unit) {
   if (own.keep) return file_passage::ended;
   if (!header_stands_at(state, place) && header_stands_at(state, unit.end())) {
     own.transitions.pop();
+    ++own.filesPassed;
     return file_passage::inside;
   }
   const auto there = static_cast<int32_t>(place - unit.start);

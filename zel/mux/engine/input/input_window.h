@@ -24,13 +24,21 @@ class input_window {
   /// Without reading.
   std::span<const uint8_t> seen() const { return {bytes_.data() + begin_, end_ - begin_}; }
   /// Drops what stands in front; it has to be there.
-  void drop(size_t count) { begin_ += count; }
+  void drop(size_t count) {
+    begin_ += count;
+    position_ += static_cast<int64_t>(count);
+  }
+  /// Where what stands in front lies in the source.
+  int64_t position() const { return position_; }
+  /// The source's own, in its bytes.
+  int64_t take_transition() { return source_->take_transition(); }
 
  private:
   std::unique_ptr<stream_source> source_;
   std::vector<uint8_t> bytes_;
   size_t begin_ = 0;
   size_t end_ = 0;
+  int64_t position_ = 0;
   bool ended_ = false;
 };
 

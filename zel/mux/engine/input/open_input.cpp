@@ -40,15 +40,17 @@ stream_selection wanted_stream(const input_request& request) {
   return selection;
 }
 
+source_fault_function warner(const input_request& request, reporting& reports) {
+  return
+      [&reports, pid = request.record->pid](source_warning warning) { reports.warn(warning, pid); };
+}
+
 // The source, or of a multiplex the stream that is asked for.
 void open_source(elementary_input& input, std::unique_ptr<stream_source> source,
                  const input_request& request, reporting& reports) {
   const stream_selection selection = wanted_stream(request);
   if (selection.is_any()) {
-    source = take_stream(std::move(source), selection,
-                         [&reports, pid = request.record->pid](source_warning warning) {
-                           reports.warn(warning, pid);
-                         });
+    source = take_stream(std::move(source), selection, warner(request, reports));
   }
   input.open(request.bufferSize, Morvalen::Zel::tsm_read_size(), std::move(source));
 }

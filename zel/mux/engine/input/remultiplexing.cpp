@@ -31,6 +31,7 @@ class headed_source : public stream_source {
 
   std::span<const uint8_t> head() const { return head_; }
 
+  int64_t take_transition() override { return rest_->take_transition(); }
   int32_t read(uint8_t* to, int32_t room) override {
     const size_t left = head_.size() - at_;
     if (left == 0) return head_.size() < kHead ? 0 : rest_->read(to, room);
@@ -52,7 +53,12 @@ stream_selection selection_of(const Morvalen::Zel::tsm_stream_record& record) {
   using namespace Morvalen::Zel;
   // What discs put in front of the frames of a substream is, with linear PCM, what tells its form.
   const bool whole = record.kind == tsm_kind_lpcm || record.kind == tsm_kind_smpte302m;
-  return {record.sourceTsPid, record.sourceStreamId, whole ? -1 : record.sourceStreamSubtype};
+  stream_selection selection;
+  selection.tsPid = record.sourceTsPid;
+  selection.streamId = record.sourceStreamId;
+  selection.subtype = whole ? -1 : record.sourceStreamSubtype;
+  selection.described = record.descFromData;
+  return selection;
 }
 
 std::unique_ptr<stream_source> take_stream(std::unique_ptr<stream_source> bytes,
@@ -60,13 +66,15 @@ std::unique_ptr<stream_source> take_stream(std::unique_ptr<stream_source> bytes,
                                            source_fault_function fault) {
   if (selection.tsPid > 0) {
     return std::make_unique<transport_stream_source>(
-        std::move(bytes), transport_stream_source::selection{selection.tsPid, 0}, std::move(fault));
+        std::move(bytes),
+        transport_stream_source::selection{selection.tsPid, 0, selection.described},
+        std::move(fault));
   }
   auto headed = std::make_unique<headed_source>(std::move(bytes));
   size_t first = 0;
   if (find_packet_size(headed->head(), first) > 0) {
     return std::make_unique<transport_stream_source>(
-        std::move(headed), transport_stream_source::selection{-1, selection.streamId},
+        std::move(headed), transport_stream_source::selection{-1, selection.streamId, false},
         std::move(fault));
   }
   return std::make_unique<program_stream_source>(std::move(headed), selection.streamId,

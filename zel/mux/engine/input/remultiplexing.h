@@ -23,7 +23,8 @@ inline bool is_remultiplexed(const Morvalen::Zel::tsm_stream_record& record) {
 struct stream_selection {
   int tsPid = 0;     // of a transport stream; 0: by the stream_id
   int streamId = 0;  // looked for in the kind of multiplex that the bytes show themselves to be
-  int subtype = 0;   // of a private stream of a program stream; below 0: its packets as they stand
+  bool described = false;  // what its PMT says of it is wanted
+  int subtype = 0;  // of a private stream of a program stream; below 0: its packets as they stand
 
   bool is_any() const { return tsPid > 0 || streamId > 0; }
 };

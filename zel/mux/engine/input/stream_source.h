@@ -1,6 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+
+#include "zel/mux/engine/input/source_tables.h"
 
 namespace zel::mux {
 
@@ -26,6 +29,8 @@ class stream_source {
     static_cast<void>(position);
     return -1;
   }
+  /// What the multiplex says of the stream, as far as it has been looked at. After the first read.
+  virtual std::optional<source_description> description() { return std::nullopt; }
   /// The stream's first DTS in its source, where it has one; otherwise the PTS.
   virtual int64_t first_dts90k() const { return first_pts90k(); }
 };

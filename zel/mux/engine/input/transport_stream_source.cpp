@@ -15,6 +15,8 @@ constexpr size_t kPacket = 188;
 constexpr size_t kMostPacket = 511;
 constexpr size_t kSearched = 3072;  // bytes that packets are looked for in
 constexpr size_t kWindow = 1 << 17;
+// What tables are looked for in: half a second of 64 Mbit/s, and tables come more often.
+constexpr size_t kDescribedWindow = 1 << 22;
 constexpr size_t kSyncs = 5;  // in a row that make a grid again
 
 bool has_grid(std::span<const uint8_t> bytes, size_t first, size_t size) {
@@ -49,7 +51,9 @@ size_t find_packet_size(std::span<const uint8_t> bytes, size_t& first) {
 transport_stream_source::transport_stream_source(std::unique_ptr<stream_source> bytes,
                                                  const selection& wanted,
                                                  source_fault_function fault)
-    : window_(std::move(bytes), kWindow), wanted_(wanted), fault_(std::move(fault)) {}
+    : window_(std::move(bytes), wanted.described ? kDescribedWindow : kWindow),
+      wanted_(wanted),
+      fault_(std::move(fault)) {}
 
 bool transport_stream_source::find_packets() {
   searched_ = true;
@@ -58,10 +62,20 @@ bool transport_stream_source::find_packets() {
   packetSize_ = find_packet_size(bytes, first);
   if (packetSize_ > 0) {
     window_.drop(first);
+    if (wanted_.described) find_description();
   } else if (!bytes.empty()) {
     fault_(kSyncLost);
   }
   return packetSize_ > 0;
+}
+
+// Looks ahead to the tables. The packets stay.
+void transport_stream_source::find_description() {
+  const auto bytes = window_.look(kDescribedWindow);
+  for (size_t at = 0; at + kPacket <= bytes.size(); at += packetSize_) {
+    tables_.take_packet(std::span<const uint8_t, kPacket>(bytes.data() + at, kPacket));
+    if (tables_.find(wanted_.pid)) return;
+  }
 }
 
 // On to the next place where packets stand in a row, or the end of the source does.
@@ -92,9 +106,35 @@ const uint8_t* transport_stream_source::next_packet() {
     packetHeld_ = false;
   }
   if (window_.look(kPacket).size() < kPacket) return nullptr;
+  pass_transitions();
+  if (window_.look(kPacket).size() < kPacket) return nullptr;
   if (window_.seen()[0] != kSync && !resynchronise()) return nullptr;
   packetHeld_ = true;
   return window_.seen().data();
+}
+
+// Where another file begins, a packet of the one before may be broken off, which breaks the grid;
+// or it goes on there.
+void transport_stream_source::pass_transitions() {
+  while (true) {
+    if (nextFile_ < 0) nextFile_ = window_.take_transition();
+    const int64_t left = nextFile_ - window_.position();
+    if (nextFile_ < 0 || left >= static_cast<int64_t>(kPacket)) return;
+    const auto bytes = window_.look(packetSize_ + 1);
+    const bool goesOn = bytes.size() <= packetSize_ || bytes[packetSize_] == kSync;
+    if (left > 0 && !goesOn) window_.drop(static_cast<size_t>(left));
+    nextFile_ = -1;
+    joined_ = true;
+    if (transitions_.full()) transitions_.pop();
+    transitions_.push(given_);
+  }
+}
+
+int64_t transport_stream_source::take_transition() {
+  if (transitions_.empty()) return -1;
+  const int64_t place = transitions_.front();
+  transitions_.pop();
+  return place;
 }
 
 bool transport_stream_source::is_wanted(int pid, std::span<const uint8_t> payload, bool unitStart) {
@@ -110,6 +150,12 @@ bool transport_stream_source::is_wanted(int pid, std::span<const uint8_t> payloa
 // ISO/IEC 13818-1, 2.4.3.3: a packet may be sent twice, with the same counter.
 bool transport_stream_source::is_repeated(const uint8_t* packet, std::span<const uint8_t> payload) {
   const int counter = packet[3] & 15;
+  // A file that isn't the next piece of the one before begins in the midst of some PES packet.
+  if (joined_ && counter != ((continuity_ + 1) & 15)) {
+    state_ = state::outside;
+    continuity_ = -1;
+  }
+  joined_ = false;
   const size_t place = kPacket - payload.size();
   const bool same = counter == continuity_ && last_[1] == packet[1] &&
                     std::equal(payload.begin(), payload.end(), last_.data() + place);

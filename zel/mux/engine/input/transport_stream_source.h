@@ -10,6 +10,7 @@
 #include "zel/mux/engine/input/source_warnings.h"
 #include "zel/mux/engine/input/stream_source.h"
 #include "zel/mux/engine/input/time_stamp_marks.h"
+#include "zel/mux/engine/stream/fixed_ring.h"
 #include "zel/syntax/pes.h"
 
 namespace zel::mux {
@@ -23,13 +24,16 @@ class transport_stream_source : public stream_source {
   struct selection {
     int pid = -1;
     int streamId = 0;
+    bool described = false;  // description() is wanted
   };
 
   transport_stream_source(std::unique_ptr<stream_source> bytes, const selection& wanted,
                           source_fault_function fault);
 
   int32_t read(uint8_t* to, int32_t room) override;
+  int64_t take_transition() override;
   int64_t first_pts90k() const override { return firstPts_; }
+  std::optional<source_description> description() override { return tables_.find(wanted_.pid); }
   int64_t pts90k_at(int64_t position) const override { return marks_.at(position); }
   int64_t first_dts90k() const override { return firstDts_ >= 0 ? firstDts_ : firstPts_; }
 
@@ -38,8 +42,10 @@ class transport_stream_source : public stream_source {
 
  private:
   bool find_packets();
+  void find_description();
   bool resynchronise();
   const uint8_t* next_packet();
+  void pass_transitions();
   void take_packet(const uint8_t* packet);
   void take_payload(std::span<const uint8_t> payload, bool unitStart);
   void start_pes(std::span<const uint8_t> payload);
@@ -61,6 +67,10 @@ class transport_stream_source : public stream_source {
   int64_t pesLeft_ = 0;  // below 0: not told
   int continuity_ = -1;
   std::array<uint8_t, 188> last_{};
+  source_tables tables_;
+  bool joined_ = false;    // the packet that comes next may be of another file than the last
+  int64_t nextFile_ = -1;  // where in the source the next file begins, -1: not known
+  fixed_ring<int64_t, 64> transitions_;
   int64_t firstPts_ = -1;
   int64_t firstDts_ = -1;
   int64_t given_ = 0;  // bytes

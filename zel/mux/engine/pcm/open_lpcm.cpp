@@ -7,6 +7,7 @@
 #include "zel/mux/engine/input/file_source.h"
 #include "zel/mux/engine/input/open_input.h"
 #include "zel/mux/engine/input/remultiplexing.h"
+#include "zel/mux/engine/input/source_description.h"
 #include "zel/mux/engine/pcm/lpcm_source.h"
 #include "zel/mux/engine/pcm/lpcm_units.h"
 #include "zel/mux/engine/pcm/pcm_input.h"
@@ -180,9 +181,10 @@ bool start(lpcm_state& state, tsm_mux& mux) {
   lpcm_layout layout;
   layout.form = state.form;
   std::unique_ptr<pcm_source> source;
-  elementary_input* multiplex = nullptr;
-  if (state.multiplex != nullptr) {
-    multiplex = state.multiplex.get();
+  const bool isTaken = state.multiplex != nullptr;
+  // It goes with the source, which the units keep.
+  elementary_input& input = isTaken ? *state.multiplex : state.input->bytes();
+  if (isTaken) {
     source = open_source(state, mux, layout);
     if (source == nullptr) return false;
   } else {
@@ -196,9 +198,9 @@ bool start(lpcm_state& state, tsm_mux& mux) {
   }
   const video_cut cut = cut_of_reference(reference, mux);
   pcm_start_inputs inputs;
-  if (multiplex != nullptr) {
+  if (isTaken) {
     inputs.sourceDelay90k =
-        delay_in_source(*state.record, state.record->files, *multiplex, reference, cut);
+        delay_in_source(*state.record, state.record->files, input, reference, cut);
   } else {
     source->skip(std::llround(cut.skipped * layout.sampleRate / 2.7e7));
   }
@@ -212,6 +214,7 @@ bool start(lpcm_state& state, tsm_mux& mux) {
   inputs.cut = cut;
   if (!start_pcm(state, inputs, mux)) return false;
   describe_lpcm(stream, state.form, mux.reports);
+  describe_from_source(stream, *state.record, &input, mux.reports);
   return true;
 }
 

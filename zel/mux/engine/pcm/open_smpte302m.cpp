@@ -8,6 +8,7 @@
 
 #include "zel/mux/engine/input/file_source.h"
 #include "zel/mux/engine/input/open_input.h"
+#include "zel/mux/engine/input/source_description.h"
 #include "zel/mux/engine/pcm/open_lpcm.h"
 #include "zel/mux/engine/pcm/pcm_input.h"
 #include "zel/mux/engine/pcm/pcm_packets.h"
@@ -55,6 +56,7 @@ struct smpte302m_state : pcm_state {
   const tsm_smpte302m* record = nullptr;
   const Morvalen::Zel::tsm_program* program = nullptr;
   std::vector<std::unique_ptr<pcm_input>> inputs;  // until the units have them
+  elementary_input own;                            // of no multiplex: never opened
   pcm_inputs sources;                              // of streams out of other multiplexes
 };
 
@@ -206,6 +208,7 @@ bool start(smpte302m_state& state, tsm_mux& mux) {
   inputs.decoderBuffer = kDecoderBuffer;
   if (!start_pcm(state, inputs, mux)) return false;
   describe(stream, mux);
+  describe_from_source(stream, record, &state.own, mux.reports);
   return true;
 }
 
@@ -236,6 +239,8 @@ bool start_sources(smpte302m_state& state, tsm_mux& mux) {
   state.units = std::move(made.units);
   if (!start_pcm(state, inputs, mux)) return false;
   describe_as(sink_form(record), stream, mux);
+  elementary_input* const passed = state.sources.front().get();  // null: the units have taken it
+  describe_from_source(stream, record, passed, mux.reports);
   return true;
 }
 

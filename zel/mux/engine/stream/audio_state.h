@@ -81,11 +81,13 @@ struct audio_state : stream_state {
   audio_cursor cursor;
   private_data_list privateData;  // of PESPrivateDataFile
 
-  double runningPts = 0;     // of the next frame; 27 MHz ticks within the wrap
-  double firstPts = 0;       // A0
-  double foundDelay90k = 0;  // delay that the first reading found
-  double stopTicks = -1;     // what begins this long behind A0 isn't taken; below 0: all is
-  double queuedTicks = 0;    // the duration of all frames queued
+  double runningPts = 0;      // of the next frame; 27 MHz ticks within the wrap
+  double firstPts = 0;        // A0
+  double foundDelay90k = 0;   // delay that the first reading found
+  bool followsVideo = false;  // files begin with those of the first video
+  double delayToVideo = 0;    // behind the pictures that it belongs to, as configured; 27 MHz ticks
+  double stopTicks = -1;      // what begins this long behind A0 isn't taken; below 0: all is
+  double queuedTicks = 0;     // the duration of all frames queued
   int64_t scanPosition = 0;
   bool sourceEnded = false;  // everything is queued
   bool syncPending = false;  // AVsync has a transition to settle

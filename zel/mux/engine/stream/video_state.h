@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "zel/mux/engine/input/elementary_input.h"
 #include "zel/mux/engine/packet/private_data.h"
@@ -98,6 +99,13 @@ struct video_characteristics {
   double dependentBitRate = 0;  // second layer, 0 without
 };
 
+/// Where a file begins behind another one, by its first unit.
+struct video_transition {
+  int64_t unitStart = 0;      // in the input
+  double pts = -1;            // of the unit, ticks within the wrap; -1: not known yet
+  int64_t sourcePts90k = -1;  // in the multiplex that it comes out of; -1: none
+};
+
 /// What the packet maker remembers of the unit and the PES packet that it's in.
 struct video_cursor {
   bool inUnit = false;
@@ -146,9 +154,10 @@ struct video_state : stream_state {
   double stopDts = -1;       // a terminated stream takes no picture from here on; below 0: none
   int64_t scanPosition = 0;  // where scanning goes on
   bool sourceEnded = false;  // everything is queued: no more units come
-  video_time_code startTimeCode;  // of the first unit that is taken
-  video_time_code firstTimeCode;  // of the first that is known, taken or not
-  int64_t fieldsLeftOut = 0;      // of the units before the first that is taken
+  video_time_code startTimeCode;              // of the first unit that is taken
+  video_time_code firstTimeCode;              // of the first that is known, taken or not
+  std::vector<video_transition> transitions;  // of the files behind the first, as they are scanned
+  int64_t fieldsLeftOut = 0;                  // of the units before the first that is taken
   // The times of day that cut the input, null where there are none.
   const Morvalen::Zel::tsm_time_code* cutStart = nullptr;
   const Morvalen::Zel::tsm_time_code* cutEnd = nullptr;

@@ -6,6 +6,7 @@
 
 #include "zel/mux/engine/input/file_source.h"
 #include "zel/mux/engine/input/open_input.h"
+#include "zel/mux/engine/input/source_description.h"
 #include "zel/mux/engine/packet/decoder_limit.h"
 #include "zel/mux/engine/packet/first_time_stamp.h"
 #include "zel/mux/engine/packet/stream_rate.h"
@@ -213,6 +214,8 @@ void start_video(tsm_stream& stream, tsm_mux& mux) {
   if (state.splitter != nullptr) start_layers(state, stream.has(kCarriesPcr));
   size_input(state, mux);
   describe_video(state, config.autoDescrDisabled ? 0 : config.autoDescrMask);
+  elementary_input& input = state.splitter != nullptr ? state.layeredInput : state.input;
+  describe_from_source(stream, *state.config, &input, mux.reports);
   set_rate(state);
   state.model.limit = video_decoder_limit(state.config->dbSize, video.vbvSize, stream.rate);
   set_first_dts(state, mux);

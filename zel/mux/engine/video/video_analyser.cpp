@@ -200,6 +200,7 @@ void video_analyser::enqueue(const access_unit& found) {
   access_unit unit = found;
   unit.dts = unit.pts = dts_of(unit, state_.runningDts);
   if (unit.timeCode.known && !state_.startTimeCode.known) state_.startTimeCode = unit.timeCode;
+  note_transitions(unit);
   plan_insertions(state_, unit);
   if (state_.model.limit > 0 && unit.sent_size() > state_.model.limit) fatal(kUnitExceedsVbv);
   state_.units.push(unit);
@@ -210,7 +211,31 @@ void video_analyser::enqueue(const access_unit& found) {
   order_units(false);
 }
 
+void video_analyser::note_transitions(const access_unit& unit) {
+  stream_source* const source = state_.input.source();
+  if (source == nullptr) return;
+  while (true) {
+    if (nextFile_ < 0) nextFile_ = source->take_transition();
+    if (nextFile_ < 0 || unit.start < nextFile_) return;
+    nextFile_ = -1;
+    state_.transitions.push_back({unit.start, -1, source->pts90k_at(unit.start)});
+  }
+}
+
+// Before its units can leave the queue.
+void video_analyser::time_transitions() {
+  for (size_t i = state_.transitions.size(); i > 0 && state_.transitions[i - 1].pts < 0; --i) {
+    video_transition& transition = state_.transitions[i - 1];
+    for (size_t at = state_.units.size(); at > 0; --at) {
+      const access_unit& unit = state_.units[at - 1];
+      if (unit.start < transition.unitStart) break;
+      if (unit.start == transition.unitStart && unit.timed) transition.pts = unit.pts;
+    }
+  }
+}
+
 bool video_analyser::take_timed() {
+  time_transitions();
   const unit_queue& units = state_.units;
   size_t waiting = 0;
   while (waiting < std::min(untimed_, units.size()) && !units[units.size() - 1 - waiting].timed) {

@@ -118,6 +118,8 @@ class video_analyser : public video_state::analyser_state {
   void end_unit(int64_t end);
   bool is_cut(const access_unit& unit);
   void enqueue(const access_unit& unit);
+  void note_transitions(const access_unit& unit);
+  void time_transitions();
   void end_source();
 
   video_state& state_;
@@ -144,6 +146,7 @@ class video_analyser : public video_state::analyser_state {
   video_time_code toldTimeCode_;  // the last that the stream told
   int64_t fieldsSince_ = 0;       // of the units from that one on
   size_t untimed_ = 0;            // at the queue's end
+  int64_t nextFile_ = -1;         // where it begins in the input; -1: not known
 };
 
 }  // namespace zel::mux
