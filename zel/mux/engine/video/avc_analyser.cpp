@@ -312,7 +312,7 @@ void avc_analyser::apply_sps(const AvcSps& sps) {
   video.lowDelay = frames == 0;
   set_max_reorder(sps.frameMbsOnly ? frames : 2 * frames + 1);
   // Without the restriction the number is what the level allows, not what the stream needs.
-  set_told_depth(sps.vuiPresent && sps.vui.bitstreamRestriction ? 2 * frames : 0);
+  set_told_reorder(sps.vuiPresent && sps.vui.bitstreamRestriction ? frames : 0);
   apply_frame_rate(sps);
   apply_rates(sps);
 }

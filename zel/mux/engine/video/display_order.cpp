@@ -117,6 +117,7 @@ void poc_display_order::leave_behind(const access_unit& unit) {
 
 // Before anything is timed: the depth that the units so far need, so that it needn't grow later.
 void poc_display_order::learn_depth(const unit_queue& units, bool ended) {
+  int32_t longest = kFieldsOfFrame;  // that a frame is shown
   for (size_t index = 0; index < units.size(); ++index) {
     if (begins_group(units[index])) enter_group();
     const size_t end = group_end(units, index);
@@ -124,12 +125,16 @@ void poc_display_order::learn_depth(const unit_queue& units, bool ended) {
     const int64_t offset = offset_of(units, index, end, later);
     const bool settled = ended || end < units.size() || later > maxReorder_;
     if (settled) depth_ = std::max(depth_, static_cast<int32_t>(-offset));
+    longest = std::max(longest, units[index].fieldCount);
     leave_behind(units[index]);
   }
   // A stream may begin with less reordering than it has later, pairs of B pictures before pyramids
   // of them. That it says so is believed for one frame more: many say far more than they use, and
   // those without any reordering are shown as they are decoded.
-  if (depth_ > 0) depth_ = std::max(depth_, std::min(told_, depth_ + kFieldsOfFrame));
+  if (depth_ > 0) {
+    const int32_t seen = (depth_ + longest - 1) / longest;  // frames
+    depth_ = std::max(depth_, std::min(toldFrames_, seen + 1) * longest);
+  }
   enter_group();
 }
 

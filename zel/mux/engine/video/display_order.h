@@ -40,12 +40,12 @@ class mpeg_display_order {
 class poc_display_order {
  public:
   /// `depth`: the delay between decoding and display in half frame periods to begin with; it grows
-  /// where a unit would be shown before it's decoded. `told`: the most that the stream says
-  /// it needs; 0: it says nothing.
-  void configure(int32_t maxReorder, int32_t depth, int32_t told = 0) {
+  /// where a unit would be shown before it's decoded. `toldFrames`: how many frames the stream says
+  /// that it reorders at the most; 0: it says nothing.
+  void configure(int32_t maxReorder, int32_t depth, int32_t toldFrames = 0) {
     maxReorder_ = maxReorder;
     depth_ = depth;
-    told_ = told;
+    toldFrames_ = toldFrames;
   }
   int32_t depth() const { return depth_; }
 
@@ -63,7 +63,7 @@ class poc_display_order {
 
   int32_t maxReorder_ = 16;
   int32_t depth_ = 0;
-  int32_t told_ = 0;
+  int32_t toldFrames_ = 0;
   bool anyTimed_ = false;
   bool changed_ = false;
   // Of the group that the oldest untimed unit is in, half frame periods decoded before that unit.

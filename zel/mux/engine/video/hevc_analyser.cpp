@@ -236,7 +236,7 @@ void hevc_analyser::apply_sps(const HevcSps& sps) {
   const int32_t reorder = sps.ordering[sps.maxSubLayersMinus1].maxNumReorderPics;
   video.lowDelay = reorder == 0;
   set_max_reorder(reorder);
-  set_told_depth(fieldSequence_ ? reorder : 2 * reorder);
+  set_told_reorder(fieldSequence_ ? (reorder + 1) / 2 : reorder);
   apply_frame_rate(sps);
   apply_rates(sps);
 }

@@ -174,7 +174,7 @@ void nal_analyser::decide(const access_unit& unit) {
   mode_ = order_mode::poc;
   // LowLatency holds no more units back than are reordered.
   const bool low = state().config->lowLatency;
-  const int32_t told = low || configuredDepth_ > 0 ? 0 : toldDepth_;
+  const int32_t told = low || configuredDepth_ > 0 ? 0 : toldReorder_;
   order_.configure(low ? state().config->numBFrames : maxReorder_, 2 * configuredDepth_, told);
 }
 

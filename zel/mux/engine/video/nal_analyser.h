@@ -62,9 +62,8 @@ class nal_analyser : public video_analyser {
 
   /// How many units may be decoded before and shown after one at the most.
   void set_max_reorder(int32_t units) { maxReorder_ = units; }
-  /// How far behind decoding the stream says that it is shown, in half frame periods; 0 where it
-  /// says nothing.
-  void set_told_depth(int32_t fields) { toldDepth_ = fields; }
+  /// How many frames the stream says that it reorders at the most; 0 where it says nothing.
+  void set_told_reorder(int32_t frames) { toldReorder_ = frames; }
   /// The open unit's delays as a picture timing message has them: from the removal of the unit of
   /// the buffering period before, and from decoding to display.
   void set_delays(int64_t removal, int64_t output, double tick);
@@ -91,7 +90,7 @@ class nal_analyser : public video_analyser {
   nal_messages messages_;
   int32_t configuredDepth_;
   int32_t maxReorder_ = 16;
-  int32_t toldDepth_ = 0;
+  int32_t toldReorder_ = 0;
   order_mode mode_ = order_mode::undecided;
   double lastOutputDelay_ = 0;
   bool anchored_ = false;
