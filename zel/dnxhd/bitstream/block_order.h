@@ -20,11 +20,13 @@ constexpr size_t BlocksOf(CodingMode mode) {
   return mode == kMode444 ? 12 : 8;
 }
 
-/// More than the longest macroblock takes: 12 blocks, each a DC of 22 bits, 63 coefficients of 16
-/// bits of code, a sign, 6 escape bits and 10 bits of run, and an end of 6 bits; and the eight
-/// bytes that one load or store takes.
+/// No coefficient takes more: 16 bits of code, a sign, 6 escape bits and 10 bits of run. Nor do the
+/// DC and the end of a block, 22 bits and 6.
+inline constexpr size_t kMostBits = 16 + 1 + 6 + 10;
+inline constexpr size_t kMostBitsBesides = 22 + 6;
+/// More than the longest macroblock takes, and the eight bytes that one load or store does.
 inline constexpr size_t kMostMacroblockBytes = 3400;
-static_assert((12 + kMaxBlocks * (22 + 63 * (16 + 1 + 6 + 10) + 6)) / 8 + 16 <=
+static_assert((12 + kMaxBlocks * (kMostBitsBesides + 63 * kMostBits)) / 8 + 16 <=
               kMostMacroblockBytes);
 
 /// Where a coded block is stored, counted in coefficients, and whose predictor and weights it has.

@@ -41,7 +41,7 @@ void CodeLookUp::FillParts(const VCIDEntry& entry) {
   for (size_t kind = 0; kind < entry.acCodes.size(); ++kind) {
     for (size_t k = 0; k < 64; ++k) {
       const uint32_t length = entry.acLengths[kind][k];
-      if (length > kAcIndexBits) {
+      if (length > kPartIndexBits) {
         longBegin_ = std::min(longBegin_, entry.acCodes[kind][k] << (16 - length));
       }
     }
@@ -60,8 +60,8 @@ void CodeLookUp::FillParts(const VCIDEntry& entry) {
 }
 
 void CodeLookUp::FillPart(uint32_t code, uint32_t length, AcPart part) {
-  if (length <= kAcIndexBits) {
-    FillCode(parts_, kAcIndexBits, code, length, part);
+  if (length <= kPartIndexBits) {
+    FillCode(parts_, kPartIndexBits, code, length, part);
     return;
   }
   const uint32_t free = 16 - length;
@@ -69,35 +69,49 @@ void CodeLookUp::FillPart(uint32_t code, uint32_t length, AcPart part) {
               size_t{1} << free, part);
 }
 
+// The coefficient or the end that the index starts with; an advance of kAdvanceLong if it isn't
+// whole.
+CodeLookUp::Whole CodeLookUp::WholeOf(uint32_t index) const {
+  constexpr Whole kLong = {0, kAdvanceLong, 0};
+  const AcPart part = parts_[index << (kPartIndexBits - kAcIndexBits)];
+  if (part.bits == 0 || part.bits > kAcIndexBits) return kLong;
+  if (part.kind == kEndOfBlock) return {0, kAdvanceEnd, part.bits};
+  uint32_t bits = part.bits + 1u;  // the sign
+  if ((part.kind & kEscape) != 0 || bits > kAcIndexBits) return kLong;
+  uint8_t run = 0;
+  if ((part.kind & kRun) != 0) {
+    // The run code's bits that are in the index, at the top of its own; zeros stand for the rest,
+    // and decide nothing if the code turns out to be no longer than what is there.
+    const uint32_t left = kAcIndexBits - bits;
+    const uint32_t runBits = index & ((1u << left) - 1);
+    const uint32_t runIndex = left <= kRunIndexBits ? runBits << (kRunIndexBits - left)
+                                                    : runBits >> (left - kRunIndexBits);
+    const RunPart found = runs_[runIndex];
+    if (found.bits > left) return kLong;
+    run = found.run;
+    bits += found.bits;
+  }
+  const bool negative = (index >> (kAcIndexBits - part.bits - 1) & 1) != 0;
+  return {static_cast<int16_t>(negative ? -int{part.level} : int{part.level}),
+          static_cast<uint8_t>(run + 1), static_cast<uint8_t>(bits)};
+}
+
 void CodeLookUp::FillWhole() {
   for (uint32_t index = 0; index < ac_.size(); ++index) {
-    AcLookUp& whole = ac_[index];
-    whole = {0, kAdvanceLong, 0};
-    const AcPart part = parts_[index];
-    if (part.bits == 0) continue;
-    if (part.kind == kEndOfBlock) {
-      whole = {0, kAdvanceEnd, part.bits};
-      continue;
+    const Whole first = WholeOf(index);
+    AcLookUp& both = ac_[index];
+    both = {{first.level, first.level}, first.advance, first.advance, first.bits};
+    if (first.advance >= kAdvanceEnd) continue;
+    const uint32_t left = kAcIndexBits - first.bits;
+    const Whole second = WholeOf(index << first.bits & ((1u << kAcIndexBits) - 1));
+    if (second.advance == kAdvanceLong || second.bits > left) continue;
+    both.bits = static_cast<uint8_t>(first.bits + second.bits);
+    if (second.advance == kAdvanceEnd) {
+      both.toLast = kAdvanceFirstEnd;
+    } else {
+      both.levels[1] = second.level;
+      both.toLast = static_cast<uint8_t>(first.advance + second.advance);
     }
-    uint32_t bits = part.bits + 1u;  // the sign
-    if ((part.kind & kEscape) != 0 || bits > kAcIndexBits) continue;
-    uint8_t run = 0;
-    if ((part.kind & kRun) != 0) {
-      // The run code's bits that are in the index, at the top of its own; zeros stand for the rest,
-      // and decide nothing if the code turns out to be no longer than what is there.
-      const uint32_t left = kAcIndexBits - bits;
-      const uint32_t runBits = index & ((1u << left) - 1);
-      const uint32_t runIndex = left <= kRunIndexBits ? runBits << (kRunIndexBits - left)
-                                                      : runBits >> (left - kRunIndexBits);
-      const RunPart found = runs_[runIndex];
-      if (found.bits > left) continue;
-      run = found.run;
-      bits += found.bits;
-    }
-    const bool negative = (index >> (kAcIndexBits - part.bits - 1) & 1) != 0;
-    whole.level = static_cast<int16_t>(negative ? -int{part.level} : int{part.level});
-    whole.advance = static_cast<uint8_t>(run + 1);
-    whole.bits = static_cast<uint8_t>(bits);
   }
 }
 

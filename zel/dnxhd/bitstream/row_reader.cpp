@@ -67,9 +67,30 @@ void RowReader::SetQuantiser(uint32_t q) {
   }
 }
 
+// A coefficient by its parts, from a full window. The end of a block is short, and none.
+template <typename Take>
+[[gnu::always_inline]] inline bool RowReader::ReadLong(Window& window, uint32_t& k, Take store) {
+  const AcPart part = lookUp_.Part(window.Peek(16));
+  window.Skip(part.bits);
+  const bool negative = window.Take(1) != 0;
+  int level = part.level;
+  if ((part.kind & kEscape) != 0) level += 64 * static_cast<int>(window.Take(lookUp_.EscapeBits()));
+  uint32_t run = 0;
+  if ((part.kind & kRun) != 0) {
+    const RunPart found = lookUp_.Run(window.Peek(kRunIndexBits));
+    window.Skip(found.bits);
+    run = found.run;
+  }
+  k += run + 1;
+  if (k > 63) return false;
+  store(k, negative ? -level : level);
+  return true;
+}
+
 template <bool Store>
-bool RowReader::ReadBlock(Window& window, int& predictor, const int32_t* scales,
-                          const int32_t* biases, int16_t* block) {
+[[gnu::always_inline]] inline bool RowReader::ReadBlock(Window& window, int& predictor,
+                                                        const int32_t* scales,
+                                                        const int32_t* biases, int16_t* block) {
   window.Refill();
   const DcPart dc = lookUp_.Dc(window.Peek(kDcIndexBits));
   window.Skip(dc.bits);
@@ -80,52 +101,52 @@ bool RowReader::ReadBlock(Window& window, int& predictor, const int32_t* scales,
   }
   if (Store) block[0] = static_cast<int16_t>(std::clamp(predictor, -32768, 32767));
 
-  const AcLookUp* table = lookUp_.Ac();
+  const auto store = [=, this](uint32_t k, int level) {
+    if (!Store) return;
+    // In 32 bits: 4096 * 255 * 2047 is below 2^31.
+    const int sign = level >> 31;
+    const int magnitude = ((level ^ sign) - sign) * scales[k] + biases[k];
+    const int value = std::min(magnitude >> shift_, 32767);
+    block[kScan[k]] = static_cast<int16_t>((value ^ sign) - sign);
+  };
+
+  // Look-ups for each time that the window is filled.
+  constexpr int kLookUps = 4;
+  static_assert(kLookUps * kAcIndexBits <= 56);
+  const AcLookUp* const table = lookUp_.Ac();
   uint32_t k = 0;
-  for (;;) {
-    window.Refill();
-    const AcLookUp next = table[window.Peek(kAcIndexBits)];
-    int level = next.level;
-    k += next.advance;
-    if (k > 63) [[unlikely]] {
-      if (next.advance == kAdvanceEnd) {
-        window.Skip(next.bits);
-        return true;
-      }
-      if (next.advance != kAdvanceLong) return false;
-      k -= kAdvanceLong;
-      const AcPart part = lookUp_.Part(window.Peek(16));
-      window.Skip(part.bits);
-      // The end of the block is short, and was found above.
-      const bool negative = window.Take(1) != 0;
-      level = part.level;
-      if ((part.kind & kEscape) != 0) {
-        level += 64 * static_cast<int>(window.Take(lookUp_.EscapeBits()));
-      }
-      if (negative) level = -level;
-      uint32_t run = 0;
-      if ((part.kind & kRun) != 0) {
-        const RunPart found = lookUp_.Run(window.Peek(kRunIndexBits));
-        window.Skip(found.bits);
-        run = found.run;
-      }
-      k += run + 1;
-      if (k > 63) return false;
-    } else {
+  for (int left = 0;; --left) {
+    if (left == 0) {
+      window.Refill();
+      left = kLookUps;
+    }
+    const AcLookUp& next = table[window.Peek(kAcIndexBits)];
+    const uint32_t first = k + next.toFirst;
+    const uint32_t last = k + next.toLast;
+    if (last <= 63) [[likely]] {
       window.Skip(next.bits);
+      store(first, next.levels[0]);
+      store(last, next.levels[1]);
+      k = last;
+      continue;
     }
-    if (Store) {
-      // In 32 bits: 4096 * 255 * 2047 is below 2^31.
-      const int sign = level >> 31;
-      const int magnitude = ((level ^ sign) - sign) * scales[k] + biases[k];
-      const int value = std::min(magnitude >> shift_, 32767);
-      block[kScan[k]] = static_cast<int16_t>((value ^ sign) - sign);
+    if (next.toLast != kAdvanceLong) {
+      window.Skip(next.bits);
+      if (next.toLast == kAdvanceEnd) return true;
+      if (next.toLast != kAdvanceFirstEnd || first > 63) return false;
+      store(first, next.levels[0]);
+      return true;
     }
+    window.Refill();
+    left = 1;  // and again behind it
+    if (!ReadLong(window, k, store)) return false;
   }
 }
 
 template <bool Store>
-bool RowReader::ReadMacroblock(Window& window, int16_t* coefficients, MacroblockFlags& flags) {
+bool RowReader::ReadMacroblock(Window& shared, int16_t* coefficients, MacroblockFlags& flags) {
+  // In registers: nothing else sees it.
+  Window window = shared;
   window.Refill();
   flags.field = fieldFlag_ && window.Take(1) != 0;
   const uint32_t q = window.Take(fieldFlag_ ? 10 : 11);
@@ -138,6 +159,7 @@ bool RowReader::ReadMacroblock(Window& window, int16_t* coefficients, Macroblock
                           biases_.data() + weights, Store ? coefficients + place.offset : nullptr))
       return false;
   }
+  shared = window;
   return true;
 }
 

@@ -60,10 +60,12 @@ class RowReader {
   ResultWord ReadRow(std::span<const uint8_t> data, size_t offset, const RowOutput& out,
                      size_t& end);
   template <bool Store>
-  bool ReadMacroblock(Window& window, int16_t* coefficients, MacroblockFlags& flags);
+  bool ReadMacroblock(Window& shared, int16_t* coefficients, MacroblockFlags& flags);
   template <bool Store>
   bool ReadBlock(Window& window, int& predictor, const int32_t* scales, const int32_t* biases,
                  int16_t* block);
+  template <typename Take>
+  bool ReadLong(Window& window, uint32_t& k, Take store);
   void SetQuantiser(uint32_t q);
 
   const VCIDEntry& entry_;

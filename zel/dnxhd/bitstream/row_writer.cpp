@@ -50,14 +50,6 @@ RowWriter::RowWriter(const VCIDEntry& entry)
       fieldFlag_(HasFieldFlag(entry)),
       mbCols_(GeometryOf(entry).mbCols) {}
 
-inline void RowWriter::AddDc(Pending& pending, int32_t difference) const {
-  const uint32_t size = BitCost::SizeOf(difference);
-  const WriteCode code = codes_.dc[size];
-  // A negative difference is written less one, of which the low bits count.
-  const auto bits = static_cast<uint32_t>(difference - (difference < 0 ? 1 : 0));
-  pending.Add(code.bits << size | (bits & ((1u << size) - 1)), code.length + size);
-}
-
 // Two codes at a time; the last of an odd number stays pending.
 inline void RowWriter::WritePairs(Output& out, const BlockPairs& pairs, Pending& pending) const {
   static_assert(2 * PairCode::kMostBits <= 56);
@@ -97,37 +89,59 @@ RowWriter::Output RowWriter::WriteEscapes(Output out, const BlockPairs& pairs, c
   return out;
 }
 
-void RowWriter::WriteMacroblock(Output& whole, const RowInput& row, size_t column,
-                                int32_t* predictors) const {
-  const size_t blocks = BlocksOf(mode_);
-  const int16_t* macroblock = row.coefficients + column * blocks * kBlockCoefficients;
-  const uint32_t shift = row.stepsAreShifts ? row.steps[column] : 0;
-  const uint32_t step = row.stepsAreShifts ? 1u << shift : row.steps[column];
-  std::array<int16_t, kMaxBlocks * kBlockCoefficients> divided;
-  if (!row.stepsAreShifts && step > 1) {
-    for (size_t i = 0; i < blocks * kBlockCoefficients; ++i) {
-      const bool dc = i % kBlockCoefficients == 0;
-      divided[i] = static_cast<int16_t>(macroblock[i] / (dc ? 1 : static_cast<int32_t>(step)));
-    }
-    macroblock = divided.data();
-  }
+// What is to be written of a macroblock.
+struct RowWriter::Macroblock {
+  const int16_t* coefficients;
+  uint32_t step;
+  uint32_t shift;
   std::array<BlockPairs, kMaxBlocks> pairs;
-  kernels_.pair(macroblock, blocks, shift, pairs.data());
+  std::array<int16_t, kMaxBlocks * kBlockCoefficients> divided;  // if the step is no shift
+};
 
+void RowWriter::Prepare(const RowInput& row, size_t column, Macroblock& macroblock) const {
+  const size_t size = BlocksOf(mode_) * kBlockCoefficients;
+  macroblock.coefficients = row.coefficients + column * size;
+  macroblock.shift = row.stepsAreShifts ? row.steps[column] : 0;
+  macroblock.step = row.stepsAreShifts ? 1u << macroblock.shift : row.steps[column];
+  if (!row.stepsAreShifts && macroblock.step > 1) {
+    const auto step = static_cast<int32_t>(macroblock.step);
+    for (size_t i = 0; i < size; ++i) {
+      const int16_t value = macroblock.coefficients[i];
+      const bool dc = i % kBlockCoefficients == 0;
+      macroblock.divided[i] = static_cast<int16_t>(value / (dc ? 1 : step));
+    }
+    macroblock.coefficients = macroblock.divided.data();
+  }
+  kernels_.pair(macroblock.coefficients, BlocksOf(mode_), macroblock.shift,
+                macroblock.pairs.data());
+}
+
+// No macroblock with as many coefficients is longer, the bytes that a store takes included.
+size_t RowWriter::MostBytes(const Macroblock& macroblock) const {
+  const size_t blocks = BlocksOf(mode_);
+  size_t coefficients = 0;
+  for (size_t block = 0; block < blocks; ++block) coefficients += macroblock.pairs[block].count;
+  return (kMacroblockHeaderBits + blocks * kMostBitsBesides + coefficients * kMostBits) / 8 + 16;
+}
+
+void RowWriter::Write(Output& whole, const RowInput& row, size_t column,
+                      const Macroblock& macroblock, int32_t* predictors) const {
   const bool color = mode_ == kMode444 && row.colorFlags[column] == 0;
   const bool field = fieldFlag_ && row.fieldFlags[column] != 0;
   // In registers: nothing else sees it.
   Output out = whole;
   Pending pending;
-  pending.Add(uint32_t{field} << 11 | step << 1 | uint32_t{color}, kMacroblockHeaderBits);
+  pending.Add(uint32_t{field} << 11 | macroblock.step << 1 | uint32_t{color},
+              kMacroblockHeaderBits);
   for (const BlockPlace& place : PlacesOf(mode_)) {
-    const int32_t dc = macroblock[place.offset];
-    AddDc(pending, dc - predictors[place.component]);
+    const int32_t dc = macroblock.coefficients[place.offset];
+    const PairCode difference = codes_.dc[DcIndex(dc - predictors[place.component])];
+    pending.Add(difference.Bits(), difference.Length());
     predictors[place.component] = dc;
     pending.PutInto(out);
-    const BlockPairs& ofBlock = pairs[place.offset / kBlockCoefficients];
+    const BlockPairs& ofBlock = macroblock.pairs[place.offset / kBlockCoefficients];
     if (ofBlock.escapes) [[unlikely]] {
-      out = WriteEscapes(out, ofBlock, macroblock + place.offset, shift);
+      out = WriteEscapes(out, ofBlock, macroblock.coefficients + place.offset, macroblock.shift);
     } else {
       WritePairs(out, ofBlock, pending);
     }
@@ -141,9 +155,12 @@ ResultWord RowWriter::Write(const RowInput& row, std::span<uint8_t> out, size_t&
   uint8_t* const end = out.data() + out.size();
   Output output{out.data()};
   std::array<int32_t, 3> predictors{};
+  Macroblock macroblock;
   for (size_t column = 0; column < mbCols_; ++column) {
-    if (column + 1 < mbCols_ && static_cast<size_t>(end - output.at) >= kMostMacroblockBytes) {
-      WriteMacroblock(output, row, column, predictors.data());
+    Prepare(row, column, macroblock);
+    const size_t most = MostBytes(macroblock);
+    if (column + 1 < mbCols_ && static_cast<size_t>(end - output.at) >= most) {
+      Write(output, row, column, macroblock, predictors.data());
       continue;
     }
     // What stands behind the row may be another job's: near the end a macroblock is written
@@ -152,7 +169,7 @@ ResultWord RowWriter::Write(const RowInput& row, std::span<uint8_t> out, size_t&
     std::array<uint8_t, kMostMacroblockBytes> aside;
     Output last = output;
     last.at = aside.data();
-    WriteMacroblock(last, row, column, predictors.data());
+    Write(last, row, column, macroblock, predictors.data());
     const auto bytes = static_cast<size_t>(last.at - aside.data());
     if (bytes > static_cast<size_t>(end - output.at)) return kErrorEncodeBufferOverflow;
     std::memcpy(output.at, aside.data(), bytes);

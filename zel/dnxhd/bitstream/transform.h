@@ -24,7 +24,7 @@ struct TransformKernels {
   /// The inverse at half or quarter size: `size` 4 or 2. Each block's first size * size values are
   /// then its samples, row by row; they come of its lowest frequencies only.
   void (*inverseReduced)(int16_t* blocks, size_t count, int fraction, int size);
-  /// The forward transform. Samples are within -512 to 511.
+  /// The forward transform. Samples are within -512 to 511; of others the result is not defined.
   void (*forward)(int16_t* blocks, size_t count);
   /// The same of samples of 8 bits, -128 to 127, which come out in the scale of 10 bits.
   void (*forward8)(int16_t* blocks, size_t count);

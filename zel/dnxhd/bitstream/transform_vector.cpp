@@ -9,9 +9,9 @@
 #include <hwy/highway.h>
 
 // A row of a block is eight 16-bit lanes of a vector; where vectors are wider, they have the same
-// row of two blocks. A pass runs over eight rows at once: rows are interleaved in pairs, so that
-// one instruction multiplies a pair by two constants and adds up. Even and odd inputs of the
-// inverse share their products.
+// row of two or four blocks. A pass runs over eight rows at once: rows are interleaved in pairs, so
+// that one instruction multiplies a pair by two constants and adds up. Even and odd inputs of the
+// inverse share their products; the forward transform takes sums and differences of samples first.
 
 HWY_BEFORE_NAMESPACE();
 namespace zel::dnxhd::HWY_NAMESPACE {
@@ -37,7 +37,9 @@ void Forward8Blocks(int16_t* blocks, size_t count) {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-#if HWY_MAX_BYTES >= 32 && !HWY_HAVE_SCALABLE
+#if HWY_MAX_BYTES >= 64 && !HWY_HAVE_SCALABLE
+constexpr size_t kAtOnce = 4;
+#elif HWY_MAX_BYTES >= 32 && !HWY_HAVE_SCALABLE
 constexpr size_t kAtOnce = 2;
 #else
 constexpr size_t kAtOnce = 1;
@@ -45,6 +47,7 @@ constexpr size_t kAtOnce = 1;
 using D16 = hn::FixedTag<int16_t, 8 * kAtOnce>;
 using D32 = hn::FixedTag<int32_t, 4 * kAtOnce>;
 using DRow = hn::FixedTag<int16_t, 8>;
+using VRow = hn::Vec<DRow>;
 using V16 = hn::Vec<D16>;
 using V32 = hn::Vec<D32>;
 
@@ -65,8 +68,8 @@ HWY_INLINE Pairs PairsOf(V16 a, V16 b) {
   return {hn::InterleaveLower(d, a, b), hn::InterleaveUpper(d, a, b)};
 }
 
-// a * first + b * second.
-HWY_INLINE Wide Product(const Pairs& pairs, int16_t first, int16_t second) {
+// a * first + b * second, on top of `sum`.
+HWY_INLINE Wide Product(const Pairs& pairs, int16_t first, int16_t second, const Wide& sum) {
   const D16 d;
   const D32 d32;
   const auto both = hn::BitCast(
@@ -77,7 +80,12 @@ HWY_INLINE Wide Product(const Pairs& pairs, int16_t first, int16_t second) {
   V32 restHigh = hn::Zero(d32);
   const V32 low = hn::ReorderWidenMulAccumulate(d32, pairs.low, both, hn::Zero(d32), restLow);
   const V32 high = hn::ReorderWidenMulAccumulate(d32, pairs.high, both, hn::Zero(d32), restHigh);
-  return {hn::RearrangeToOddPlusEven(low, restLow), hn::RearrangeToOddPlusEven(high, restHigh)};
+  return {hn::Add(sum.low, hn::RearrangeToOddPlusEven(low, restLow)),
+          hn::Add(sum.high, hn::RearrangeToOddPlusEven(high, restHigh))};
+}
+
+HWY_INLINE Wide Same(int32_t value) {
+  return {hn::Set(D32(), value), hn::Set(D32(), value)};
 }
 
 HWY_INLINE Wide Sum(const Wide& a, const Wide& b) {
@@ -87,15 +95,18 @@ HWY_INLINE Wide Difference(const Wide& a, const Wide& b) {
   return {hn::Sub(a.low, b.low), hn::Sub(a.high, b.high)};
 }
 
+// What sums that are shifted by this start from.
 template <int Shift>
-HWY_INLINE V16 Rounded(const Wide& sum) {
-  const D16 d;
-  const D32 d32;
-  const V32 half = hn::Set(d32, 1 << (Shift - 1));
-  const V32 low = hn::ShiftRight<Shift>(hn::Add(sum.low, half));
-  const V32 high = hn::ShiftRight<Shift>(hn::Add(sum.high, half));
+HWY_INLINE Wide Half() {
+  return Same(1 << (Shift - 1));
+}
+
+template <int Shift>
+HWY_INLINE V16 Shifted(const Wide& sum) {
+  const V32 low = hn::ShiftRight<Shift>(sum.low);
+  const V32 high = hn::ShiftRight<Shift>(sum.high);
   // Its order is that of the interleaving before: each block by itself.
-  return hn::ReorderDemote2To(d, low, high);
+  return hn::ReorderDemote2To(D16(), low, high);
 }
 
 template <int Shift>
@@ -105,34 +116,36 @@ HWY_INLINE void InversePass(V16* rows) {
   const Pairs p13 = PairsOf(rows[1], rows[3]);
   const Pairs p57 = PairsOf(rows[5], rows[7]);
   V16 out[8];
-  const auto put = [&](size_t x, const Wide& even, const Wide& odd) HWY_ATTR {
-    out[x] = Rounded<Shift>(Sum(even, odd));
-    out[7 - x] = Rounded<Shift>(Difference(even, odd));
+  const auto even = [&](int16_t c0, int16_t c2, int16_t c4, int16_t c6) HWY_ATTR {
+    return Product(p46, c4, c6, Product(p02, c0, c2, Half<Shift>()));
   };
-  put(0, Sum(Product(p02, kC0, kC2), Product(p46, kC4, kC6)),
-      Sum(Product(p13, kC1, kC3), Product(p57, kC5, kC7)));
-  put(1, Sum(Product(p02, kC0, kC6), Product(p46, -kC4, -kC2)),
-      Sum(Product(p13, kC3, -kC7), Product(p57, -kC1, -kC5)));
-  put(2, Sum(Product(p02, kC0, -kC6), Product(p46, -kC4, kC2)),
-      Sum(Product(p13, kC5, -kC1), Product(p57, kC7, kC3)));
-  put(3, Sum(Product(p02, kC0, -kC2), Product(p46, kC4, -kC6)),
-      Sum(Product(p13, kC7, -kC5), Product(p57, kC3, -kC1)));
+  const auto odd = [&](int16_t c1, int16_t c3, int16_t c5, int16_t c7)
+                       HWY_ATTR { return Product(p57, c5, c7, Product(p13, c1, c3, Same(0))); };
+  const auto put = [&](size_t x, const Wide& evens, const Wide& odds) HWY_ATTR {
+    out[x] = Shifted<Shift>(Sum(evens, odds));
+    out[7 - x] = Shifted<Shift>(Difference(evens, odds));
+  };
+  put(0, even(kC0, kC2, kC4, kC6), odd(kC1, kC3, kC5, kC7));
+  put(1, even(kC0, kC6, -kC4, -kC2), odd(kC3, -kC7, -kC1, -kC5));
+  put(2, even(kC0, -kC6, -kC4, kC2), odd(kC5, -kC1, kC7, kC3));
+  put(3, even(kC0, -kC2, kC4, -kC6), odd(kC7, -kC5, kC3, -kC1));
   for (size_t i = 0; i < 8; ++i) rows[i] = out[i];
 }
 
-// A pass with no sharing but that of the products' pairs. Sums and differences of samples would
-// pass 16 bits between the passes, so that they are not taken first.
+// Sums and differences of samples that mirror each other have 16 bits in both passes: between them
+// no value of samples within their range passes 512 * 8 * 2^kForwardFraction / sqrt(8).
 template <int Shift>
 HWY_INLINE void ForwardPass(V16* rows) {
-  const Pairs p07 = PairsOf(rows[0], rows[7]);
-  const Pairs p16 = PairsOf(rows[1], rows[6]);
-  const Pairs p25 = PairsOf(rows[2], rows[5]);
-  const Pairs p34 = PairsOf(rows[3], rows[4]);
+  const Pairs sums01 = PairsOf(hn::Add(rows[0], rows[7]), hn::Add(rows[1], rows[6]));
+  const Pairs sums23 = PairsOf(hn::Add(rows[2], rows[5]), hn::Add(rows[3], rows[4]));
+  const Pairs differences01 = PairsOf(hn::Sub(rows[0], rows[7]), hn::Sub(rows[1], rows[6]));
+  const Pairs differences23 = PairsOf(hn::Sub(rows[2], rows[5]), hn::Sub(rows[3], rows[4]));
   for (size_t k = 0; k < 8; ++k) {
     const auto& basis = kBasis[k];
-    rows[k] = Rounded<Shift>(
-        Sum(Sum(Product(p07, basis[0], basis[7]), Product(p16, basis[1], basis[6])),
-            Sum(Product(p25, basis[2], basis[5]), Product(p34, basis[3], basis[4]))));
+    const Pairs& first = k % 2 == 0 ? sums01 : differences01;
+    const Pairs& second = k % 2 == 0 ? sums23 : differences23;
+    rows[k] = Shifted<Shift>(
+        Product(second, basis[2], basis[3], Product(first, basis[0], basis[1], Half<Shift>())));
   }
 }
 
@@ -162,41 +175,99 @@ HWY_INLINE void Transpose(V16* r) {
   }
 }
 
-// One row of the blocks that are worked on at once: of the same block twice where there is no
-// other.
-HWY_INLINE V16 LoadRow(const int16_t* row, size_t next) {
-#if HWY_MAX_BYTES >= 32 && !HWY_HAVE_SCALABLE
-  return hn::Combine(D16(), hn::LoadU(DRow(), row + next), hn::LoadU(DRow(), row));
+// A vector of rows of eight, of which `row(i)` gives those of the blocks that are worked on at
+// once.
+template <class Row>
+HWY_INLINE V16 RowsOf(Row row) {
+#if HWY_MAX_BYTES >= 64 && !HWY_HAVE_SCALABLE
+  const hn::Half<D16> half;
+  return hn::Combine(D16(), hn::Combine(half, row(3), row(2)), hn::Combine(half, row(1), row(0)));
+#elif HWY_MAX_BYTES >= 32 && !HWY_HAVE_SCALABLE
+  return hn::Combine(D16(), row(1), row(0));
 #else
-  (void)next;
-  return hn::LoadU(DRow(), row);
+  return row(0);
 #endif
 }
-HWY_INLINE void StoreRow(V16 values, int16_t* row, size_t next) {
-#if HWY_MAX_BYTES >= 32 && !HWY_HAVE_SCALABLE
-  hn::StoreU(hn::LowerHalf(DRow(), values), DRow(), row);
-  hn::StoreU(hn::UpperHalf(DRow(), values), DRow(), row + next);
+// The other way: calls put(i, row).
+template <class Put>
+HWY_INLINE void ToRows(V16 values, Put put) {
+#if HWY_MAX_BYTES >= 64 && !HWY_HAVE_SCALABLE
+  const hn::Half<D16> half;
+  const auto low = hn::LowerHalf(half, values);
+  const auto high = hn::UpperHalf(half, values);
+  put(0, hn::LowerHalf(DRow(), low));
+  put(1, hn::UpperHalf(DRow(), low));
+  put(2, hn::LowerHalf(DRow(), high));
+  put(3, hn::UpperHalf(DRow(), high));
+#elif HWY_MAX_BYTES >= 32 && !HWY_HAVE_SCALABLE
+  put(0, hn::LowerHalf(DRow(), values));
+  put(1, hn::UpperHalf(DRow(), values));
 #else
-  (void)next;
-  hn::StoreU(values, DRow(), row);
+  put(0, values);
 #endif
 }
 
-HWY_INLINE void LoadBlock(const int16_t* block, size_t next, V16* rows) {
-  for (size_t i = 0; i < 8; ++i) rows[i] = LoadRow(block + 8 * i, next);
+#if HWY_MAX_BYTES >= 64 && !HWY_HAVE_SCALABLE
+// Four rows of four blocks: from block by block to row by row, and back.
+HWY_INLINE void TransposeRows(const V16* in, V16* out) {
+  const auto a = _mm512_shuffle_i64x2(in[0].raw, in[1].raw, 0x44);
+  const auto b = _mm512_shuffle_i64x2(in[2].raw, in[3].raw, 0x44);
+  const auto c = _mm512_shuffle_i64x2(in[0].raw, in[1].raw, 0xEE);
+  const auto e = _mm512_shuffle_i64x2(in[2].raw, in[3].raw, 0xEE);
+  out[0] = V16{_mm512_shuffle_i64x2(a, b, 0x88)};
+  out[1] = V16{_mm512_shuffle_i64x2(a, b, 0xDD)};
+  out[2] = V16{_mm512_shuffle_i64x2(c, e, 0x88)};
+  out[3] = V16{_mm512_shuffle_i64x2(c, e, 0xDD)};
 }
-HWY_INLINE void StoreBlock(const V16* rows, int16_t* block, size_t next) {
-  for (size_t i = 0; i < 8; ++i) StoreRow(rows[i], block + 8 * i, next);
+#endif
+
+// The rows of `there` blocks; the last one stands for those that are missing, too.
+HWY_INLINE void LoadBlocks(const int16_t* blocks, size_t there, V16* rows) {
+#if HWY_MAX_BYTES >= 64 && !HWY_HAVE_SCALABLE
+  if (there == kAtOnce) [[likely]] {
+    V16 halves[2][kAtOnce];
+    for (size_t i = 0; i < kAtOnce; ++i) {
+      halves[0][i] = hn::LoadU(D16(), blocks + 64 * i);
+      halves[1][i] = hn::LoadU(D16(), blocks + 64 * i + 32);
+    }
+    TransposeRows(halves[0], rows);
+    TransposeRows(halves[1], rows + 4);
+    return;
+  }
+#endif
+  for (size_t y = 0; y < 8; ++y) {
+    rows[y] = RowsOf([&](size_t i) HWY_ATTR {
+      return hn::LoadU(DRow(), blocks + 64 * HWY_MIN(i, there - 1) + 8 * y);
+    });
+  }
+}
+HWY_INLINE void StoreBlocks(const V16* rows, int16_t* blocks, size_t there) {
+#if HWY_MAX_BYTES >= 64 && !HWY_HAVE_SCALABLE
+  if (there == kAtOnce) [[likely]] {
+    V16 halves[2][kAtOnce];
+    TransposeRows(rows, halves[0]);
+    TransposeRows(rows + 4, halves[1]);
+    for (size_t i = 0; i < kAtOnce; ++i) {
+      hn::StoreU(halves[0][i], D16(), blocks + 64 * i);
+      hn::StoreU(halves[1][i], D16(), blocks + 64 * i + 32);
+    }
+    return;
+  }
+#endif
+  for (size_t y = 0; y < 8; ++y) {
+    ToRows(rows[y], [&](size_t i, VRow row) HWY_ATTR {
+      if (i < there) hn::StoreU(row, DRow(), blocks + 64 * i + 8 * y);
+    });
+  }
 }
 
 // Whether nothing but the first value of each block is there.
 HWY_INLINE bool IsFlat(const V16* rows) {
   const D16 d;
-  alignas(32) static constexpr int16_t kRest[16] = {0, -1, -1, -1, -1, -1, -1, -1,
-                                                    0, -1, -1, -1, -1, -1, -1, -1};
-  const V16 rest = hn::Or(
-      hn::Or(hn::Or(rows[1], rows[2]), hn::Or(rows[3], rows[4])),
-      hn::Or(hn::Or(rows[5], rows[6]), hn::Or(rows[7], hn::And(rows[0], hn::Load(d, kRest)))));
+  alignas(16) static constexpr int16_t kRest[8] = {0, -1, -1, -1, -1, -1, -1, -1};
+  const V16 rest = hn::Or(hn::Or(hn::Or(rows[1], rows[2]), hn::Or(rows[3], rows[4])),
+                          hn::Or(hn::Or(rows[5], rows[6]),
+                                 hn::Or(rows[7], hn::And(rows[0], hn::LoadDup128(d, kRest)))));
   return hn::AllTrue(d, hn::Eq(rest, hn::Zero(d)));
 }
 
@@ -216,18 +287,18 @@ HWY_INLINE void FillFlat(int16_t* block) {
 template <int Fraction>
 void InverseOf(int16_t* blocks, size_t count) {
   for (size_t i = 0; i < count; i += kAtOnce, blocks += 64 * kAtOnce) {
-    const size_t next = i + kAtOnce <= count ? 64 : 0;
+    const size_t there = HWY_MIN(kAtOnce, count - i);
     V16 rows[8];
-    LoadBlock(blocks, next, rows);
+    LoadBlocks(blocks, there, rows);
     if (IsFlat(rows)) {
-      for (size_t at = 0; at <= next * (kAtOnce - 1); at += 64) FillFlat<Fraction>(blocks + at);
+      for (size_t block = 0; block < there; ++block) FillFlat<Fraction>(blocks + 64 * block);
       continue;
     }
     InversePass<kBasisFraction - Fraction>(rows);
     Transpose(rows);
     InversePass<kBasisFraction + Fraction>(rows);
     Transpose(rows);
-    StoreBlock(rows, blocks, next);
+    StoreBlocks(rows, blocks, there);
   }
 }
 
@@ -244,10 +315,13 @@ template <int Shift>
 HWY_INLINE void ReducedPass(V16* rows) {
   const Pairs p01 = PairsOf(rows[0], rows[1]);
   const Pairs p23 = PairsOf(rows[2], rows[3]);
-  rows[0] = Rounded<Shift>(Sum(Product(p01, kC0, kC2), Product(p23, kC4, kC6)));
-  rows[1] = Rounded<Shift>(Sum(Product(p01, kC0, kC6), Product(p23, -kC4, -kC2)));
-  rows[2] = Rounded<Shift>(Sum(Product(p01, kC0, -kC6), Product(p23, -kC4, kC2)));
-  rows[3] = Rounded<Shift>(Sum(Product(p01, kC0, -kC2), Product(p23, kC4, -kC6)));
+  const auto row = [&](int16_t c0, int16_t c1, int16_t c2, int16_t c3) HWY_ATTR {
+    return Shifted<Shift>(Product(p23, c2, c3, Product(p01, c0, c1, Half<Shift>())));
+  };
+  rows[0] = row(kC0, kC2, kC4, kC6);
+  rows[1] = row(kC0, kC6, -kC4, -kC2);
+  rows[2] = row(kC0, -kC6, -kC4, kC2);
+  rows[3] = row(kC0, -kC2, kC4, -kC6);
 }
 
 // Each of the blocks by itself.
@@ -274,15 +348,14 @@ HWY_INLINE void TransposePair(V16* r) {
 constexpr size_t kHalvesAtOnce = 2 * kAtOnce;
 
 HWY_INLINE V16 LoadHalfRow(const int16_t* row) {
-  const hn::FixedTag<int16_t, 4> half;
-  const auto two = [&](const int16_t* first) HWY_ATTR {
+  return RowsOf([&](size_t i) HWY_ATTR {
+    const hn::FixedTag<int16_t, 4> half;
+    const int16_t* const first = row + 128 * i;
     return hn::Combine(DRow(), hn::LoadU(half, first + 64), hn::LoadU(half, first));
-  };
-#if HWY_MAX_BYTES >= 32 && !HWY_HAVE_SCALABLE
-  return hn::Combine(D16(), two(row + 128), two(row));
-#else
-  return two(row);
-#endif
+  });
+}
+HWY_INLINE void StorePairs(V16 pairs, int16_t* to) {
+  ToRows(pairs, [&](size_t i, VRow pair) HWY_ATTR { hn::StoreU(pair, DRow(), to + 128 * i); });
 }
 
 template <int Fraction>
@@ -299,8 +372,8 @@ void HalfOf(int16_t* blocks, size_t count) {
     for (size_t y = 0; y < 4; y += 2) {
       const auto upper = hn::BitCast(d64, rows[y]);
       const auto lower = hn::BitCast(d64, rows[y + 1]);
-      StoreRow(hn::BitCast(d, hn::InterleaveLower(d64, upper, lower)), blocks + 4 * y, 128);
-      StoreRow(hn::BitCast(d, hn::InterleaveUpper(d64, upper, lower)), blocks + 64 + 4 * y, 128);
+      StorePairs(hn::BitCast(d, hn::InterleaveLower(d64, upper, lower)), blocks + 4 * y);
+      StorePairs(hn::BitCast(d, hn::InterleaveUpper(d64, upper, lower)), blocks + 64 + 4 * y);
     }
   }
 }
@@ -319,15 +392,15 @@ void ReducedBlocks(int16_t* blocks, size_t count, int fraction, int size) {
 template <int Scale>
 void ForwardOf(int16_t* blocks, size_t count) {
   for (size_t i = 0; i < count; i += kAtOnce, blocks += 64 * kAtOnce) {
-    const size_t next = i + kAtOnce <= count ? 64 : 0;
+    const size_t there = HWY_MIN(kAtOnce, count - i);
     V16 rows[8];
-    LoadBlock(blocks, next, rows);
+    LoadBlocks(blocks, there, rows);
     for (size_t y = 0; y < 8; ++y) rows[y] = hn::ShiftLeft<Scale>(rows[y]);
     Transpose(rows);
     ForwardPass<kBasisFraction - kForwardFraction>(rows);
     Transpose(rows);
     ForwardPass<kBasisFraction + kForwardFraction>(rows);
-    StoreBlock(rows, blocks, next);
+    StoreBlocks(rows, blocks, there);
   }
 }
 void ForwardBlocks(int16_t* blocks, size_t count) {

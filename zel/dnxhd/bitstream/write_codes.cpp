@@ -1,11 +1,28 @@
 #include "zel/dnxhd/bitstream/write_codes.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstdlib>
 
 #include "zel/dnxhd/bitstream/block_order.h"
 #include "zel/dnxhd/tables/ac_codes.h"
 
 namespace zel::dnxhd {
+
+namespace {
+
+// Calls visit(difference, bits of its magnitude) for all DC differences that have a code.
+template <typename Visit>
+void ForEachDifference(const VCIDEntry& entry, Visit visit) {
+  constexpr int32_t kBound = kDcDifferences / 2;
+  for (int32_t difference = 1 - kBound; difference < kBound; ++difference) {
+    const auto size =
+        static_cast<uint32_t>(std::bit_width(static_cast<uint32_t>(std::abs(difference))));
+    if (size < entry.dcLengths.size() && entry.dcLengths[size] != 0) visit(difference, size);
+  }
+}
+
+}  // namespace
 
 BitCost::BitCost(const VCIDEntry& entry)
     : endOfBlocks(static_cast<uint8_t>(entry.endOfBlockLength * BlocksOf(CodingModeOf(entry)))),
@@ -29,9 +46,9 @@ BitCost::BitCost(const VCIDEntry& entry)
   for (size_t length = 1; length < runSteps.size(); ++length) {
     runSteps[length] = static_cast<int8_t>(run[length] - run[length - 1]);
   }
-  for (size_t size = 0; size < dc.size(); ++size) {
-    if (entry.dcLengths[size] != 0) dc[size] = static_cast<uint8_t>(entry.dcLengths[size] + size);
-  }
+  ForEachDifference(entry, [&](int32_t difference, uint32_t size) {
+    dc[DcIndex(difference)] = static_cast<uint8_t>(entry.dcLengths[size] + size);
+  });
 }
 
 WriteCodes::WriteCodes(const VCIDEntry& entry)
@@ -60,9 +77,12 @@ WriteCodes::WriteCodes(const VCIDEntry& entry)
       }
     }
   }
-  for (size_t size = 0; size < dc.size(); ++size) {
-    dc[size] = {entry.dcCodes[size], entry.dcLengths[size]};
-  }
+  ForEachDifference(entry, [&](int32_t difference, uint32_t size) {
+    // A negative difference is written less one, of which the low bits count.
+    const auto bits = static_cast<uint32_t>(difference - (difference < 0 ? 1 : 0));
+    dc[DcIndex(difference)] = {entry.dcCodes[size] << size | (bits & ((1u << size) - 1)),
+                               entry.dcLengths[size] + size};
+  });
 }
 
 }  // namespace zel::dnxhd

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <bit>
 #include <cassert>
 #include <cstdint>
 #include <cstdlib>
@@ -17,6 +16,13 @@ namespace zel::dnxhd {
 /// codec leaves out: it reads both.
 inline constexpr uint32_t kEscapeMagnitude = 64;
 
+/// Differences of DC have 13 bits of magnitude at most. Tables by all of them take the place of
+/// counting the bits of each; those in use lie together around 0.
+inline constexpr uint32_t kDcDifferences = 1 << 14;
+constexpr uint32_t DcIndex(int32_t difference) {
+  return static_cast<uint32_t>(difference) % kDcDifferences;
+}
+
 /// Lengths, signs and escape bits included.
 struct BitCost {
   uint8_t endOfBlocks = 0;  // of all blocks of a macroblock
@@ -31,7 +37,8 @@ struct BitCost {
   alignas(64) std::array<uint8_t, 64> afterRunByMagnitude{};
   alignas(64) std::array<uint8_t, 64> runByDistance{};  // the run of d - 1 zeros; 0 for none
   std::array<int8_t, 16> runSteps{};
-  std::array<uint8_t, 16> dc{};  // by size, the bits behind the code included; 0: no such size
+  /// By DcIndex, the bits behind the code included.
+  std::array<uint8_t, kDcDifferences> dc{};
 
   explicit BitCost(const VCIDEntry& entry);
 
@@ -40,12 +47,8 @@ struct BitCost {
     const uint32_t index = AcIndex(magnitude);
     return zeros == 0 ? ac[index - 1] : ac[128 + index - 1] + run[zeros];
   }
-  uint32_t Dc(int32_t difference) const { return dc[SizeOf(difference)]; }
+  uint32_t Dc(int32_t difference) const { return dc[DcIndex(difference)]; }
 
-  /// Bits of a DC difference's magnitude.
-  static uint32_t SizeOf(int32_t difference) {
-    return static_cast<uint32_t>(std::bit_width(static_cast<uint32_t>(std::abs(difference))));
-  }
   /// 1 to 63 without escape, 65 to 128 with it.
   static uint32_t AcIndex(uint32_t magnitude) {
     return magnitude < kEscapeMagnitude ? magnitude : (magnitude - 1) % 64 + 65;
@@ -57,8 +60,8 @@ struct WriteCode {
   uint32_t length;
 };
 
-/// A coefficient with its sign and the run before it, whole: its length is in the low five bits,
-/// the code above them.
+/// A coefficient with its sign and the run before it, or a DC difference, whole: its length is in
+/// the low five bits, the code above them.
 class PairCode {
  public:
   static constexpr uint32_t kMostBits = 27;
@@ -88,7 +91,8 @@ struct WriteCodes {
   std::array<WriteCode, 128> plain{};
   std::array<WriteCode, 128> afterRun{};
   std::array<WriteCode, 63> run{};
-  std::array<WriteCode, 16> dc{};  // the code alone
+  /// By DcIndex, with the bits behind the code; of sizes that there are no codes for, without bits.
+  std::array<PairCode, kDcDifferences> dc{};
   WriteCode endOfBlock{};
   uint32_t escapeBits = 0;
 
