@@ -1,8 +1,10 @@
 """zel mux: options, configurations, outputs and failures."""
 
+import resource
+import subprocess
 import unittest
 
-from zel_command import ZelTest, mp2
+from zel_command import ZEL, ZelTest, mp2
 
 FRAMES = 200  # 4.8 s
 PACKET = 188
@@ -152,6 +154,48 @@ class Mux(ZelTest):
         outcome = self.zel("mux", "a.mp2", "--rate", "1M", "-o", "/dev/full")
         self.assertEqual(outcome.code, 1)
         self.assertIn("No space left on device", outcome.err)
+
+    CONFIGURATION = b"Transport*\nFile = a.ts\nRate = 1000000\nProgram1*\nAudio1$\nFile = a.mp2\n"
+
+    def check_whole_packets(self, name, most):
+        stream = self.get(name)
+        self.assertEqual(len(stream) % PACKET, 0)
+        self.assertEqual({byte for byte in stream[::PACKET]}, {0x47})
+        self.assertGreater(len(stream), most // 2)
+        self.assertLessEqual(len(stream), most)
+
+    def test_a_largest_size_of_files_that_is_reached(self):
+        most = 100000  # no multiple of a packet, nor of a block
+
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (most, most))
+
+        outcome = self.zel("mux", "a.mp2", "--rate", "1M", "-o", "a.ts", preexec_fn=limit)
+        self.assertEqual((outcome.code, outcome.err), (1, "zel: mux: a.ts: File too large\n"))
+        self.assertFalse(self.has("a.ts"))
+        # What the engine writes by itself stays, up to the last whole packet.
+        self.put("a.cfg", self.CONFIGURATION)
+        outcome = self.zel("mux", "--config", "a.cfg", preexec_fn=limit)
+        self.assertEqual(outcome.code, 1)
+        self.assertIn("Error writing to output file. No space left on device: Disk Full", outcome.err)
+        self.check_whole_packets("a.ts", most)
+
+    def test_a_small_file_system_that_fills(self):
+        # In a name space of its own anybody may mount one, where the system allows it.
+        (self.folder / "small").mkdir()
+        self.put("a.cfg", self.CONFIGURATION.replace(b"a.ts", b"small/a.ts"))
+        inside = ("mount -t tmpfs -o size=100k none small || exit 77; "
+                  f"{ZEL} mux a.mp2 --rate 1M -o small/b.ts; echo $?; ls small; "
+                  f"{ZEL} mux --config a.cfg; echo $?; cp small/a.ts kept.ts")
+        process = subprocess.run(["unshare", "--user", "--map-root-user", "--mount", "sh", "-c", inside],
+                                 cwd=self.folder, capture_output=True, timeout=60, check=False)
+        if process.returncode == 77 or b"unshare" in process.stderr:
+            self.skipTest("no file system can be mounted here")
+        self.assertEqual(process.stdout.split(), [b"1", b"1"], "b.ts is removed")
+        errors = process.stderr.decode().splitlines()
+        self.assertEqual(errors[0], "zel: mux: small/b.ts: No space left on device")
+        self.assertIn("No space left on device: Disk Full", errors[1])
+        self.check_whole_packets("kept.ts", 100 * 1024)
 
 
 if __name__ == "__main__":

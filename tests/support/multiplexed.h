@@ -18,7 +18,7 @@ struct Multiplexed {
   bool warned(int32_t code) const;
 };
 
-/// Throws tool::Failure where the text is no configuration.
+/// Throws tool::Failure where the text is no configuration, and where the run doesn't end.
 Multiplexed multiplexText(const std::string& text);
 
 }  // namespace zel::test

@@ -89,6 +89,7 @@ void removeUnfinishedFilesOnSignals() {
     sigaction(signal, &action, nullptr);
   }
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
 }
 
 }  // namespace zel::tool

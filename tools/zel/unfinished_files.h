@@ -27,7 +27,8 @@ class UnfinishedFile {
 };
 
 /// From here on SIGINT, SIGTERM and SIGHUP remove the unfinished files, and then end the process as
-/// the signal does by default, so that a shell sees it. SIGPIPE is ignored: a write tells of it.
+/// the signal does by default, so that a shell sees it. SIGPIPE and SIGXFSZ are ignored: a write
+/// tells of them.
 void removeUnfinishedFilesOnSignals();
 
 }  // namespace zel::tool

@@ -1,4 +1,9 @@
+#include <random>
+#include <thread>
+
 #include "tests/support/plain_transport_stream.h"
+#include "tests/support/random_streams.h"
+#include "tests/support/seed.h"
 #include "tests/unit/mux/engine/engine_fixture.h"
 #include "tests/unit/mux/engine/video/avc_bytes.h"
 #include "zel/mux/engine/stream/stream.h"
@@ -167,6 +172,70 @@ TEST_F(WholeRun, WithPesAlignmentAndAccessPointsMarked) {
   ASSERT_GT(multiplex(), 0) << run.texts;
   EXPECT_EQ(run.said, "");
   expectClean();
+}
+
+// Packets whose adaptation field is its length byte alone.
+int lengthBytesAlone(const std::vector<uint8_t>& bytes) {
+  int count = 0;
+  for (size_t at = 0; at < bytes.size(); at += 188)
+    count += (bytes[at + 3] & 0x20) != 0 && bytes[at + 4] == 0 ? 1 : 0;
+  return count;
+}
+
+std::vector<uint8_t> withoutZeros(const std::vector<uint8_t>& bytes) {
+  std::vector<uint8_t> out;
+  for (const uint8_t byte : bytes)
+    if (byte != 0) out.push_back(byte);
+  return out;
+}
+
+TEST_F(WholeRun, NoEmptyAfLeavesNoFieldOfALengthByteAlone) {
+  // Units of every length, each with a packet of its own at its end.
+  std::mt19937_64 random(testSeed());
+  plain.video = randomMpeg2Video(random, 2'000'000, 20);
+  tsm_video* video = addVideo();
+  tsm_audio* audio = addAudio();
+  video->pesAlign = audio->pesAlign = true;
+  ASSERT_GT(multiplex(), 0) << run.texts;
+  EXPECT_GT(lengthBytesAlone(run.bytes), 0);
+
+  run.config->noEmptyAf = true;
+  run.bytes.clear();
+  ASSERT_GT(multiplex(), 0) << run.texts;
+  EXPECT_EQ(run.said, "");
+  EXPECT_EQ(lengthBytesAlone(run.bytes), 0);
+  EXPECT_TRUE(judge().clean()) << judge().text();
+  EXPECT_EQ(elementaryStream(run.bytes, kAudioPid), plain.audio);
+  // A zero byte stands behind a unit here and there, where no decoder minds it.
+  const std::vector<uint8_t> back = elementaryStream(run.bytes, kVideoPid);
+  EXPECT_GT(back.size(), plain.video.size());
+  EXPECT_EQ(withoutZeros(back), withoutZeros(plain.video));
+}
+
+TEST_F(WholeRun, OnTwoThreadsEachGivesWhatItGivesAlone) {
+  const auto make = [&](double rate, std::vector<uint8_t>& out) {
+    EngineRun own;
+    own.config->rate = rate;
+    tsm_program* const one = own.addProgram();
+    MemoryInput pictures{plain.video};
+    MemoryInput sound{plain.audio};
+    tsm_add_video(one)->user = &pictures;
+    tsm_add_audio(one)->user = &sound;
+    EXPECT_GT(own.multiplex(), 0) << own.texts;
+    EXPECT_EQ(own.said, "");
+    out = own.bytes;
+  };
+  constexpr double kRates[] = {15e6, 20e6};
+  std::vector<uint8_t> alone[2];
+  std::vector<uint8_t> together[2];
+  for (int i = 0; i < 2; ++i) make(kRates[i], alone[i]);
+  std::thread threads[2];
+  for (int i = 0; i < 2; ++i) threads[i] = std::thread([&, i] { make(kRates[i], together[i]); });
+  for (std::thread& each : threads) each.join();
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_FALSE(alone[i].empty());
+    EXPECT_TRUE(together[i] == alone[i]);
+  }
 }
 
 TEST_F(WholeRun, StoppingWithTheFirstOfSoundAndPictures) {

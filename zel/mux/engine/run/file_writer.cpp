@@ -1,6 +1,8 @@
 #include "zel/mux/engine/run/file_writer.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <filesystem>
 #include <string_view>
 
 #include "zel/mux/engine/input/file_source.h"
@@ -50,11 +52,11 @@ bool file_writer::open_next() {
     reports_.fatal(kMoreFilesNeeded);
     return false;
   }
-  const std::string name = series_ ? numbered_name(names_[0], next_) : names_[next_];
+  name_ = series_ ? numbered_name(names_[0], next_) : names_[next_];
   ++next_;
-  file_.reset(std::fopen(name.c_str(), "wb"));
+  file_.reset(std::fopen(name_.c_str(), "wb"));
   if (file_ != nullptr) return true;
-  reports_.fatal(kOpenFailed, no_pid, std::string_view(name));
+  reports_.fatal(kOpenFailed, no_pid, std::string_view(name_));
   return false;
 }
 
@@ -62,6 +64,10 @@ bool file_writer::put(const uint8_t* data, size_t size, int32_t packetKind) {
   if (file_ == nullptr) return false;
   written_ += static_cast<int64_t>(size);
   if (std::fwrite(data, 1, size, file_.get()) == size) return true;
+  const int error = errno;  // the message tells of a full disk by it
+  file_.reset();
+  cut_to_whole_packets();
+  errno = error;
   reports_.fatal(packetKind == kKindOfNull ? kNullWriteFailed : kWriteFailed);
   return false;
 }
@@ -87,7 +93,21 @@ int file_writer::write(void* user, const uint8_t* data, int32_t size, int32_t pa
 bool file_writer::close() {
   if (file_ == nullptr) return true;
   const bool wasGood = std::ferror(file_.get()) == 0;
-  return std::fclose(file_.release()) == 0 && wasGood;
+  if (std::fclose(file_.release()) == 0 && wasGood) return true;
+  const int error = errno;
+  cut_to_whole_packets();
+  errno = error;
+  return false;
+}
+
+// What a write that failed did of its packets is cut off again. A device keeps no size.
+void file_writer::cut_to_whole_packets() {
+  std::error_code fault;
+  if (!std::filesystem::is_regular_file(name_, fault)) return;
+  const std::uintmax_t size = std::filesystem::file_size(name_, fault);
+  if (fault) return;
+  const std::uintmax_t rest = size % static_cast<std::uintmax_t>(packetSize_);
+  if (rest > 0) std::filesystem::resize_file(name_, size - rest, fault);
 }
 
 }  // namespace zel::mux

@@ -12,7 +12,7 @@ namespace zel::mux {
 
 /// The built-in output: the configured files, one after the other where a largest size is set. A
 /// single name that holds "%i" stands for a numbered series that begins with 0. Packets aren't
-/// split over files.
+/// split over files; nor does one stay in pieces where a disk was full.
 class file_writer {
  public:
   /// `reports` outlives this. `fileSize` of 0 is no limit.
@@ -34,6 +34,7 @@ class file_writer {
 
   bool open_next();
   bool put(const uint8_t* data, size_t size, int32_t packetKind);
+  void cut_to_whole_packets();
 
   std::vector<std::string> names_;
   int64_t fileSize_;
@@ -42,6 +43,7 @@ class file_writer {
   size_t next_ = 0;
   int32_t packetSize_ = 188;
   int64_t written_ = 0;  // to the file at hand
+  std::string name_;     // of it
   std::unique_ptr<FILE, close_file> file_;
 };
 
