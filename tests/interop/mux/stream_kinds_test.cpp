@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
 
+#include "tests/interop/mux/kinds_table.h"
 #include "tests/support/elementary_media.h"
 #include "tests/support/external_program.h"
 #include "tests/support/multiplexed.h"
@@ -18,9 +20,12 @@ constexpr int kVideoPid = 0x101;
 constexpr int kAudioPid = 0x102;
 
 // The streams are made once for all tests.
-std::string mediaFile(const ElementaryMedia& media) {
+ElementaryMediaShelf& mediaShelf() {
   static ElementaryMediaShelf shelf(kSeconds);
-  return shelf.file(media);
+  return shelf;
+}
+std::string mediaFile(const ElementaryMedia& media) {
+  return mediaShelf().file(media);
 }
 
 std::string textOf(const std::string& video, const std::string& keys, const std::string& audio) {
@@ -111,6 +116,31 @@ TEST_P(StreamKinds, AreReadByASecondDemultiplexer) {
   ASSERT_LE(back.size(), whole.size());
   EXPECT_LT(whole.size() - back.size(), whole.size() / 20);
   EXPECT_TRUE(std::equal(back.rbegin(), back.rend(), whole.rbegin()));
+}
+
+// The tool's own way, and the page that tells of it.
+TEST_P(StreamKinds, HaveACommandLineThatTheJudgePasses) {
+  const KindRun run = runKind(GetParam(), mediaShelf(), folder_, ZEL_COMMAND);
+  EXPECT_EQ(run.exitCode, 0) << run.said;
+  EXPECT_NE(run.said.find(GetParam().warning), std::string::npos) << run.said;
+  EXPECT_TRUE(run.verdict.clean()) << run.verdict.text();
+  EXPECT_FALSE(run.source.empty());
+  EXPECT_TRUE(run.back == run.source);
+}
+
+TEST(StreamKindsPage, HasARowForEveryKindAndNoOther) {
+  std::ifstream page(ZEL_KINDS_PAGE);
+  ASSERT_TRUE(page.good()) << ZEL_KINDS_PAGE;
+  std::vector<std::string> rows;
+  for (std::string line; std::getline(page, line);)
+    if (line.find("`zel mux") != std::string::npos && line[0] == '|') rows.push_back(line);
+  ASSERT_EQ(rows.size(), allElementaryMedia().size());
+  for (size_t i = 0; i < rows.size(); ++i) {
+    const ElementaryMedia& media = allElementaryMedia()[i];
+    const std::string expected = kindRowBegin(media) + "0 | ";
+    EXPECT_EQ(rows[i].substr(0, expected.size()), expected);
+    EXPECT_NE(rows[i].find(" | yes | "), std::string::npos) << rows[i];
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Media, StreamKinds, testing::ValuesIn(allElementaryMedia()),
