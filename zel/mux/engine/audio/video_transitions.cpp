@@ -36,9 +36,9 @@ bool find_transition(video_state& video, size_t number) {
 // How far behind the file's first picture its first frame belongs.
 double delay_in_file(audio_state& state, const video_transition& pictures, int64_t start) {
   if (pictures.sourcePts90k < 0 || state.input.source() == nullptr) return 0;
-  const int64_t heard = state.input.source()->pts90k_at(start);
-  if (heard < 0) return 0;
-  return static_cast<double>(base::difference90k(heard, pictures.sourcePts90k)) * 300;
+  const auto heard = state.input.source()->stamp_at(start);
+  if (!heard) return 0;
+  return static_cast<double>(base::difference90k(heard->pts90k, pictures.sourcePts90k)) * 300;
 }
 
 }  // namespace

@@ -113,7 +113,7 @@ bool program_stream_source::open_packet(size_t size) {
   window_.drop(header.size);
   size -= header.size;
   if (!enters_substream(size)) return drop(size);
-  marks_.note(given_, header.pts);
+  marks_.note(given_, header.pts, header.dts);
   if (firstPts_ < 0) {
     firstPts_ = header.pts;
     firstDts_ = header.dts;

@@ -27,7 +27,12 @@ class program_stream_source : public stream_source {
 
   int32_t read(uint8_t* to, int32_t room) override;
   int64_t first_pts90k() const override { return firstPts_; }
-  int64_t pts90k_at(int64_t position) const override { return marks_.at(position); }
+  std::optional<source_stamp> stamp_at(int64_t position) const override {
+    return marks_.at(position);
+  }
+  std::optional<source_stamp> stamp_from(int64_t position, int64_t dts90k) const override {
+    return marks_.from(position, dts90k);
+  }
   int64_t first_dts90k() const override { return firstDts_ >= 0 ? firstDts_ : firstPts_; }
 
  private:

@@ -89,8 +89,9 @@ std::optional<double> source_delay90k(const Morvalen::Zel::TarnArray& soundFiles
   if (tarn_array_text(&soundFiles, 0) != tarn_array_text(&pictures.files, 0)) return std::nullopt;
   if (soundInput.source() == nullptr || picturesInput.source() == nullptr) return std::nullopt;
   const int64_t heard = soundInput.source()->first_pts90k();
-  int64_t seen = picturesInput.source()->pts90k_at(firstPicture);
-  if (seen < 0) seen = picturesInput.source()->first_pts90k();
+  // A zero byte in front of a start code may have been the end of the PES packet before.
+  const auto picture = picturesInput.source()->stamp_at(firstPicture + 1);
+  const int64_t seen = picture ? picture->pts90k : picturesInput.source()->first_pts90k();
   if (heard < 0 || seen < 0) return std::nullopt;
   return static_cast<double>(base::difference90k(heard, seen));
 }

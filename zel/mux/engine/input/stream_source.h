@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "zel/mux/engine/input/source_tables.h"
+#include "zel/mux/engine/input/time_stamp_marks.h"
 
 namespace zel::mux {
 
@@ -23,11 +24,18 @@ class stream_source {
   /// The first time stamp of the stream in its source, in 90 kHz ticks, or -1: elementary files
   /// have none. Valid after the first read.
   virtual int64_t first_pts90k() const { return -1; }
-  /// The time stamp of what begins at byte `position` of the stream: that of the last PES packet
-  /// which begins there or before. -1 where it isn't known any more, or never was.
-  virtual int64_t pts90k_at(int64_t position) const {
+  /// The PES packet that what begins at byte `position` of the stream came in: the last one that
+  /// begins there or before. Nothing where it isn't known any more, or never was.
+  virtual std::optional<source_stamp> stamp_at(int64_t position) const {
     static_cast<void>(position);
-    return -1;
+    return std::nullopt;
+  }
+  /// The first PES packet behind byte `position` that isn't decoded before `dts90k`, as far as the
+  /// source has been read.
+  virtual std::optional<source_stamp> stamp_from(int64_t position, int64_t dts90k) const {
+    static_cast<void>(position);
+    static_cast<void>(dts90k);
+    return std::nullopt;
   }
   /// What the multiplex says of the stream, as far as it has been looked at. After the first read.
   virtual std::optional<source_description> description() { return std::nullopt; }

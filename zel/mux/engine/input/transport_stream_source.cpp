@@ -227,7 +227,7 @@ void transport_stream_source::start_pes(std::span<const uint8_t> payload) {
   if (header.packetLength > 0 && !is_video(header.streamId)) {
     pesLeft_ = 6 + int64_t{header.packetLength} - static_cast<int64_t>(header.size);
   }
-  marks_.note(given_, header.pts);
+  marks_.note(given_, header.pts, header.dts);
   if (firstPts_ < 0) {
     firstPts_ = header.pts;
     firstDts_ = header.dts;

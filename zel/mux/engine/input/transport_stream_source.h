@@ -34,7 +34,12 @@ class transport_stream_source : public stream_source {
   int64_t take_transition() override;
   int64_t first_pts90k() const override { return firstPts_; }
   std::optional<source_description> description() override { return tables_.find(wanted_.pid); }
-  int64_t pts90k_at(int64_t position) const override { return marks_.at(position); }
+  std::optional<source_stamp> stamp_at(int64_t position) const override {
+    return marks_.at(position);
+  }
+  std::optional<source_stamp> stamp_from(int64_t position, int64_t dts90k) const override {
+    return marks_.from(position, dts90k);
+  }
   int64_t first_dts90k() const override { return firstDts_ >= 0 ? firstDts_ : firstPts_; }
 
   /// Bytes of a packet and what goes with it; 0 where there are no packets. After the first read.

@@ -27,6 +27,7 @@ using Morvalen::Zel::tsm_smpte302m;
 
 // Fatal messages.
 constexpr int kOpenError = 36;
+constexpr int kNoPid = 66;
 constexpr int kNoReference = 68;
 constexpr int kBadBytesPerWord = 70;
 constexpr int kNoInput = 72;
@@ -249,6 +250,11 @@ bool start_sources(smpte302m_state& state, tsm_mux& mux) {
 std::unique_ptr<tsm_stream> open_smpte302m(const tsm_smpte302m& record,
                                            const Morvalen::Zel::tsm_program& program,
                                            tsm_load_callback load, tsm_mux& mux) {
+  // 0 is what a record has that nobody gave one; -1 would have been allotted.
+  if (record.pid == 0) {
+    mux.reports.fatal(kNoPid);
+    return nullptr;
+  }
   if (record.bytesPerWord < 1 || record.bytesPerWord > 4) {
     mux.reports.fatal(kBadBytesPerWord, record.pid);
     return nullptr;

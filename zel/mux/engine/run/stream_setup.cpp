@@ -10,10 +10,12 @@ namespace {
 using namespace Morvalen::Zel;
 
 constexpr int kNoPidLeft = 0;
+constexpr int kDescriptorTooLarge = 1;
 constexpr int kNegativeDelay = 5;
 constexpr int kTwoSources = 65;
 constexpr int kIllegalStreamPid = 19;
 constexpr int32_t kLongestPcrPeriod = 3'600'000;  // ms; times compare within 13 hours
+constexpr size_t kMostDescriptor = 260;           // as much as a text may give for one
 constexpr int kLowestStreamPid = 16;              // ISO/IEC 13818-1, table 2-3: below are tables
 
 void set_flags(tsm_stream& stream, const tsm_stream_record& record, const tsm_program* program,
@@ -107,6 +109,10 @@ void set_up_stream(tsm_stream& stream, const tsm_stream_record& record, const ts
   stream.pmt.descriptors.clear();
   for (int32_t i = 0; i < record.descriptors.count; ++i) {
     const auto bytes = tarn_array_bytes(&record.descriptors, i);
+    if (bytes.size() > kMostDescriptor) {
+      mux.reports.fatal(kDescriptorTooLarge, record.pid, int64_t{i} + 1);
+      continue;
+    }
     stream.pmt.descriptors.emplace_back(bytes.begin(), bytes.end());
   }
 }

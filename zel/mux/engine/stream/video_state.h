@@ -9,6 +9,7 @@
 #include "zel/mux/engine/stream/buffer_model.h"
 #include "zel/mux/engine/stream/fixed_ring.h"
 #include "zel/mux/engine/stream/stream.h"
+#include "zel/mux/engine/video/layer_boundaries.h"
 
 /// What a video stream's analyser and its packet maker share. The analyser fills: it finds access
 /// units, sizes and times them and tells what the stream says of itself. The packet maker drains.
@@ -21,7 +22,6 @@ struct tsm_time_code;
 namespace zel::mux {
 
 class reporting;
-class layer_splitter;
 
 struct video_time_code {
   uint8_t hours = 0, minutes = 0, seconds = 0, frames = 0;
@@ -133,10 +133,11 @@ struct video_state : stream_state {
 
   elementary_input input;
   // With a second layer: the source of `input` splits `layeredInput`, the second layer's part goes
-  // to `dependentInput`.
+  // to `dependentInput`; or the two come in a PID each, and `layeredInput` isn't open.
   elementary_input layeredInput;
   elementary_input dependentInput;
-  layer_splitter* splitter = nullptr;  // owned by `input`
+  layer_boundaries* layers = nullptr;  // owned by `input`, or by `pairedLayers`
+  std::unique_ptr<layer_boundaries> pairedLayers;
   /// scan_video, or what stands in for it where a stream's units come from elsewhere.
   bool (*scan)(video_state& state) = nullptr;
   bool noEmptyAf = false;  // of the transport level

@@ -5,6 +5,7 @@
 
 #include "zel/mux/engine/input/elementary_input.h"
 #include "zel/mux/engine/input/stream_source.h"
+#include "zel/mux/engine/video/layer_boundaries.h"
 
 /// Takes an AVC stream with a second layer apart: what the second view of MVC and the enhancement
 /// layer of SVC add goes to an input of its own, the base layer stays (ITU-T H.264, Annexes F, G).
@@ -13,7 +14,7 @@ namespace zel::mux {
 
 /// The source of the base layer's input. It reads `raw`, NAL unit by NAL unit, and puts prefix NAL
 /// units, subset SPS and slice extensions into `dependent`, which grows as it has to.
-class layer_splitter : public stream_source {
+class layer_splitter : public stream_source, public layer_boundaries {
  public:
   /// Both inputs outlive this. `dependent` has to be open, without a source.
   layer_splitter(elementary_input& raw, elementary_input& dependent)
@@ -21,9 +22,7 @@ class layer_splitter : public stream_source {
 
   int32_t read(uint8_t* to, int32_t room) override;
 
-  /// Where the second layer's part of an access unit ends whose base layer ends at `basePosition`,
-  /// as a position in `dependent`. Positions are asked for in ascending order.
-  int64_t dependent_end(int64_t basePosition);
+  int64_t dependent_end(int64_t basePosition) override;
   bool saw_slice_extension() const { return sawExtension_; }
 
  private:

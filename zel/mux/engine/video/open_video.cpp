@@ -15,6 +15,7 @@
 #include "zel/mux/engine/stream/video_state.h"
 #include "zel/mux/engine/video/describe_video.h"
 #include "zel/mux/engine/video/layer_splitter.h"
+#include "zel/mux/engine/video/paired_layers.h"
 #include "zel/mux/engine/video/second_layer.h"
 #include "zel/mux/engine/video/time_code.h"
 #include "zel/mux/engine/video/vbv_limits.h"
@@ -64,10 +65,26 @@ bool is_layered(const tsm_video& record) {
 void open_layers(video_state& state, int32_t size) {
   state.dependentInput.open(size, 1, nullptr);
   auto splitter = std::make_unique<layer_splitter>(state.layeredInput, state.dependentInput);
-  state.splitter = splitter.get();
+  state.layers = splitter.get();
   state.input.open(size, Morvalen::Zel::tsm_read_size(), std::move(splitter));
   // Each layer's part of an access unit is sent before the next begins.
   state.stream->set(kAligned);
+}
+
+// Files are read by each layer in its own time.
+bool comes_in_pairs(const tsm_video& record, Morvalen::Zel::tsm_load_callback load) {
+  return is_layered(record) && record.sourceTsPid > 0 && record.sourceTsPidAvcss > 0 &&
+         load == nullptr;
+}
+
+bool open_pair(video_state& state, input_request request, reporting& reports) {
+  if (!open_input(state.input, request, reports)) return false;
+  request.sourceTsPid = state.config->sourceTsPidAvcss;
+  if (!open_input(state.dependentInput, request, reports)) return false;
+  state.pairedLayers = std::make_unique<paired_layers>(state.input, state.dependentInput);
+  state.layers = state.pairedLayers.get();
+  state.stream->set(kAligned);
+  return true;
 }
 
 // What asks for access units that begin packets, beyond PESalign and RAI.
@@ -194,6 +211,9 @@ std::unique_ptr<tsm_stream> open_video(const tsm_video& record, const tsm_progra
   if (record.privateDataFile.count > 0) {
     state.privateData.read(record.privateDataFile, record.pid, mux.reports);
   }
+  if (comes_in_pairs(record, load)) {
+    return open_pair(state, request, mux.reports) ? std::move(stream) : nullptr;
+  }
   const bool layered = is_layered(record);
   if (!open_input(layered ? state.layeredInput : state.input, request, mux.reports)) return nullptr;
   if (layered) open_layers(state, size);
@@ -211,10 +231,13 @@ void start_video(tsm_stream& stream, tsm_mux& mux) {
   }
   if (config.terminate && is_nal_coded(state)) mux.reports.warn(kTerminatesNoAvc, stream.pid());
   if (state.config->rate > 0) state.characteristics.bitRate = state.config->rate;
-  if (state.splitter != nullptr) start_layers(state, stream.has(kCarriesPcr));
+  if (state.pairedLayers != nullptr) {
+    while (state.dependentInput.room() > 0 && state.dependentInput.load()) continue;
+  }
+  if (state.layers != nullptr) start_layers(state, stream.has(kCarriesPcr));
   size_input(state, mux);
   describe_video(state, config.autoDescrDisabled ? 0 : config.autoDescrMask);
-  elementary_input& input = state.splitter != nullptr ? state.layeredInput : state.input;
+  elementary_input& input = state.layeredInput.opened() ? state.layeredInput : state.input;
   describe_from_source(stream, *state.config, &input, mux.reports);
   set_rate(state);
   state.model.limit = video_decoder_limit(state.config->dbSize, video.vbvSize, stream.rate);

@@ -6,7 +6,7 @@
 #include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/packet/decoder_limit.h"
 #include "zel/mux/engine/run/reporting.h"
-#include "zel/mux/engine/video/layer_splitter.h"
+#include "zel/mux/engine/video/layer_boundaries.h"
 #include "zel/mux/engine/video/time_code.h"
 #include "zel/mux/engine/video/unit_search.h"
 #include "zel/mux/engine/video/video_messages.h"
@@ -137,9 +137,9 @@ void video_analyser::end_unit(int64_t end) {
   ++pictures_;
   if (discovering_ || ended_) return;
   unit_.size = static_cast<int32_t>(end - unit_.start);
-  if (state_.splitter != nullptr) {
+  if (state_.layers != nullptr) {
     unit_.dependentStart = dependentEnd_;
-    dependentEnd_ = state_.splitter->dependent_end(end);
+    dependentEnd_ = state_.layers->dependent_end(end);
     unit_.dependentSize = static_cast<int32_t>(dependentEnd_ - unit_.dependentStart);
   }
   time_code_of(unit_);
@@ -149,7 +149,7 @@ void video_analyser::end_unit(int64_t end) {
     // What is dropped has to make room, since what comes behind it may be any length away.
     if (state_.units.empty() && state_.input.read_position() < end) {
       state_.input.skip(static_cast<int32_t>(end - state_.input.read_position()));
-      if (state_.splitter != nullptr) {
+      if (state_.layers != nullptr) {
         elementary_input& dependent = state_.dependentInput;
         dependent.skip(static_cast<int32_t>(dependentEnd_ - dependent.read_position()));
       }
@@ -218,7 +218,9 @@ void video_analyser::note_transitions(const access_unit& unit) {
     if (nextFile_ < 0) nextFile_ = source->take_transition();
     if (nextFile_ < 0 || unit.start < nextFile_) return;
     nextFile_ = -1;
-    state_.transitions.push_back({unit.start, -1, source->pts90k_at(unit.start)});
+    // A zero byte in front of a start code may have been the end of the PES packet before.
+    const auto stamp = source->stamp_at(unit.start + 1);
+    state_.transitions.push_back({unit.start, -1, stamp ? stamp->pts90k : int64_t{-1}});
   }
 }
 

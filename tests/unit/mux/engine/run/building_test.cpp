@@ -253,5 +253,29 @@ TEST_F(Building, StreamsOfAProgramShareItsSmoothingBuffer) {
   EXPECT_NEAR(1000 * 1504 / seconds, 500'000, 20'000);
 }
 
+TEST_F(Building, ADescriptorThatNoTextCouldGiveIsLeftOut) {
+  run.config->stopOnError = false;
+  tsm_table* const record = tsm_add_table(program);
+  record->pid = 0x300;
+  record->createPmtEntry = true;
+  record->repeat = false;
+  const std::vector<uint8_t> table = {0x80, 0x30, 1, 0};
+  tarn_array_append_bytes(&record->tables, table);
+  const std::vector<uint8_t> fits = {0x80, 1, 7};
+  tarn_array_append_bytes(&record->descriptors, fits);
+  tarn_array_append_bytes(&record->descriptors, std::vector<uint8_t>(261, 0x81));
+  multiplex();
+  EXPECT_EQ(run.said, "F1 ");
+  EXPECT_TRUE(run.saidText("Descriptors limited to 256 bytes, Descriptor2 too large.\n"));
+}
+
+TEST_F(Building, Smpte302mNeedsAPid) {
+  run.config->stopOnError = false;
+  tsm_smpte302m* const record = tsm_add_smpte302m(program);
+  record->pid = 0;
+  multiplex();
+  EXPECT_EQ(run.said.substr(0, 4), "F66 ");
+}
+
 }  // namespace
 }  // namespace zel::mux

@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "tests/support/analysed_video.h"
 #include "tests/support/engine_run.h"
+#include "tests/support/external_program.h"
 #include "tests/unit/mux/engine/video/avc_bytes.h"
 
 namespace zel::mux {
@@ -218,6 +220,42 @@ TEST(SecondLayer, EachLayerGoesOutOnItsPid) {
   EXPECT_EQ(payload_of(run.bytes, 0x1A0, dependentPes), layers.dependent);
   EXPECT_EQ(basePes, 60);
   EXPECT_EQ(dependentPes, 60);
+}
+
+TEST(SecondLayer, LayersOfAMultiplexComeOutOfAPidEach) {
+  TwoLayers layers;
+  layers.build(2, kView7, 60);
+  test::ScratchFolder folder;
+  const std::string path = folder.file("mvc.ts");
+  for (const bool again : {false, true}) {
+    SCOPED_TRACE(again);
+    test::EngineRun run;
+    auto* const program = run.addProgram();
+    program->pcrPid = 0x1FF;
+    auto* const record = tsm_add_video(program);
+    test::MemoryInput input;
+    record->pid = again ? 0x41 : 0x31;
+    record->pidAvcss = again ? 0x42 : 0x1A0;
+    record->subStreamType = 1;
+    record->rate = 2e6;
+    if (again) {
+      record->sourceTsPid = 0x31;
+      record->sourceTsPidAvcss = 0x1A0;
+      Morvalen::Zel::tarn_array_append_text(&record->files, path);
+    } else {
+      input.bytes = layers.stream.bytes;
+      record->user = &input;
+    }
+    EXPECT_GT(run.multiplex(), 0) << run.texts;
+    int basePes = 0, dependentPes = 0;
+    EXPECT_EQ(payload_of(run.bytes, record->pid, basePes), layers.base);
+    EXPECT_EQ(payload_of(run.bytes, record->pidAvcss, dependentPes), layers.dependent);
+    EXPECT_EQ(basePes, 60);
+    EXPECT_EQ(dependentPes, 60);
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(run.bytes.data()),
+               static_cast<std::streamsize>(run.bytes.size()));
+  }
 }
 
 }  // namespace
