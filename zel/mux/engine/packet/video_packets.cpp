@@ -173,6 +173,15 @@ void mark_unit_start(video_state& state, tsm_stream& stream, const access_unit& 
   }
 }
 
+// ISO/IEC 13818-1, 2.7.4: time stamps come at most 0.7 s apart. A unit that would go without is
+// held to that where so many fit into one packet.
+bool needs_stamp(const video_state& state, const plan& packet, const access_unit& unit) {
+  constexpr double kLongestInterval = 0.7 * 2.7e7;
+  const double stamped = packet.stamped != nullptr ? packet.stamped->dts : state.cursor.stampedDts;
+  const double next = unit.dts + state.characteristics.framePeriod;
+  return signed_difference(next, stamped) > kLongestInterval;
+}
+
 void plan_payload(video_state& state, const tsm_stream& stream, plan& packet) {
   const int room = static_cast<int>(kPacketBytes) - packet.header;
   int32_t first = remaining(state);
@@ -200,6 +209,7 @@ void plan_payload(video_state& state, const tsm_stream& stream, plan& packet) {
         state.cursor.paddedSmall = true;
         break;
       }
+      if (needs_stamp(state, packet, state.units[unfinished])) break;
     }
     stampedAhead = false;
     left -= 1;
@@ -244,6 +254,7 @@ void commit_pes(video_state& state, tsm_stream& stream, const plan& packet) {
   if (!packet.startsPes) return;
   video_cursor& cursor = state.cursor;
   if (packet.stamped != nullptr) {
+    state.cursor.stampedDts = packet.stamped->dts;
     cursor.pesUnitsLeft = static_cast<int32_t>(std::max(stream.PESnau, 1u));
     cursor.nextUnitHasPes = true;
     state.privateData.sent();

@@ -114,6 +114,7 @@ struct video_cursor {
   int32_t pesUnitsLeft = 0;     // of the PES packet being sent
   int32_t pesBytes = 0;         // payload so far; for MaxPESlen
   bool nextUnitHasPes = false;  // the PES packet of the next unit has begun
+  double stampedDts = 0;        // of the unit that the PES packet has its time stamps of
   int32_t pesBytesLeft = 0;     // of a PES packet of told length, for MaxPESlen
   bool dependentPesStart = true;
   uint8_t dependentContinuity = 0;

@@ -130,6 +130,19 @@ TEST_F(VideoPackets, SmallUnitsArePaddedOnceToldOf) {
   EXPECT_EQ(stats_.warnings, 1);
 }
 
+// ISO/IEC 13818-1, 2.7.4: at most 0.7 s; more units than that would fit into a packet.
+TEST_F(VideoPackets, TinyUnitsDontKeepTimeStampsApart) {
+  build(4, 6, 60'000);
+  const outcome result = run();
+  EXPECT_EQ(result.payload, bytes_);
+  ASSERT_GT(result.pts().size(), 2u);
+  for (size_t i = 1; i < result.pts().size(); ++i) {
+    // A picture's own delay may come on top: one period here.
+    EXPECT_LE(result.pts()[i] - result.pts()[i - 1], 63'000 + 3'600) << i;
+  }
+  EXPECT_EQ(stats_.warnings, 0);
+}
+
 TEST_F(VideoPackets, ManyUnitsShareAPesPacket) {
   stream_.PESnau = 5;
   build(300, 4'000, 60'000);
