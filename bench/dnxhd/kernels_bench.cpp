@@ -7,7 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "zel/dnxhd/bitstream/coefficient_kernels.h"
 #include "zel/dnxhd/bitstream/transform.h"
+#include "zel/dnxhd/encoder/quant_tables.h"
 #include "zel/dnxhd/formatters/pixel_kernels.h"
 #include "zel/dnxhd/formatters/resampler.h"
 
@@ -146,6 +148,56 @@ void addTransforms(const std::string& group, const TransformKernels& kernels) {
   });
 }
 
+// A row of macroblocks of about 20 coefficients a block, at the step of 1.
+void addCoefficients(const std::string& group, const CoefficientKernels& kernels) {
+  static const VCIDEntry& entry = *FindEntry(1238);
+  static const BitCost cost(entry);
+  static const std::vector<int16_t> blocks = [] {
+    std::vector<int16_t> made(64 * kBlocks);
+    uint32_t random = 1;
+    for (size_t i = 0; i < made.size(); ++i) {
+      random = random * 1664525 + 1013904223;
+      const auto reach = static_cast<uint32_t>(200 / (i % 64 + 1) + 2);
+      const auto value = static_cast<int>((random >> 8) % reach);
+      made[i] = static_cast<int16_t>((random >> 30 & 1) != 0 ? -value : value);
+    }
+    return made;
+  }();
+  const auto rate = [](benchmark::State& state) {
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * int64_t{kBlocks});
+  };
+  benchmark::RegisterBenchmark(("weigh" + group).c_str(), [=](auto& state) {
+    const Weighing weighing = LumaWeighing(entry);
+    std::vector<int16_t> out(64 * kBlocks);
+    for (auto unused : state) {
+      (void)unused;
+      kernels.weigh(blocks.data(), out.data(), kBlocks, weighing);
+      benchmark::ClobberMemory();
+    }
+    rate(state);
+  });
+  benchmark::RegisterBenchmark(("pair" + group).c_str(), [=](auto& state) {
+    std::vector<BlockPairs> pairs(kBlocks);
+    for (auto unused : state) {
+      (void)unused;
+      kernels.pair(blocks.data(), kBlocks, 0, pairs.data());
+      benchmark::ClobberMemory();
+    }
+    rate(state);
+  });
+  benchmark::RegisterBenchmark(("count_bits_of_8_levels" + group).c_str(), [=](auto& state) {
+    for (auto unused : state) {
+      (void)unused;
+      for (size_t block = 0; block < kBlocks; block += 8) {
+        uint32_t bits[8] = {};
+        kernels.acBits(blocks.data() + 64 * block, 8, cost, 0, 7, bits);
+        benchmark::DoNotOptimize(bits);
+      }
+    }
+    rate(state);
+  });
+}
+
 const bool added = [] {
   addYCbCr("/scalar", ScalarYCbCrKernels());
   addYCbCr("/vector", VectorYCbCrKernels());
@@ -155,6 +207,8 @@ const bool added = [] {
   addResampling("/vector", false);
   addTransforms("/scalar", ScalarTransformKernels());
   addTransforms("/vector", VectorTransformKernels());
+  addCoefficients("/scalar", ScalarCoefficientKernels());
+  addCoefficients("/vector", VectorCoefficientKernels());
   return true;
 }();
 

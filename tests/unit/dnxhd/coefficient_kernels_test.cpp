@@ -83,7 +83,7 @@ TEST(CoefficientKernels, PairingIsTheSameInVectors) {
       VectorCoefficientKernels().pair(in.data(), kBlocks, shift, pairs.data());
       for (size_t i = 0; i < kBlocks; ++i) {
         ASSERT_EQ(pairs[i].count, expected[i].count) << target << " block " << i;
-        EXPECT_EQ(pairs[i].escapes, expected[i].escapes) << target << " block " << i;
+        EXPECT_EQ(pairs[i].withEscapes, expected[i].withEscapes) << target << " block " << i;
         EXPECT_TRUE(std::equal(pairs[i].indices.begin(), pairs[i].indices.begin() + pairs[i].count,
                                expected[i].indices.begin()))
             << target << " block " << i;
@@ -98,14 +98,16 @@ TEST(CoefficientKernels, PairsTellDistanceMagnitudeAndSign) {
   block[1] = 5;
   block[4] = -7;
   block[40] = 1;  // 0 after the shift
-  block[63] = -128;
+  block[62] = -128;
+  block[63] = 2;
   BlockPairs pairs;
   ScalarCoefficientKernels().pair(block.data(), 1, 1, &pairs);
-  ASSERT_EQ(pairs.count, 3u);
-  EXPECT_TRUE(pairs.escapes);
+  ASSERT_EQ(pairs.count, 4u);
+  EXPECT_EQ(pairs.withEscapes, 3u);  // the last of them is the third
   EXPECT_EQ(pairs.indices[0], WriteCodes::PairIndex(1, 2, false));
   EXPECT_EQ(pairs.indices[1], WriteCodes::PairIndex(3, 3, true));
-  EXPECT_EQ(pairs.indices[2], WriteCodes::PairIndex(59, 0, true));
+  EXPECT_EQ(pairs.indices[2], WriteCodes::PairIndex(58, 0, true));
+  EXPECT_EQ(pairs.indices[3], WriteCodes::PairIndex(1, 1, false));
 }
 
 TEST(CoefficientKernels, BitsAreTheSameInVectors) {

@@ -29,8 +29,9 @@ struct Weighing {
 struct BlockPairs {
   alignas(64) std::array<uint16_t, 64> indices;  // vectors may write behind `count`
   uint32_t count;
-  /// Some are too large for a pair of codes: theirs are the indices of the magnitude 0.
-  bool escapes;
+  /// Those too large for a pair of codes have the indices of the magnitude 0. The last of them is
+  /// the last of this many; 0 if there is none.
+  uint32_t withEscapes;
 };
 
 struct CoefficientKernels {

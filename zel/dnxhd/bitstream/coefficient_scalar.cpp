@@ -32,7 +32,7 @@ void Pair(const int16_t* blocks, size_t count, uint32_t shift, BlockPairs* pairs
   for (size_t block = 0; block < count; ++block, blocks += 64) {
     BlockPairs& made = pairs[block];
     made.count = 0;
-    made.escapes = false;
+    made.withEscapes = 0;
     size_t before = 0;
     for (size_t k = 1; k < kBlockCoefficients; ++k) {
       const uint32_t magnitude = MagnitudeOf(blocks[k]) >> shift;
@@ -40,9 +40,9 @@ void Pair(const int16_t* blocks, size_t count, uint32_t shift, BlockPairs* pairs
       const auto distance = static_cast<uint32_t>(k - before);
       before = k;
       const bool escaped = magnitude >= kEscapeMagnitude;
-      made.escapes = made.escapes || escaped;
       made.indices[made.count++] = static_cast<uint16_t>(
           WriteCodes::PairIndex(distance, escaped ? 0 : magnitude, blocks[k] < 0));
+      if (escaped) made.withEscapes = made.count;
     }
   }
 }

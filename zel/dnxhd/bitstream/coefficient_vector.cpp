@@ -193,7 +193,9 @@ void PairBlocks(const int16_t* blocks, size_t count, uint32_t shift, BlockPairs*
     store(0, _mm512_castsi512_si256(distance), _mm512_castsi512_si256(coded));
     store(1, _mm512_extracti64x4_epi64(distance, 1), _mm512_extracti64x4_epi64(coded, 1));
     pairs[block].count = static_cast<uint32_t>(std::popcount(uint64_t{set}));
-    pairs[block].escapes = escaped != 0;
+    // Of the set, what is up to the last one of them.
+    const uint64_t upTo = escaped == 0 ? 0 : ~uint64_t{0} >> std::countl_zero(uint64_t{escaped});
+    pairs[block].withEscapes = static_cast<uint32_t>(std::popcount(uint64_t{set} & upTo));
   }
 }
 
@@ -260,18 +262,27 @@ class LevelCosts {
   const __m512i runs_;
 };
 
-// The levels of a block with magnitudes from 64 on.
+// The levels of a block with magnitudes from 64 on: one by one while there are any, and then those
+// that are left.
 HWY_NOINLINE void AddLargeBlock(const LevelCosts& costs, __m512i low, __m512i high, size_t levels,
                                 __m512i* sums) {
   const __m512i large = _mm512_set1_epi16(-static_cast<int16_t>(kEscapeMagnitude));
-  for (size_t i = 0; i < levels; ++i) {
-    const __mmask64 set =
-        MaskOfWords(_mm512_test_epi16_mask(low, low), _mm512_test_epi16_mask(high, high));
+  const __m512i mask = _mm512_set1_epi8(0x7F);
+  size_t i = 0;
+  for (; i < levels; ++i) {
     const __mmask64 escaped =
         MaskOfWords(_mm512_test_epi16_mask(low, large), _mm512_test_epi16_mask(high, large));
+    if (escaped == 0) break;
+    const __mmask64 set =
+        MaskOfWords(_mm512_test_epi16_mask(low, low), _mm512_test_epi16_mask(high, high));
     sums[i] = _mm512_add_epi64(sums[i], costs.Of(LowBytes(low, high), set, escaped));
     low = _mm512_srli_epi16(low, 1);
     high = _mm512_srli_epi16(high, 1);
+  }
+  for (__m512i magnitudes = LowBytes(low, high); i < levels; ++i) {
+    const __mmask64 set = _mm512_test_epi8_mask(magnitudes, magnitudes);
+    sums[i] = _mm512_add_epi64(sums[i], costs.Of(magnitudes, set));
+    magnitudes = _mm512_and_si512(_mm512_srli_epi16(magnitudes, 1), mask);
   }
 }
 
@@ -341,7 +352,8 @@ void PairBlocks(const int16_t* blocks, size_t count, uint32_t shift, BlockPairs*
     }
     BlockPairs& made = pairs[block];
     const auto small = hn::Set(du, static_cast<uint16_t>(kEscapeMagnitude - 1));
-    made.escapes = !hn::AllTrue(du, hn::Eq(hn::And(all, small), all));
+    made.withEscapes = 0;
+    const bool escapes = !hn::AllTrue(du, hn::Eq(hn::And(all, small), all));
     made.count = static_cast<uint32_t>(std::popcount(set));
     uint16_t* out = made.indices.data();
     uint32_t before = 0;
@@ -350,7 +362,11 @@ void PairBlocks(const int16_t* blocks, size_t count, uint32_t shift, BlockPairs*
       const uint32_t distance = k - before;
       before = k;
       static_assert(WriteCodes::PairIndex(1, 0, false) == 1 << 7);
-      const uint32_t coded = withSigns[k] < 2 * kEscapeMagnitude ? withSigns[k] : withSigns[k] & 1u;
+      uint32_t coded = withSigns[k];
+      if (escapes && coded >= 2 * kEscapeMagnitude) {
+        coded &= 1;
+        made.withEscapes = static_cast<uint32_t>(out - made.indices.data()) + 1;
+      }
       *out++ = static_cast<uint16_t>(distance << 7 | coded);
     }
   }

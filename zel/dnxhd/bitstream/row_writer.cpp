@@ -50,27 +50,28 @@ RowWriter::RowWriter(const VCIDEntry& entry)
       fieldFlag_(HasFieldFlag(entry)),
       mbCols_(GeometryOf(entry).mbCols) {}
 
-// Two codes at a time; the last of an odd number stays pending.
+// Two codes at a time, behind the escapes; the last of an odd number stays pending.
 inline void RowWriter::WritePairs(Output& out, const BlockPairs& pairs, Pending& pending) const {
   static_assert(2 * PairCode::kMostBits <= 56);
-  const uint16_t* index = pairs.indices.data();
-  for (const uint16_t* const last = index + pairs.count / 2 * 2; index != last; index += 2) {
+  const uint16_t* index = pairs.indices.data() + pairs.withEscapes;
+  const uint32_t count = pairs.count - pairs.withEscapes;
+  for (const uint16_t* const last = index + count / 2 * 2; index != last; index += 2) {
     const PairCode first = codes_.pairs[index[0]];
     const PairCode second = codes_.pairs[index[1]];
     out.Put(uint64_t{first.Bits()} << second.Length() | second.Bits(),
             first.Length() + second.Length());
   }
-  if (pairs.count % 2 != 0) {
+  if (count % 2 != 0) {
     const PairCode left = codes_.pairs[*index];
     pending.Add(left.Bits(), left.Length());
   }
 }
 
-// The same of a block with magnitudes that take escape bits.
+// One by one, up to the last with a magnitude that takes escape bits.
 RowWriter::Output RowWriter::WriteEscapes(Output out, const BlockPairs& pairs, const int16_t* block,
                                           uint32_t shift) const {
   uint32_t k = 0;
-  for (size_t i = 0; i < pairs.count; ++i) {
+  for (size_t i = 0; i < pairs.withEscapes; ++i) {
     const uint32_t index = pairs.indices[i];
     const uint32_t distance = index / (2 * kEscapeMagnitude);
     k += distance;
@@ -112,6 +113,11 @@ void RowWriter::Prepare(const RowInput& row, size_t column, Macroblock& macroblo
     }
     macroblock.coefficients = macroblock.divided.data();
   }
+  if (column + 1 < mbCols_) {
+    for (size_t i = size; i < 2 * size; i += 32) {
+      __builtin_prefetch(row.coefficients + column * size + i);
+    }
+  }
   kernels_.pair(macroblock.coefficients, BlocksOf(mode_), macroblock.shift,
                 macroblock.pairs.data());
 }
@@ -140,11 +146,10 @@ void RowWriter::Write(Output& whole, const RowInput& row, size_t column,
     predictors[place.component] = dc;
     pending.PutInto(out);
     const BlockPairs& ofBlock = macroblock.pairs[place.offset / kBlockCoefficients];
-    if (ofBlock.escapes) [[unlikely]] {
+    if (ofBlock.withEscapes != 0) [[unlikely]] {
       out = WriteEscapes(out, ofBlock, macroblock.coefficients + place.offset, macroblock.shift);
-    } else {
-      WritePairs(out, ofBlock, pending);
     }
+    WritePairs(out, ofBlock, pending);
     pending.Add(codes_.endOfBlock.bits, codes_.endOfBlock.length);
   }
   pending.PutInto(out);

@@ -67,6 +67,10 @@ void LineInputFormatter::ReadToBlocks(const BlockReader& reader,
     int16_t* const blocks = destination + InBlocks::Luma(x);
     for (size_t i = 0; i < lines; ++i) {
       const uint8_t* const low = source.Low(i);
+      // Sixteen lines at once are more than processors see coming.
+      const size_t next = reader.bytesPerPixel * (x + pixels);
+      const size_t end = reader.bytesPerPixel * std::min<size_t>(x + 2 * pixels, info_.width);
+      for (size_t at = next; at < end; at += 64) __builtin_prefetch(source.Line(i) + at);
       const auto to = LinePlaces(blocks, row, i);
       reader.unpack(source.Line(i) + reader.bytesPerPixel * x,
                     low == nullptr ? nullptr : low + x / 2, to[0], to[1], to[2], pixels);

@@ -5,9 +5,11 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <mutex>
 #include <numeric>
 #include <set>
+#include <thread>
 #include <vector>
 
 #include "tests/support/failing_thread.h"
@@ -80,17 +82,46 @@ TEST(DecodeWorkers, TheTopmostFailureIsTheResult) {
   }
 }
 
-TEST(DecodeWorkers, AFailureEndsItsShare) {
+TEST(DecodeWorkers, AFailureEndsTheRowsBelowItAndNoneAbove) {
+  for (const size_t count : {1u, 2u, 5u}) {
+    const auto workers = DecodeWorkers::Create(count);
+    std::vector<std::atomic<int>> seen(68);
+    EXPECT_EQ(workers->Run(68,
+                           [&seen](size_t, size_t row) {
+                             ++seen[row];
+                             return row == 50 ? kErrorInHuffmanDecode : kSuccessful;
+                           }),
+              kErrorInHuffmanDecode);
+    for (size_t row = 0; row <= 50; ++row) EXPECT_EQ(seen[row], 1) << row;
+    // With others at work some of these may have begun before.
+    if (count == 1) {
+      EXPECT_EQ(seen[51], 0);
+    }
+    for (const auto& times : seen) EXPECT_LE(times, 1);
+  }
+}
+
+// The first row waits for all others, half of which are of the same share: its worker can't decode
+// them.
+TEST(DecodeWorkers, WhoIsDoneHelpsTheOthers) {
   const auto workers = DecodeWorkers::Create(2);
-  std::vector<std::atomic<int>> seen(68);
+  std::atomic<size_t> others{0};
+  std::atomic<size_t> whenTheFirstWasDone{0};
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   EXPECT_EQ(workers->Run(68,
-                         [&seen](size_t, size_t row) {
-                           ++seen[row];
-                           return row == 5 ? kErrorInHuffmanDecode : kSuccessful;
+                         [&](size_t, size_t row) {
+                           if (row != 0) {
+                             ++others;
+                             return kSuccessful;
+                           }
+                           while (others < 67 && std::chrono::steady_clock::now() < limit) {
+                             std::this_thread::yield();
+                           }
+                           whenTheFirstWasDone = others.load();
+                           return kSuccessful;
                          }),
-            kErrorInHuffmanDecode);
-  EXPECT_EQ(seen[5], 1);
-  EXPECT_EQ(seen[6], 0);
+            kSuccessful);
+  EXPECT_EQ(whenTheFirstWasDone, 67u);
 }
 
 TEST(DecodeWorkers, AFailureDoesNotOutliveItsRun) {
