@@ -20,6 +20,7 @@ constexpr int kSizeTooSmall = 48;
 constexpr int kMoreFilesNeeded = 49;
 constexpr int64_t kLeastSize = 1024;
 constexpr int32_t kKindOfNull = 2;
+constexpr size_t kFileBuffer = 256 * 1024;
 
 }  // namespace
 
@@ -55,7 +56,11 @@ bool file_writer::open_next() {
   name_ = series_ ? numbered_name(names_[0], next_) : names_[next_];
   ++next_;
   file_.reset(std::fopen(name_.c_str(), "wb"));
-  if (file_ != nullptr) return true;
+  if (file_ != nullptr) {
+    // Whole pages, many at once: packets alone would end each write inside of a page.
+    std::setvbuf(file_.get(), nullptr, _IOFBF, kFileBuffer);
+    return true;
+  }
   reports_.fatal(kOpenFailed, no_pid, std::string_view(name_));
   return false;
 }
