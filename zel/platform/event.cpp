@@ -325,7 +325,11 @@ int Event::waitAny(std::span<Event* const> events, uint32_t milliseconds) {
   if (events.empty() || events.size() > kMaximumEvents) return kFailed;
   if (std::ranges::find(events, nullptr) != events.end()) return kFailed;
   for (size_t i = 0; i < events.size(); ++i) {
-    if (events[i]->take()) return static_cast<int>(i);
+    if ((events[i]->state_.load(std::memory_order_acquire) & kSignalled) == 0) continue;
+    // Events before it may have been set since they were looked at, and before this one was.
+    for (size_t j = 0; j <= i; ++j) {
+      if (events[j]->take()) return static_cast<int>(j);
+    }
   }
   if (milliseconds == 0) return kTimedOut;
   Deadline const deadline = deadlineAfter(milliseconds);

@@ -170,6 +170,39 @@ TEST(EventWaitAny, LowestSignalledIndexWinsAndTheOthersStay) {
   EXPECT_TRUE(c.wait(0));
 }
 
+// Whoever sees the second of two sets sees the first as well: what was set before it comes first,
+// wherever in its look at the events the waiting thread is. Many events that are not set make that
+// look a long one.
+TEST(EventWaitAny, OfTwoSetInOrderTheFirstComesFirst) {
+  constexpr int kRounds = 300;
+  std::vector<std::unique_ptr<Event>> events;
+  std::vector<Event*> all;
+  for (size_t i = 0; i < Event::kMaximumEvents; ++i) {
+    events.push_back(std::make_unique<Event>(kAuto));
+    all.push_back(events.back().get());
+  }
+  int const last = static_cast<int>(all.size()) - 1;
+  std::atomic<int> round{0};
+  std::thread setter([&] {
+    for (int i = 1; i <= kRounds; ++i) {
+      while (round.load(std::memory_order_acquire) < i) std::this_thread::yield();
+      all.front()->set();
+      all.back()->set();
+    }
+  });
+  int wrong = 0;
+  for (int i = 1; i <= kRounds; ++i) {
+    round.store(i, std::memory_order_release);
+    int first = Event::kTimedOut;
+    // Without a limit it would sleep before the setter runs, more often than not.
+    while (first == Event::kTimedOut) first = Event::waitAny(all, 0);
+    wrong += first == 0 ? 0 : 1;
+    wrong += Event::waitAny(all) == last - first ? 0 : 1;
+  }
+  setter.join();
+  EXPECT_EQ(wrong, 0);
+}
+
 TEST(EventWaitAny, ManualEventKeepsWinningOverHigherOnes) {
   Event manual(kManual, true), automatic(kAuto, true);
   std::array<Event*, 2> const all{&manual, &automatic};
