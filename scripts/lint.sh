@@ -54,12 +54,7 @@ json.dump(picked, sys.stdout)
 END
 
 echo "lint: clang-tidy, ${#sources[@]} files"
-# On standard error it counts what it left out of the system's headers.
-run-clang-tidy-14 -quiet -p "$build/sources" -j "$jobs" 2>"$build/clang-tidy.err" \
-  >"$build/clang-tidy.log" || {
-  sed -e 's/\x1b\[[0-9;]*m//g' -e '/^clang-tidy-14 /d' "$build/clang-tidy.log" >&2
-  exit 1
-}
+scripts/tidy.py "$build/sources" "$jobs"
 
 echo "lint: cppcheck"
 mkdir -p "$build/cppcheck"
