@@ -182,8 +182,9 @@ void RandomMultiplex::addTransportOptions() {
       {"InitDI", 10},
       {"Priority", 5},
       {"NoWater", 20},
-      // The tables wait for the Leader's end too: not longer than they may be away.
-      {"Leader", 15, 0, 36000},
+      // The tables wait for the Leader's end and up to a period more: together less than they may
+      // be away.
+      {"Leader", 15, 0, 14000},
       {"OutPkts", 20, 0, 700},
       {"PCRI", 20, 0, 2000000000},
       {"DisablePCRDI", 10},
