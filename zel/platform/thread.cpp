@@ -9,9 +9,14 @@ namespace zel::platform {
 
 namespace {
 
-// Linux gives each thread a niceness of its own, by its number.
-bool setPriorityOf(int id, int steps) {
-  return setpriority(PRIO_PROCESS, static_cast<id_t>(id), -steps) == 0;
+// Linux gives each thread a niceness of its own, by its number; that of its maker to start with.
+int nicenessAtStart() {
+  thread_local int const niceness = getpriority(PRIO_PROCESS, 0);
+  return niceness;
+}
+
+bool setPriorityOf(int id, int niceness, int steps) {
+  return setpriority(PRIO_PROCESS, static_cast<id_t>(id), niceness - steps) == 0;
 }
 
 }  // namespace
@@ -28,6 +33,7 @@ bool Thread::start(std::function<void()> body) {
 void* Thread::run(void* self) {
   Thread& thread = *static_cast<Thread*>(self);
   thread.id_.store(gettid(), std::memory_order_relaxed);
+  thread.niceness_.store(nicenessAtStart(), std::memory_order_relaxed);
   thread.known_.set();
   thread.body_();
   thread.ended_.set();
@@ -45,11 +51,12 @@ bool Thread::joinWithin(uint32_t milliseconds) {
 bool Thread::setPriority(int steps) {
   if (!exists_) return false;
   known_.wait();
-  return setPriorityOf(id_.load(std::memory_order_relaxed), steps);
+  return setPriorityOf(id_.load(std::memory_order_relaxed),
+                       niceness_.load(std::memory_order_relaxed), steps);
 }
 
 bool Thread::setOwnPriority(int steps) {
-  return setPriorityOf(gettid(), steps);
+  return setPriorityOf(gettid(), nicenessAtStart(), steps);
 }
 
 }  // namespace zel::platform

@@ -12,9 +12,10 @@ namespace zel::platform {
 
 /// A thread that can be waited for with a time limit, and be given a priority.
 ///
-/// Priorities are steps from what threads start with: negative ones give way to others. A step is
-/// one of the system's niceness, so that threads of lower priority still get a share of a busy
-/// machine. Raising a priority is what systems refuse without a privilege.
+/// Priorities are steps from what a thread started with, which is what its maker had: negative ones
+/// give way to others. A step is one of the system's niceness, so that threads of lower priority
+/// still get a share of a busy machine. Raising a priority is what systems refuse without a
+/// privilege.
 ///
 /// One thread owns the object and calls its operations.
 class Thread {
@@ -47,7 +48,9 @@ class Thread {
   pthread_t thread_{};
   bool exists_ = false;
   std::function<void()> body_;
-  std::atomic<int> id_{0};  // the system's number, there once known_ is set
+  // There once known_ is set: the system's number, and the niceness that the thread started with.
+  std::atomic<int> id_{0};
+  std::atomic<int> niceness_{0};
   Event known_{Event::Kind::manualReset};
   Event ended_{Event::Kind::manualReset};
 };

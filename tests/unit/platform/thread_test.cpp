@@ -91,6 +91,38 @@ TEST(Thread, LoweringAPriorityIsTheThreadsOwnAffair) {
   EXPECT_EQ(getpriority(PRIO_PROCESS, 0), before);
 }
 
+TEST(Thread, APriorityCountsFromThatOfTheThreadsMaker) {
+  const int before = getpriority(PRIO_PROCESS, 0);
+  if (before + 5 > 19) GTEST_SKIP() << "runs at niceness " << before;
+  int makers = -100;
+  int own = -100;
+  int byMaker = -100;
+  Thread maker;
+  ASSERT_TRUE(maker.start([&] {
+    // The same again is no further step.
+    Thread::setOwnPriority(-2);
+    Thread::setOwnPriority(-2);
+    makers = getpriority(PRIO_PROCESS, 0);
+    Event loweredItself(Event::Kind::manualReset);
+    Event lowered(Event::Kind::manualReset);
+    Thread thread;
+    thread.start([&] {
+      Thread::setOwnPriority(-1);
+      own = getpriority(PRIO_PROCESS, 0);
+      loweredItself.set();
+      lowered.wait();
+      byMaker = getpriority(PRIO_PROCESS, 0);
+    });
+    loweredItself.wait();
+    thread.setPriority(-3);
+    lowered.set();
+  }));
+  maker.join();
+  EXPECT_EQ(makers, before + 2);
+  EXPECT_EQ(own, before + 3);
+  EXPECT_EQ(byMaker, before + 5);
+}
+
 TEST(Thread, ARefusedPriorityIsTold) {
   Event go(Event::Kind::manualReset);
   Thread thread;
