@@ -13,8 +13,8 @@ struct UnCompInfo;
 /// changed about compressed frames. `AvidHDCodecLibrary::CreateCodec` makes one.
 ///
 /// Results are 0 or a negative result word; `AvidHDCodecLibrary::GetResultText` has their texts.
-/// One thread at a time uses an object, and blocks while the object's own workers do the work. Any
-/// number of objects may work at the same time.
+/// One thread at a time uses an object, and is in it until the work is done, be it by the object's
+/// own workers. Any number of objects may work at the same time.
 class ZEL_API IAvidCodecInterface {
  public:
   // The order of the virtual operations is part of the interface.
@@ -76,8 +76,8 @@ class ZEL_API IAvidCodecInterface {
   /// The same of the encoder's input; -24 for no multiple of 16. @return 0
   virtual int SetFieldGapForEncode(uint32_t bytes) = 0;
 
-  /// 1 decodes on the caller's thread, more on as many workers. Below 1, or the present count:
-  /// nothing happens. @return 0; -7 when workers can't be made; -8.
+  /// Threads that decode, of which one is the caller's. Below 1, or the present count: nothing
+  /// happens. @return 0; -7 when workers can't be made; -8.
   virtual int SetDecodeThreads(int32_t count) = 0;
   /// Builds the encoder's jobs anew, for this count of workers. @return 0; -7; -8.
   virtual int SetEncodeThreads(int32_t count) = 0;

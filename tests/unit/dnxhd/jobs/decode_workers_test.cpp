@@ -4,11 +4,12 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <mutex>
-#include <numeric>
+#include <new>
 #include <set>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -52,23 +53,92 @@ TEST(DecodeWorkers, RunsEachRowOnceWhateverTheCount) {
   }
 }
 
-TEST(DecodeWorkers, NoWorkerIsAtTwoRowsAtOnceAndNoneIsTheCaller) {
+// Waits until it is so, or gives up; a test that hangs tells nothing.
+template <typename Condition>
+void awaitThat(Condition condition) {
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  while (!condition() && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
+}
+
+TEST(DecodeWorkers, EachHasAThreadAndTheFirstHasTheCallers) {
+  constexpr size_t kCount = 4;
+  const auto workers = DecodeWorkers::Create(kCount);
+  std::atomic<size_t> begun{0};
+  std::vector<int> threads(kCount);
+  // No row ends before each worker has one.
+  workers->Run(kCount, [&](size_t worker, size_t) {
+    threads[worker] = gettid();
+    ++begun;
+    awaitThat([&] { return begun == kCount; });
+    return kSuccessful;
+  });
+  EXPECT_EQ(begun, kCount);
+  EXPECT_EQ(threads[0], gettid());
+  EXPECT_EQ(std::set<int>(threads.begin(), threads.end()).size(), kCount);
+  EXPECT_EQ(std::count(threads.begin(), threads.end(), 0), 0);
+}
+
+TEST(DecodeWorkers, NoWorkerIsAtTwoRowsAtOnce) {
   const auto workers = DecodeWorkers::Create(4);
   std::vector<std::atomic<int>> inside(4);
   std::atomic<bool> twice{false};
-  std::mutex mutex;
-  std::set<int> threads;
-  workers->Run(68, [&](size_t worker, size_t) {
-    if (inside[worker].fetch_add(1) != 0) twice = true;
-    {
-      const std::lock_guard lock(mutex);
-      threads.insert(gettid());
+  for (int repeat = 0; repeat < 50; ++repeat) {
+    workers->Run(68, [&](size_t worker, size_t) {
+      if (inside[worker].fetch_add(1) != 0) twice = true;
+      --inside[worker];
+      return kSuccessful;
+    });
+  }
+  EXPECT_FALSE(twice);
+}
+
+// Workers that come when all is done find nothing to do, and nothing of a run that is over: what
+// its rows refer to is gone.
+TEST(DecodeWorkers, RunsThatEndBeforeTheOthersComeLeaveThemNothing) {
+  const auto workers = DecodeWorkers::Create(5);
+  for (int repeat = 0; repeat < 2000; ++repeat) {
+    std::vector<std::atomic<int>> seen(static_cast<size_t>(repeat % 7));
+    workers->Run(seen.size(), [&seen](size_t, size_t row) {
+      ++seen[row];
+      return kSuccessful;
+    });
+    for (const auto& times : seen) ASSERT_EQ(times, 1) << repeat;
+  }
+}
+
+TEST(DecodeWorkers, ARowThatIsLongerThanPatienceIsWaitedFor) {
+  const auto workers = DecodeWorkers::Create(2);
+  std::atomic<bool> begun{false};
+  std::atomic<bool> ended{false};
+  workers->Run(2, [&](size_t worker, size_t) {
+    if (worker == 0) {
+      awaitThat([&] { return begun.load(); });
+      return kSuccessful;
     }
-    --inside[worker];
+    begun = true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    ended = true;
     return kSuccessful;
   });
-  EXPECT_FALSE(twice);
-  EXPECT_EQ(threads.count(gettid()), 0u);
+  EXPECT_TRUE(ended);
+}
+
+TEST(DecodeWorkers, WhatARowThrowsIsItsResultOnAnyThread) {
+  const auto workers = DecodeWorkers::Create(2);
+  for (const size_t failing : {size_t{0}, size_t{1}}) {
+    std::atomic<size_t> begun{0};
+    EXPECT_EQ(workers->Run(2,
+                           [&](size_t worker, size_t) -> ResultWord {
+                             ++begun;
+                             awaitThat([&] { return begun == 2; });
+                             if (worker == failing) throw std::bad_alloc();
+                             return kSuccessful;
+                           }),
+              kErrorInMemoryAllocation);
+    EXPECT_EQ(begun, 2u);
+  }
+  EXPECT_EQ(workers->Run(1, [](size_t, size_t) -> ResultWord { throw std::runtime_error(""); }),
+            kErrorFatalException);
 }
 
 TEST(DecodeWorkers, TheTopmostFailureIsTheResult) {
@@ -107,16 +177,13 @@ TEST(DecodeWorkers, WhoIsDoneHelpsTheOthers) {
   const auto workers = DecodeWorkers::Create(2);
   std::atomic<size_t> others{0};
   std::atomic<size_t> whenTheFirstWasDone{0};
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   EXPECT_EQ(workers->Run(68,
                          [&](size_t, size_t row) {
                            if (row != 0) {
                              ++others;
                              return kSuccessful;
                            }
-                           while (others < 67 && std::chrono::steady_clock::now() < limit) {
-                             std::this_thread::yield();
-                           }
+                           awaitThat([&] { return others == 67; });
                            whenTheFirstWasDone = others.load();
                            return kSuccessful;
                          }),
@@ -130,14 +197,19 @@ TEST(DecodeWorkers, AFailureDoesNotOutliveItsRun) {
   EXPECT_EQ(workers->Run(68, [](size_t, size_t) { return kSuccessful; }), kSuccessful);
 }
 
+// The caller's thread stays what it is.
 TEST(DecodeWorkers, WorkOneStepBelowTheirMaker) {
   const int own = getpriority(PRIO_PROCESS, 0);
-  std::atomic<int> theirs{-100};
-  DecodeWorkers::Create(1)->Run(1, [&theirs](size_t, size_t) {
-    theirs = getpriority(PRIO_PROCESS, 0);
+  int priorities[2] = {-100, -100};
+  std::atomic<size_t> begun{0};
+  DecodeWorkers::Create(2)->Run(2, [&](size_t worker, size_t) {
+    priorities[worker] = getpriority(PRIO_PROCESS, 0);
+    ++begun;
+    awaitThat([&] { return begun == 2; });
     return kSuccessful;
   });
-  EXPECT_EQ(theirs, std::min(own + 1, 19));
+  EXPECT_EQ(priorities[0], own);
+  EXPECT_EQ(priorities[1], std::min(own + 1, 19));
 }
 
 TEST(DecodeWorkers, WorkAlsoWhereThePriorityIsRefused) {
@@ -149,7 +221,7 @@ TEST(DecodeWorkers, WorkAlsoWhereThePriorityIsRefused) {
 TEST(DecodeWorkers, NoneComeOfAnAbsurdCountOrWithoutThreads) {
   EXPECT_EQ(DecodeWorkers::Create(0), nullptr);
   EXPECT_EQ(DecodeWorkers::Create(65), nullptr);
-  const test::FailingThread failing(2);
+  const test::FailingThread failing(1);
   EXPECT_EQ(DecodeWorkers::Create(3), nullptr);
 }
 
