@@ -91,6 +91,28 @@ TEST(RDOptController, ABudgetThatIsMetExactlyIsUsed) {
   EXPECT_EQ(outcome.sum(), 4000u);
 }
 
+// With so few bits no choice but the exact one is within the tolerance. Meeting the budget is no
+// reason to stop, and none to lose what meets it: the low end has moved there.
+TEST(RDOptController, ABudgetThatAChoiceMeetsToTheBitKeepsIt) {
+  size_t between = 0;
+  for (uint64_t round = 0; round < 200; ++round) {
+    const std::vector<uint16_t> rates = fallingRates(3, test::testSeed() + 10 + round);
+    const uint32_t finest = sumAt(rates, 0);
+    const uint32_t coarsest = sumAt(rates, kMaxLevels - 1);
+    ASSERT_LT(finest, 10000u);
+    const Outcome first = searchRow(rates, (finest + coarsest) / 2);
+    ASSERT_EQ(first.result, kSuccessful);
+    between += first.sum() > coarsest ? 1 : 0;
+    const Outcome exact = searchRow(rates, first.sum());
+    EXPECT_EQ(exact.result, kSuccessful);
+    EXPECT_EQ(exact.levels, first.levels);
+    const Outcome less = searchRow(rates, first.sum() - 1);
+    EXPECT_LT(less.sum(), first.sum());
+    EXPECT_EQ(less.result, first.sum() > coarsest ? kSuccessful : kErrorInBitCost);
+  }
+  EXPECT_GT(between, 100u);
+}
+
 TEST(RDOptController, FillsTheBudgetAndKeepsIt) {
   const std::vector<uint16_t> rates = fallingRates(4000, test::testSeed() + 1);
   for (const double share : {0.9, 0.5, 0.3, 0.1}) {

@@ -358,6 +358,40 @@ TEST(FrameFormatter, ScalarAndVectorClassesWriteTheSame) {
   }
 }
 
+TEST(FrameFormatter, OfTheLastRowTheLinesBelowThePictureAreFilled) {
+  std::mt19937_64 random(test::testSeed());
+  const struct {
+    uint32_t id;
+    uint32_t layout;
+    uint32_t missing;
+  } kCases[] = {{1237, kLayoutYCbCr, 8}, {1237, kLayoutRgb, 8}, {1241, kLayoutYCbCr, 4},
+                {1244, kLayoutYCbCr, 4}, {1256, kLayoutRgb, 8}, {1252, kLayoutYCbCr, 0}};
+  for (const auto& one : kCases) {
+    SCOPED_TRACE(std::to_string(one.id) + " " + std::to_string(one.layout));
+    const VCIDEntry& entry = entryOf(one.id);
+    FrameFormat format;
+    format.pixelLayout = one.layout;
+    if (one.layout == kLayoutRgb) format.formatWord = 8;
+    Buffer buffer(entry, format);
+    fillWithAnything(buffer.bytes(), random);
+    Loop loop(entry, format, format);
+    const PictureGeometry& geometry = loop.geometry();
+    ASSERT_EQ(geometry.bottomPad, one.missing);
+    const BlockRow row = {geometry.mbCols, blocksOf(entry), 8};
+    const size_t samples = row.mbCols * row.blocks * 64;
+    for (size_t picture = 0; picture < geometry.pictures; ++picture) {
+      for (const size_t at : {size_t{0}, size_t{geometry.mbRows} - 1}) {
+        const int16_t* const fetched = loop.fetch(buffer.frame(), picture, at);
+        std::vector<int16_t> filled(fetched, fetched + samples);
+        FillMissingLines(filled.data(), row, geometry.bottomPad);
+        // What is filled already stays as it is.
+        const bool isFilled = std::equal(filled.begin(), filled.end(), fetched);
+        EXPECT_EQ(isFilled, at != 0 || one.missing == 0);
+      }
+    }
+  }
+}
+
 TEST(FrameFormatter, WhatHasNoFormatterIsRefused) {
   const struct {
     uint32_t id;

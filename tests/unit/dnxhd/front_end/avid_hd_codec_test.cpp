@@ -446,6 +446,27 @@ TEST_F(Codec, FieldLayoutsPlaceTheFields) {
   }
 }
 
+TEST_F(Codec, WhatTheHeadersSayOfFieldsAndPicturesDoesNotMoveThem) {
+  const Buffer frame = encoded(1242);
+  record = recordFor(*FindCompInfo(1242));
+  setUp(1242, 2);
+  const auto decode = [&](const Buffer& compressed) {
+    Buffer out(rasterOf(1242, record).bufferBytes);
+    EXPECT_EQ(codec->DecodeFrame(compressed.data(), out.data(), 0, 0), 0);
+    return out;
+  };
+  const Buffer picture = decode(frame);
+  Buffer secondField = frame;
+  ASSERT_EQ(secondField.data()[5], 2);
+  secondField.data()[5] = 3;
+  EXPECT_TRUE(decode(secondField) == picture);
+  // One picture instead of two, says the flag; the id's row says two.
+  Buffer onePicture = frame;
+  ASSERT_EQ(onePicture.data()[44] & 0x80, 0);
+  onePicture.data()[44] |= 0x80;
+  EXPECT_TRUE(decode(onePicture) == picture);
+}
+
 TEST_F(Codec, SmallerSizesHaveTheirOwnRaster) {
   for (const uint32_t id : {1237u, 1242u, 1258u, 1260u}) {
     const Buffer frame = encoded(id);
