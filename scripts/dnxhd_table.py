@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Sets the DNxHD codec beside FFmpeg's, id by id, and prints two tables in Markdown.
+"""Sets the DNxHD codec beside FFmpeg's, id by id, and prints three tables in Markdown.
 
     scripts/dnxhd_table.py [--build build/release] [--ids 1235,1237] [PICTURES...]
 
 PICTURES are files that FFmpeg reads, NAME=FILE[@FRAME]; the test patterns motion and noise of
 `zel testsrc` come before them. The first table tells what each decoder makes of the other
-encoder's frames, the second what both encoders make of the pictures. docs/dnxhd-table.md has what
-was printed last. It takes `zel` and `dnxhd_frames` of the build, and ffmpeg.
+encoder's frames, the second what both encoders make of the pictures, the third the means of their
+differences. docs/dnxhd-table.md has what was printed last. It takes `zel` and `dnxhd_frames` of the build, and ffmpeg.
 """
 import argparse
 import json
@@ -137,7 +137,8 @@ def interop_row(codec, one):
     return cells
 
 
-def quality_row(codec, one, picture, count):
+def quality(codec, one, picture, count):
+    """PSNR and SSIM of our frames, FFmpeg's, and its best; none where it writes none."""
     y4m, planes = codec.source(one, picture, count)
     results = [codec.measure(one, planes, codec.decode(one, codec.encode(one, y4m)))]
     for decision in (DEFAULT, BEST):
@@ -146,9 +147,21 @@ def quality_row(codec, one, picture, count):
             results.append(codec.measure(one, planes, codec.their_decode(one, frames)))
         else:
             results.append(None)
+    return results
+
+
+def quality_row(one, picture, results):
     cells = [str(one.id), picture.partition("=")[0]]
     cells += [f"{result[0]:.2f}" if result else "" for result in results]
     return cells + [f"{result[1]:.4f}" if result else "" for result in results]
+
+
+def mean_row(picture, both):
+    """What we have over FFmpeg's default, of pairs of an id and results with its own."""
+    gains = [(ours[0] - theirs[0], ours[1] - theirs[1]) for _, (ours, theirs, _) in both]
+    below = [str(one.id) for (one, _), gain in zip(both, gains) if round(gain[0], 2) < 0]
+    means = [sum(gain[i] for gain in gains) / len(gains) for i in range(2)]
+    return [picture.partition("=")[0], f"{means[0]:+.2f} dB", f"{means[1]:+.4f}", ", ".join(below) or "none"]
 
 
 def print_row(cells):
@@ -180,9 +193,19 @@ def main():
         print()
         print_head(["Id", "Picture", "PSNR, dB", "FFmpeg's", "its best", "SSIM", "FFmpeg's", "its best"],
                    set(range(2, 8)))
+        pictures = PATTERNS + options.pictures
+        both = {picture: [] for picture in pictures}  # with frames of both encoders
         for one in ids:
-            for picture in PATTERNS + options.pictures:
-                print_row(quality_row(codec, one, picture, options.frames))
+            for picture in pictures:
+                results = quality(codec, one, picture, options.frames)
+                print_row(quality_row(one, picture, results))
+                if results[1]:
+                    both[picture].append((one, results))
+        print()
+        print_head(["Picture", "PSNR over FFmpeg's", "SSIM", "Ids below in PSNR"], {1, 2})
+        for picture in pictures:
+            if both[picture]:
+                print_row(mean_row(picture, both[picture]))
 
 
 if __name__ == "__main__":
