@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace zel::test {
 namespace {
@@ -109,6 +110,11 @@ double ArrivalClock::packetTime(int64_t packet) const {
 
 double ArrivalClock::packetEnd(int64_t packet) const {
   return pieces_.empty() ? packetTime(packet) + secondsPerPacket_ : packetTime(packet + 1);
+}
+
+double ArrivalClock::toldUntil() const {
+  return pieces_.empty() ? std::numeric_limits<double>::infinity()
+                         : (pieces_.back().ticks - originTicks_) / kSystemClock;
 }
 
 double ArrivalClock::pcrError(const PcrSample& sample) const {

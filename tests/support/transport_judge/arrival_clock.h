@@ -25,6 +25,9 @@ class ArrivalClock {
   /// When the first byte of a packet arrives.
   double packetTime(int64_t packet) const;
   double packetEnd(int64_t packet) const;
+  /// 2.4.2.2: a variable rate is told by the two PCRs around a byte, and so by none behind the last
+  /// PCR. Without end at a constant rate.
+  double toldUntil() const;
   /// The clock's own ticks at its zero: what PTS and DTS are counted from.
   double originTicks() const { return originTicks_; }
   /// How much a PCR is ahead of the place where it stands, in seconds.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,9 @@ enum class Fault {
   kDelay,                      // 1 s, or 10 s where the coding allows it
 };
 const char* faultName(Fault fault);
+inline bool isOfBuffers(Fault fault) {
+  return fault >= Fault::kTransportBuffer && fault <= Fault::kUnderflow;
+}
 
 struct Finding {
   Fault fault;
@@ -52,7 +56,10 @@ inline constexpr int kFindingsKept = 50;
 /// The list that the checks add to.
 class Findings {
  public:
+  /// From `seconds` on packets come at times that nothing tells: what buffers do then is no fault.
+  void untimedFrom(double seconds) { untimedFrom_ = seconds; }
   void add(Finding finding) {
+    if (finding.seconds > untimedFrom_ && isOfBuffers(finding.fault)) return;
     int& seen = counts_[static_cast<size_t>(finding.fault) % kFaultSlots]
                        [static_cast<size_t>(finding.pid + 1) % kPidSlots];
     ++total_;
@@ -68,6 +75,7 @@ class Findings {
       std::vector<std::vector<int>>(kFaultSlots, std::vector<int>(kPidSlots));
   std::vector<Finding> list_;
   int64_t total_ = 0;
+  double untimedFrom_ = std::numeric_limits<double>::infinity();
 };
 
 }  // namespace zel::test

@@ -230,6 +230,7 @@ void judgeProgramme(const Programme& programme, const TransportStream& stream,
     findings.add({Fault::kNoPcr, 0, -1, programme.pcrPid, 0, "too few PCRs to tell the time"});
     return;
   }
+  findings.untimedFrom(clock.toldUntil());
   const double duration = clock.packetTime(verdict.packets);
   verdict.rate = clock.rate();
   verdict.seconds = duration;

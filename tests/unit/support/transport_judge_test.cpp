@@ -220,12 +220,13 @@ TEST_F(TransportJudge, TellsOfUnderflowWhenAUnitIsLate) {
   EXPECT_FALSE(verdict.has(Fault::kElementaryBuffer));
 }
 
-TEST_F(TransportJudge, TellsOfAnOverfullTransportBuffer) {
-  // Five packets of audio in a row at 40 Mbit/s: TB leaks at 2 Mbit/s.
+// A stream of 40 Mbit/s in which five packets of audio come in a row: TB leaks at 2 Mbit/s. Gives
+// the place of the last of them.
+size_t crowdAudio(std::vector<uint8_t>& fast) {
   PlainStreamSettings settings;
   settings.rate = 40000000;
   settings.seconds = 0.6;
-  std::vector<uint8_t> fast = makePlainTransportStream(settings).bytes;
+  fast = makePlainTransportStream(settings).bytes;
   EXPECT_TRUE(judgeTransportStream(fast).clean());
   const size_t first = nthPacket(fast, 9, onPid(PlainStream::kAudioPid));
   std::vector<size_t> places;
@@ -240,9 +241,31 @@ TEST_F(TransportJudge, TellsOfAnOverfullTransportBuffer) {
                      fast.begin() + static_cast<std::ptrdiff_t>(places[i] + kPacket),
                      fast.begin() + static_cast<std::ptrdiff_t>(to));
   }
+  return places.back();
+}
+
+TEST_F(TransportJudge, TellsOfAnOverfullTransportBuffer) {
+  std::vector<uint8_t> fast;
+  crowdAudio(fast);
   const Verdict verdict = judgeTransportStream(fast);
   EXPECT_TRUE(verdict.has(Fault::kTransportBuffer)) << verdict.text();
   EXPECT_FALSE(verdict.has(Fault::kContinuity)) << verdict.text();
+}
+
+// 2.4.2.2: when bytes come is told by the PCRs before and behind them.
+TEST_F(TransportJudge, KnowsNoTimesBehindTheLastClockOfAVariableRate) {
+  std::vector<uint8_t> fast;
+  const size_t last = crowdAudio(fast);
+  JudgeOptions options;
+  options.constantRate = false;
+  EXPECT_TRUE(judgeTransportStream(fast, options).has(Fault::kTransportBuffer));
+  size_t lastClock = 0;
+  for (size_t place = 0; place < fast.size(); place += kPacket)
+    if (hasPcr(&fast[place]) && place < last) lastClock = place;
+  ASSERT_GT(lastClock, 0U);
+  for (size_t place = lastClock + kPacket; place < fast.size(); place += kPacket)
+    if (hasPcr(&fast[place])) fast[place + 5] &= 0xEF;
+  EXPECT_FALSE(judgeTransportStream(fast, options).has(Fault::kTransportBuffer));
 }
 
 TEST_F(TransportJudge, SurvivesWhatIsNoTransportStream) {
