@@ -178,7 +178,7 @@ std::unique_ptr<tsm_stream> open_audio(const tsm_audio& record,
   stream->state = std::move(owned);
   stream->kind = stream_kind::audio;
   stream->makePacket = make_audio_packet;
-  stream->nextRemoval = next_audio_removal;
+  stream->unitsToSend = audio_units_to_send;
 
   if (record.privateDataFile.count > 0) {
     state.privateData.read(record.privateDataFile, record.pid, mux.reports);

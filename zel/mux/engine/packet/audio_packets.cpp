@@ -317,13 +317,8 @@ void make_audio_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& pack
   stream.step_times();
 }
 
-bool next_audio_removal(const tsm_stream& stream, const tsm_time&, double& ticks,
-                        int& unitsInFlight) {
-  const auto& state = static_cast<const audio_state&>(*stream.state);
-  if (state.frames.empty()) return false;
-  ticks = state.frames.front().pts;
-  unitsInFlight = units_in_flight(state.model, state.frames.size());
-  return true;
+size_t audio_units_to_send(const tsm_stream& stream) {
+  return static_cast<const audio_state&>(*stream.state).frames.size();
 }
 
 }  // namespace zel::mux

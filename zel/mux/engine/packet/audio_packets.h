@@ -11,8 +11,7 @@ namespace zel::mux {
 /// fit into the input buffer, which then grows.
 void make_audio_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet, tsm_mux& mux);
 
-/// For VBR: the time at which the first frame that isn't delivered whole leaves the buffer.
-bool next_audio_removal(const tsm_stream& stream, const tsm_time& now, double& ticks,
-                        int& unitsInFlight);
+/// For VBR: how many frames with removal events aren't sent whole.
+size_t audio_units_to_send(const tsm_stream& stream);
 
 }  // namespace zel::mux

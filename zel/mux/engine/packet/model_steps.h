@@ -27,6 +27,7 @@ void run_removals(buffer_model& model, tsm_packet& packet, double now, Underflow
     model.level -= model.removals.front().size;
     if (model.holdsBack) model.heldBack += model.removals.front().size;
     model.removals.pop();
+    model.wholeAtClock -= model.wholeAtClock > 0 ? 1 : 0;
     if (!model.lowestKnown || model.level < model.lowest) {
       model.lowest = model.level;
       model.lowestKnown = true;
@@ -79,12 +80,6 @@ class packet_draft {
   const tsm_time pcrNext_;
   const uint32_t flags_;
 };
-
-/// How many units of a stream wait in the decoder's buffer, where `queued` have yet to be sent.
-inline int units_in_flight(const buffer_model& model, size_t queued) {
-  const size_t removals = model.removals.size();
-  return static_cast<int>(removals > queued ? removals - queued : 0);
-}
 
 /// The stream has sent everything.
 inline void end_stream(tsm_stream& stream, tsm_packet& packet) {

@@ -482,13 +482,8 @@ void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& pack
   stream.step_times();
 }
 
-bool next_video_removal(const tsm_stream& stream, const tsm_time&, double& ticks,
-                        int& unitsInFlight) {
-  const auto& state = static_cast<const video_state&>(*stream.state);
-  if (state.units.empty()) return false;
-  ticks = state.units.front().dts;
-  unitsInFlight = units_in_flight(state.model, state.units.size());
-  return true;
+size_t video_units_to_send(const tsm_stream& stream) {
+  return static_cast<const video_state&>(*stream.state).units.size();
 }
 
 }  // namespace zel::mux

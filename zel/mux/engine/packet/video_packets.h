@@ -14,8 +14,7 @@ void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& pack
 /// Whether unit `index` of the queue is there and timed. Scans for it, as far as there is room.
 bool video_unit_ready(video_state& state, size_t index);
 
-/// For VBR: the time at which the first access unit that isn't delivered whole leaves the buffer.
-bool next_video_removal(const tsm_stream& stream, const tsm_time& now, double& ticks,
-                        int& unitsInFlight);
+/// For VBR: how many access units with removal events aren't sent whole.
+size_t video_units_to_send(const tsm_stream& stream);
 
 }  // namespace zel::mux

@@ -227,11 +227,12 @@ std::unique_ptr<tsm_stream> open_lpcm(const tsm_lpcm& record, const Morvalen::Ze
   lpcm_state& state = *owned;
   state.record = &record;
   state.stream = stream.get();
+  stream->buffer = &state.model;
   state.report = &mux.reports;
   state.form = record.pesLpcmType == 1 ? lpcm_form::ieee1394 : lpcm_form::hdmv;
   stream->kind = stream_kind::lpcm;
   stream->makePacket = make_pcm_packet;
-  stream->nextRemoval = next_pcm_removal;
+  stream->unitsToSend = pcm_units_to_send;
   stream->state = std::move(owned);
 
   elementary_input* input = nullptr;

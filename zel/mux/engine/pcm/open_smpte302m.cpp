@@ -269,7 +269,7 @@ std::unique_ptr<tsm_stream> open_smpte302m(const tsm_smpte302m& record,
   state.report = &mux.reports;
   stream->kind = stream_kind::smpte302m;
   stream->makePacket = make_pcm_packet;
-  stream->nextRemoval = next_pcm_removal;
+  stream->unitsToSend = pcm_units_to_send;
   stream->state = std::move(owned);
   // Samples that come as such have their channels as they should be.
   if (record.downmixToStereo > 0 && !takes_from_multiplex(record)) {

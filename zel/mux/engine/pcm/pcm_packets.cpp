@@ -138,13 +138,8 @@ void make_pcm_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet
   stream.step_times();
 }
 
-bool next_pcm_removal(const tsm_stream& stream, const tsm_time&, double& ticks,
-                      int& unitsInFlight) {
-  const auto& state = static_cast<const pcm_state&>(*stream.state);
-  if (!state.hasUnit) return false;
-  ticks = state.pts;
-  unitsInFlight = units_in_flight(state.model, 1);
-  return true;
+size_t pcm_units_to_send(const tsm_stream& stream) {
+  return static_cast<const pcm_state&>(*stream.state).hasUnit ? 1 : 0;
 }
 
 }  // namespace zel::mux

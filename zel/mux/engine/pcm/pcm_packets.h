@@ -39,8 +39,7 @@ double pcm_stream_rate(const tsm_stream& stream, size_t bytes, double perSecond,
 /// The makePacket of a stream whose `state` is a pcm_state. Allocates nothing.
 void make_pcm_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet, tsm_mux& mux);
 
-/// For VBR: the time at which the first unit that isn't delivered whole leaves the buffer.
-bool next_pcm_removal(const tsm_stream& stream, const tsm_time& now, double& ticks,
-                      int& unitsInFlight);
+/// For VBR: how many units with removal events aren't sent whole.
+size_t pcm_units_to_send(const tsm_stream& stream);
 
 }  // namespace zel::mux

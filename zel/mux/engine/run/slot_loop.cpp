@@ -164,36 +164,50 @@ bool make_packet(tsm_mux& mux, tsm_stream& stream) {
   return false;
 }
 
-// A stream's rate allows for a PCR every PCRper. At a variable rate they come as they have to, and
-// push what they take the place of into packets of their own; one that goes alone takes a whole
-// packet's turn. What a packet of the clock's stream carries too little, its next comes earlier by.
-// Not so for video, whose deep buffer bears it, and whose rate may be all that leaves MB.
-void make_up_for_clock(tsm_mux& mux, tsm_stream& stream) {
-  if (mux.vbr == nullptr || &stream != mux.vbr->clock || stream.has(kNoMorePackets)) return;
+// What a packet of the clock's stream carries too little, its next comes earlier by: a stream's
+// rate allows for a PCR every PCRper, and at a variable rate they come as they have to.
+void step_back(tsm_stream& stream, int lost) {
   constexpr int kPayload = static_cast<int>(kPacketBytes) - kTsHeaderBytes;
-  const bool carries = (mux.packet.bytes[3] & kPayloadBit) != 0;
-  const int lost = carries ? payload_place(mux.packet) - kTsHeaderBytes : kPayload;
-  if (lost <= 0 || stream.kind == stream_kind::video) return;
   const tsm_time step = time_from_ticks(ticks_of(stream.interval) * lost / kPayload);
   stream.nextTime = subtract(stream.nextTime, step);
   stream.dueTime = subtract(stream.dueTime, step);
+}
+
+// Sound has little to spare, and so makes up for whatever takes room in its packets. Not so video,
+// whose deep buffer bears it, and whose rate may be all that leaves MB.
+void make_up_for_fields(tsm_mux& mux, tsm_stream& stream) {
+  if (mux.vbr == nullptr || &stream != mux.vbr->clock || stream.has(kNoMorePackets)) return;
+  if (stream.kind == stream_kind::video) return;
+  const bool carries = (mux.packet.bytes[3] & kPayloadBit) != 0;
+  const int end = carries ? payload_place(mux.packet) : static_cast<int>(kPacketBytes);
+  if (end > kTsHeaderBytes) step_back(stream, end - kTsHeaderBytes);
 }
 
 // The clock's packet with a PCR: with what it has to send, or with nothing else.
 void make_forced_packet(tsm_mux& mux) {
   tsm_stream& clock = *mux.vbr->clock;
   clock.set(kForcePcr);
-  const bool maySend = !clock.has(kNoMorePackets) && !clock.has2(kHold);
-  if (maySend && make_packet(mux, clock) && clock.has(kPacketHasPcr)) {
-    make_up_for_clock(mux, clock);
-    return;
-  }
   const tsm_time next = clock.nextTime;
   const tsm_time due = clock.dueTime;
+  if (goes_with_clock(mux) && make_packet(mux, clock) && clock.has(kPacketHasPcr)) {
+    if (clock.kind != stream_kind::video) {
+      make_up_for_fields(mux, clock);
+    } else if ((mux.packet.bytes[3] & kPayloadBit) != 0) {
+      step_back(clock, kAdaptationWithPcr);
+    } else {
+      clock.nextTime = next;
+      clock.dueTime = due;
+    }
+    return;
+  }
+  const tsm_time laterNext = clock.nextTime;
+  const tsm_time laterDue = clock.dueTime;
   make_pcr_only_packet(clock, mux.now, mux.packet, mux);
   write_clock(mux, clock);
-  clock.nextTime = next;
-  clock.dueTime = due;
+  // A stream of PCRs alone goes on a period from here; another's turn was none.
+  const bool isClockOnly = clock.kind == stream_kind::pcr_only;
+  clock.nextTime = isClockOnly ? clock.pcrNext : laterNext;
+  clock.dueTime = isClockOnly ? add(clock.pcrNext, mux.packetTime) : laterDue;
 }
 
 // One slot of the time line is over.
@@ -258,7 +272,7 @@ slot_outcome run_slots(tsm_mux& mux) {
     }
     if (stream != nullptr) {
       if (!make_packet(mux, *stream)) continue;
-      make_up_for_clock(mux, *stream);
+      make_up_for_fields(mux, *stream);
       put(mux, *stream);
     } else if (mux.vbr == nullptr) {
       put_null(mux);

@@ -23,7 +23,7 @@
 ///   stream.pmt           listed, streamType unless configured, the stream's automatic descriptors
 ///                        behind the configured ones (psi_tables.h, add_unless_there);
 ///   stream.pesId         where the configuration left it 0;
-///   stream.framePeriod, frameRate, firstDts, firstPts, nextRemoval, where the kind has them.
+///   stream.framePeriod, frameRate, firstDts, firstPts, unitsToSend, where the kind has them.
 /// It leaves nextTime and dueTime to building. A stream that can't be started after a fatal message
 /// that doesn't stop the run sets kSourceEnded and kNoMorePackets, and has no PMT line.
 ///

@@ -15,13 +15,18 @@ struct tsm_mux;
 ///
 /// Between PCRs receivers see the packets come evenly, the engine sends them at the highest rate
 /// and rests. To be right for both, buffers get no credit for what leaves them until the next PCR
-/// (buffer_model::heldBack), and a PCR is forced before the next unit leaves that isn't whole in
-/// its buffer, and where a stream waits for that credit.
+/// (buffer_model::heldBack), and a PCR is forced before the next unit leaves that wasn't whole in
+/// its buffer at the last one, and where a stream waits for that credit. While units wait in
+/// decoders, one every ten slots keeps the difference small. What is forced stays within the
+/// clock's own rate and what its transport buffer leaks beyond that.
 struct variable_rate {
   tsm_stream* clock = nullptr;  // the program's stream with the PCR
   int64_t slotsSincePcr = 0;
   int64_t slotsUntilPcr = 0;
   tsm_time lastPcr;
+  double levelOfClocks = 0;  // bytes: the PCRs that went alone, in the transport buffer
+  tsm_time clocksLeakedAt;
+  bool clockIsIdle = false;  // its last packet had nothing but the PCR
   smoothing_store store;
 };
 
@@ -30,6 +35,10 @@ void set_up_variable_rate(tsm_mux& mux);
 
 /// Whether this slot is to be the clock's, with a PCR.
 bool pcr_is_forced(tsm_mux& mux);
+
+/// Whether the clock's stream may send with a PCR that is forced now: as long as it isn't more than
+/// a packet ahead of its rate, which is all that its buffers are asked to bear.
+bool goes_with_clock(const tsm_mux& mux);
 
 /// The slot's packet. One with a PCR closes what came before it.
 void put_variable(tsm_mux& mux, const tsm_stream& stream);

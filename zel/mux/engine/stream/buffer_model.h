@@ -25,6 +25,9 @@ struct buffer_model {
   /// gave them, up to that PCR: they find the buffer as full as it was then.
   bool holdsBack = false;
   int64_t heldBack = 0;
+  /// In VBR: how many units of `removals`, the first ones, were whole in the buffer at the last
+  /// PCR. Of what came since then it isn't known how late receivers take it to come.
+  size_t wholeAtClock = 0;
   fixed_ring<removal_event, kRemovalEvents> removals;
 };
 

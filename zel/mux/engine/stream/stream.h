@@ -171,10 +171,9 @@ struct tsm_stream {
   /// The decoder's buffer as the state simulates it, for statistics; null where the kind has none.
   buffer_model* buffer = nullptr;
   int64_t packetsSent = 0;
-  /// The time of the next byte's removal that isn't yet delivered; for VBR's forced PCRs. Null
-  /// where the kind has no buffer model. Gives the count of access units in flight too.
-  bool (*nextRemoval)(const tsm_stream& stream, const tsm_time& now, double& ticks,
-                      int& unitsInFlight) = nullptr;
+  /// How many of the units that have removal events in `buffer` aren't wholly sent: the last ones;
+  /// for VBR's forced PCRs. Null where the kind has no buffer model.
+  size_t (*unitsToSend)(const tsm_stream& stream) = nullptr;
 
   bool has(uint32_t flag) const { return (flags & flag) != 0; }
   bool has2(uint32_t flag) const { return (flags2 & flag) != 0; }

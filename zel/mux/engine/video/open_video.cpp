@@ -194,7 +194,7 @@ std::unique_ptr<tsm_stream> open_video(const tsm_video& record, const tsm_progra
   stream->state = std::move(owned);
   stream->kind = stream_kind::video;
   stream->makePacket = make_video_packet;
-  stream->nextRemoval = next_video_removal;
+  stream->unitsToSend = video_units_to_send;
   set_video_flags(*stream, record);
   set_cuts(state, *mux.config);
 

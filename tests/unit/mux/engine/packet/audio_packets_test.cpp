@@ -326,21 +326,17 @@ TEST_F(AudioPackets, ThePcrOfAPesStartGoesWithIt) {
   EXPECT_GE(result.pcrs, static_cast<int>(result.pes.size()));
 }
 
-TEST_F(AudioPackets, TheNextRemovalIsOfTheFirstFrameNotDelivered) {
+TEST_F(AudioPackets, AFrameIsToBeSentUntilItsLastByteIs) {
   build(300, 300, 4'000);
-  double ticks = 0;
-  int inFlight = -1;
-  ASSERT_TRUE(next_audio_removal(stream_, now_, ticks, inFlight));
-  EXPECT_EQ(ticks, frames_[0].pts);
-  EXPECT_EQ(inFlight, 0);
+  const size_t frames = state_->model.removals.size();
+  EXPECT_EQ(audio_units_to_send(stream_), frames);
   tsm_mux mux(output_writer({.bufferedPackets = 1}, {}, write_nothing, nullptr));
   tsm_packet packet{};
-  for (int i = 0; i < 2; ++i) make_audio_packet(stream_, stream_.nextTime, packet, mux);
-  ASSERT_TRUE(next_audio_removal(stream_, now_, ticks, inFlight));
-  EXPECT_EQ(ticks, frames_[1].pts);
-  EXPECT_EQ(inFlight, 1);
-  state_->frames.clear();
-  EXPECT_FALSE(next_audio_removal(stream_, now_, ticks, inFlight));
+  make_audio_packet(stream_, stream_.nextTime, packet, mux);
+  const size_t found = state_->model.removals.size();
+  EXPECT_EQ(audio_units_to_send(stream_), found);
+  make_audio_packet(stream_, stream_.nextTime, packet, mux);
+  EXPECT_EQ(audio_units_to_send(stream_), state_->model.removals.size() - 1);
 }
 
 TEST_F(AudioPackets, AllocateNothing) {

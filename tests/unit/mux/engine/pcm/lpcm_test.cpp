@@ -68,6 +68,17 @@ TEST_F(Lpcm, HdmvPiecesOfFiveMilliseconds) {
   EXPECT_TRUE(told.empty());
 }
 
+// Statistics and traces show it, and a variable rate goes by it.
+TEST_F(Lpcm, TheDecodersBufferIsKnownToTheStream) {
+  give(plainWave(2, 2, randomBytes(2 * 2 * 600, 1)));
+  const tsm_stream* const stream = start();
+  ASSERT_NE(stream, nullptr);
+  ASSERT_NE(stream->buffer, nullptr);
+  EXPECT_GT(stream->buffer->limit, 960 + 4);
+  run();
+  EXPECT_TRUE(stream->buffer->lowestKnown);
+}
+
 TEST_F(Lpcm, HdmvRatesDepthsAndChannels) {
   struct Row {
     int channels, bits, rate;

@@ -1,5 +1,7 @@
 #include "zel/mux/engine/run/variable_rate.h"
 
+#include <random>
+
 #include "tests/support/random_streams.h"
 #include "tests/unit/mux/engine/engine_fixture.h"
 
@@ -112,6 +114,106 @@ TEST_F(VariableRate, SoundThatCarriesTheClockDoesntComeLate) {
     EXPECT_EQ(run.said, "");
     const Verdict verdict = judge({.constantRate = false});
     EXPECT_TRUE(verdict.clean()) << verdict.text();
+  }
+}
+
+struct VariableRateOfSoundAndPictures : VariableRate {
+  static constexpr int kPcmPid = 0x210;
+
+  void addVideo(int rate) {
+    std::mt19937_64 random(7);
+    inputs.push_back({randomMpeg2Video(random, rate, 4)});
+    tsm_video& video = *tsm_add_video(program);
+    video.pid = kDataPid;
+    video.user = &inputs.back();
+  }
+  void addAudio(AudioFrames kind) {
+    inputs.push_back({audioFrames(kind, 4)});
+    tsm_audio& audio = *tsm_add_audio(program);
+    audio.pid = kDataPid;
+    audio.user = &inputs.back();
+  }
+  /// Units of 40 ms, the packets of each one after another as fast as they may.
+  void addPcm() {
+    tsm_smpte302m& pcm = *tsm_add_smpte302m(program);
+    pcm.pid = kPcmPid;
+    pcm.streamCount = 3;
+    pcm.bytesPerWord = 2;
+    pcm.wordSize = 16;
+    for (int pair = 0; pair < pcm.streamCount; ++pair) {
+      inputs.push_back({std::vector<uint8_t>(4 * 2 * 2 * 48'000)});
+      pcm.pairUser[pair] = &inputs.back();
+    }
+  }
+  void expectClean(double rate) {
+    run.config->rate = rate;
+    ASSERT_GT(multiplex(), 0) << run.texts;
+    EXPECT_EQ(run.said, program->video[0] == nullptr ? "W85 " : "") << run.texts;
+    const Verdict verdict = judge({.constantRate = false});
+    EXPECT_TRUE(verdict.clean()) << verdict.text();
+  }
+};
+
+// A PCR every ten slots, each a whole packet for the transport buffer, is 4 Mbit/s here; it leaks
+// two.
+TEST_F(VariableRateOfSoundAndPictures, ClocksDontOverflowTheTransportBufferOfTheirSound) {
+  program->pcrPid = kDataPid;
+  addAudio(AudioFrames::kLayer2);
+  addPcm();
+  expectClean(40e6);
+}
+
+// The packets that a PCR goes with are no more than the stream's rate: here 1.5 Mbit/s, where a PCR
+// every ten slots would take 4.
+TEST_F(VariableRateOfSoundAndPictures, VideoWithTheClockKeepsItsRate) {
+  program->pcrPid = kDataPid;
+  addVideo(1'500'000);
+  addPcm();
+  expectClean(40e6);
+  struct Clock {
+    double seconds;
+    int sent;
+  };
+  std::vector<Clock> clocks;
+  int sent = 0;
+  for (int i = 0; i < run.packets(); ++i) {
+    if (pidOf(i) != kDataPid) continue;
+    const uint8_t* const bytes = packet(i);
+    sent += (bytes[3] & 0x10) != 0 ? 1 : 0;
+    if ((bytes[3] & 0x20) == 0 || bytes[4] == 0 || (bytes[5] & 0x10) == 0) continue;
+    const int64_t base = int64_t{bytes[6]} << 25 | bytes[7] << 17 | bytes[8] << 9 | bytes[9] << 1;
+    clocks.push_back({static_cast<double>(base) / 9e4, sent});
+  }
+  ASSERT_GT(clocks.size(), 2'000U);
+  // Headers, and the PCRs themselves, come to less than an eighth.
+  constexpr double kMost = 1.5e6 * 1.125 / (8 * 184);
+  for (size_t i = 40; i < clocks.size(); ++i) {
+    const Clock& before = clocks[i - 40];
+    EXPECT_LE(clocks[i].sent - before.sent, 3 + (clocks[i].seconds - before.seconds) * kMost);
+  }
+}
+
+// Receivers take packets to come evenly up to the next PCR. Whether a unit that came since the last
+// one is whole in time is certain only where the next comes before the unit's time.
+TEST_F(VariableRateOfSoundAndPictures, AUnitHasAClockBetweenItsEndAndItsTime) {
+  program->pcrPer = 80;
+  addAudio(AudioFrames::kDts);
+  run.config->rate = 2e6;
+  ASSERT_GT(multiplex(), 0) << run.texts;
+  // A frame lasts 10.7 ms, and the next is begun before it leaves.
+  const Verdict verdict = judge({.constantRate = false, .longestPcrInterval = 0.022});
+  EXPECT_TRUE(verdict.clean()) << verdict.text();
+}
+
+// A stream of nothing but PCRs counts its period from the last one that was forced, be it by video
+// that has ended meanwhile.
+TEST_F(VariableRateOfSoundAndPictures, AForcedClockDoesntMakeTheNextLate) {
+  addVideo(1'500'000);
+  addData(program, 0x220, 2e5, 800);
+  for (const int period : {60, 70, 80, 90}) {
+    program->pcrPer = period;
+    run.bytes.clear();
+    expectClean(4e6);
   }
 }
 
