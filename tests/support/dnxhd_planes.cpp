@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 
 namespace zel::test {
 
@@ -144,8 +143,13 @@ double structuralSimilarity(const std::vector<int>& a, const std::vector<int>& b
 }
 
 std::vector<char> fileContents(const std::string& file) {
-  std::ifstream in(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
+  std::ifstream in(file, std::ios::binary | std::ios::ate);
+  if (!in) return {};
+  std::vector<char> bytes(static_cast<size_t>(in.tellg()));
+  in.seekg(0);
+  in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  bytes.resize(static_cast<size_t>(in.gcount()));
+  return bytes;
 }
 
 }  // namespace zel::test
