@@ -51,7 +51,7 @@ File copyOf(const std::string& path) {
   File copy(std::tmpfile(), &std::fclose);
   if (copy == nullptr) throw Failure("no temporary file: " + errorText(errno));
   char bytes[4096];
-  for (size_t size; (size = std::fread(bytes, 1, sizeof bytes, source.get())) > 0;)
+  for (size_t size = 0; (size = std::fread(bytes, 1, sizeof bytes, source.get())) > 0;)
     if (std::fwrite(bytes, 1, size, copy.get()) != size)
       throw Failure("temporary file: " + errorText(errno));
   if (std::ferror(source.get()) != 0) throw Failure(fmt::format("{}: {}", path, errorText(errno)));

@@ -92,7 +92,8 @@ double SetWords(int32_t bits, int32_t rateParameter, tsm_smpte302m& stream) {
     stream.bytesPerWord = layout.bytesPerWord;
     // Samples of 16 bits keep the record's word size: their bytes say what they are.
     stream.wordSize = layout.wordSize;
-    return double(rateParameter * layout.numerator / layout.denominator);
+    int64_t const rate = rateParameter * layout.numerator / layout.denominator;
+    return double(rate);
   }
   stream.bytesPerWord = 3;
   stream.wordSize = 24;

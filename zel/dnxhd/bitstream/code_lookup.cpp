@@ -21,16 +21,16 @@ void FillCode(Table& table, int indexBits, uint32_t code, uint32_t length, Value
 }  // namespace
 
 CodeLookUp::CodeLookUp(const VCIDEntry& entry) : escapeBits_(entry.depth - 4) {
-  for (uint8_t run = 1; run < entry.runCodes.size(); ++run) {
+  for (size_t run = 1; run < entry.runCodes.size(); ++run) {
     const uint32_t length = entry.runLengths[run];
     FillCode(runs_, kRunIndexBits, entry.runCodes[run], length,
-             RunPart{run, static_cast<uint8_t>(length)});
+             RunPart{static_cast<uint8_t>(run), static_cast<uint8_t>(length)});
   }
-  for (uint8_t size = 0; size < entry.dcCodes.size(); ++size) {
+  for (size_t size = 0; size < entry.dcCodes.size(); ++size) {
     const uint32_t length = entry.dcLengths[size];
     if (length == 0) continue;
     FillCode(dc_, kDcIndexBits, entry.dcCodes[size], length,
-             DcPart{size, static_cast<uint8_t>(length)});
+             DcPart{static_cast<uint8_t>(size), static_cast<uint8_t>(length)});
   }
   FillParts(entry);
   FillWhole();

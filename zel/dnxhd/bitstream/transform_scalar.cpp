@@ -70,16 +70,22 @@ constexpr int16_t kBasis4[4][4] = {
     {kC0, kC0, kC0, kC0}, {kC2, kC6, -kC6, -kC2}, {kC4, -kC4, -kC4, kC4}, {kC6, -kC2, kC2, -kC6}};
 constexpr int16_t kBasis2[2][2] = {{kC0, kC0}, {kC0, -kC0}};
 
-void InverseReduced(int16_t* blocks, size_t count, int fraction, int size) {
-  assert(size == 4 || size == 2);
-  const auto weight = [size](int k, int x) { return size == 4 ? kBasis4[k][x] : kBasis2[k][x]; };
+template <int kSize>
+void InverseOf(const int16_t (&basis)[kSize][kSize], int16_t* blocks, size_t count, int fraction) {
+  const auto weight = [&basis](int k, int x) { return basis[k][x]; };
   for (size_t i = 0; i < count; ++i) {
     int16_t* const block = blocks + kBlock * i;
     int16_t between[kBlock];
-    Pass(block, between, size, size, 8, 1, kBasisFraction - fraction, weight);
-    Pass(between, block, size, size, 1, 8, kBasisFraction + fraction, weight);
-    for (int y = 1; y < size; ++y) std::copy_n(block + 8 * y, size, block + size * y);
+    Pass(block, between, kSize, kSize, 8, 1, kBasisFraction - fraction, weight);
+    Pass(between, block, kSize, kSize, 1, 8, kBasisFraction + fraction, weight);
+    for (int y = 1; y < kSize; ++y) std::copy_n(block + 8 * y, kSize, block + kSize * y);
   }
+}
+
+void InverseReduced(int16_t* blocks, size_t count, int fraction, int size) {
+  assert(size == 4 || size == 2);
+  size == 4 ? InverseOf(kBasis4, blocks, count, fraction)
+            : InverseOf(kBasis2, blocks, count, fraction);
 }
 
 }  // namespace

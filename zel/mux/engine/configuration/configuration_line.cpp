@@ -18,7 +18,7 @@ bool is_digit(char letter) {
 std::string without_blanks(std::string_view text) {
   std::string name;
   std::copy_if(text.begin(), text.end(), std::back_inserter(name),
-               [](char each) { return kBlanks.find(each) == kBlanks.npos; });
+               [](char each) { return kBlanks.find(each) == std::string_view::npos; });
   return name;
 }
 
@@ -26,7 +26,7 @@ std::string without_blanks(std::string_view text) {
 
 std::string_view trim(std::string_view text) {
   const size_t first = text.find_first_not_of(kBlanks);
-  if (first == text.npos) return {};
+  if (first == std::string_view::npos) return {};
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
@@ -60,7 +60,7 @@ configuration_line parse_line(std::string text) {
   line.text = std::move(text);
   const std::string_view all = line.text;
   const size_t marker = all.find_first_of("=*$#");
-  if (marker == all.npos) return line;
+  if (marker == std::string_view::npos) return line;
   const std::string_view before = all.substr(0, marker);
   switch (all[marker]) {
     case '=':

@@ -17,7 +17,7 @@ TarnArray* strings_of(const TarnArray* array) {
 }  // namespace
 
 bool tarn_array_reserve(TarnArray* array, int32_t capacity, size_t elementSize) noexcept {
-  if (capacity <= array->capacity) return true;
+  if (array->elements != nullptr && capacity <= array->capacity) return true;
   const int64_t doubled =
       std::min<int64_t>(int64_t{array->capacity} * 2, std::numeric_limits<int32_t>::max());
   const auto wanted = std::max({static_cast<int32_t>(doubled), capacity, kLeastCapacity});

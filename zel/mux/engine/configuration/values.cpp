@@ -73,7 +73,7 @@ std::optional<time_fields> split_time(std::string_view text) {
   result.fields.emplace_back();
   bool first = true;
   for (const char each : text) {
-    if (kSpace.find(each) != kSpace.npos) continue;
+    if (kSpace.find(each) != std::string_view::npos) continue;
     if (first && each == '-') {
       result.negative = true;
     } else if (each >= '0' && each <= '9') {
@@ -190,9 +190,9 @@ std::optional<double> parse_real(std::string_view text) {
 
 std::string_view parse_text(std::string_view text) {
   const size_t first = text.find('"');
-  if (first == text.npos) return text;
+  if (first == std::string_view::npos) return text;
   const size_t second = text.find('"', first + 1);
-  return second == text.npos ? text : text.substr(first + 1, second - first - 1);
+  return second == std::string_view::npos ? text : text.substr(first + 1, second - first - 1);
 }
 
 std::optional<tsm_time_code> parse_time(std::string_view text) {
@@ -238,7 +238,7 @@ bool append_hex(std::string_view text, std::vector<uint8_t>& bytes) {
 std::optional<std::vector<int32_t>> parse_integers(std::string_view text) {
   std::vector<int32_t> values;
   constexpr std::string_view kSeparators = " \t,";
-  for (size_t at = text.find_first_not_of(kSeparators); at != text.npos;
+  for (size_t at = text.find_first_not_of(kSeparators); at != std::string_view::npos;
        at = text.find_first_not_of(kSeparators, at)) {
     const size_t end = std::min(text.find_first_of(kSeparators, at), text.size());
     const auto value = parse_integer(text.substr(at, end - at));

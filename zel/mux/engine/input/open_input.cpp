@@ -22,6 +22,7 @@ constexpr int kReadError = 53;
 std::unique_ptr<file_source> make_files(const TarnArray& files, const input_request& request,
                                         reporting& reports) {
   std::vector<std::string> names;
+  names.reserve(static_cast<size_t>(files.count));
   for (int32_t i = 0; i < files.count; ++i) names.emplace_back(tarn_array_text(&files, i));
   return std::make_unique<file_source>(
       std::move(names),

@@ -14,11 +14,6 @@
 
 namespace zel::mux {
 
-/// Whether the record's input is a transport or program stream to take one stream out of.
-inline bool is_remultiplexed(const Morvalen::Zel::tsm_stream_record& record) {
-  return record.sourceTsPid > 0 || record.sourceStreamId > 0;
-}
-
 /// Which stream of a multiplex.
 struct stream_selection {
   int tsPid = 0;     // of a transport stream; 0: by the stream_id
@@ -30,6 +25,10 @@ struct stream_selection {
 };
 /// What SourceTSPID, SourceStreamID and SourceStreamSubtype say.
 stream_selection selection_of(const Morvalen::Zel::tsm_stream_record& record);
+/// Whether the record's input is a transport or program stream to take one stream out of.
+inline bool is_remultiplexed(const Morvalen::Zel::tsm_stream_record& record) {
+  return selection_of(record).is_any();
+}
 
 /// The stream out of `bytes`.
 std::unique_ptr<stream_source> take_stream(std::unique_ptr<stream_source> bytes,

@@ -17,14 +17,14 @@ struct conversion {
 
 // The first conversion of `form` that is one of those that texts may hold.
 conversion first_conversion(std::string_view form) {
-  for (size_t at = form.find('%'); at != form.npos; at = form.find('%', at + 1)) {
+  for (size_t at = form.find('%'); at != std::string_view::npos; at = form.find('%', at + 1)) {
     size_t next = form.find_first_not_of("-+ #0123456789.", at + 1);
-    if (next == form.npos) return {};
+    if (next == std::string_view::npos) return {};
     const size_t flagsEnd = next;
     // A width of more digits than any text has isn't one of ours.
     if (flagsEnd - at > 8) continue;
     next = form.find_first_not_of('l', next);
-    if (next == form.npos) return {};
+    if (next == std::string_view::npos) return {};
     if (std::string_view("dixXfs").find(form[next]) == std::string_view::npos) continue;
     return {at, next + 1, form[next], std::string(form.substr(at, flagsEnd - at))};
   }
@@ -90,7 +90,7 @@ const message* find_message(std::span<const message> rows, int code) {
 
 std::string format_message(std::string_view form, const message_argument& argument) {
   const conversion found = first_conversion(form);
-  if (found.begin == form.npos) return std::string(form);
+  if (found.begin == std::string_view::npos) return std::string(form);
   return std::string(form.substr(0, found.begin)) + print(found, argument) +
          std::string(form.substr(found.end));
 }

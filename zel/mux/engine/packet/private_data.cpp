@@ -42,7 +42,7 @@ constexpr size_t kMostFile = 16u << 20;
 // The next word of `text`, which loses it.
 std::string_view take_word(std::string_view& text) {
   const size_t first = text.find_first_not_of(kBetween);
-  if (first == text.npos) {
+  if (first == std::string_view::npos) {
     text = {};
     return {};
   }
@@ -53,7 +53,7 @@ std::string_view take_word(std::string_view& text) {
 }
 
 bool only_digits(std::string_view text) {
-  return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
 std::optional<int64_t> parse_count(std::string_view text) {
@@ -113,7 +113,7 @@ private_data_line parse_private_data_line(std::string_view line) {
   std::string_view words[kFields - 1];
   for (std::string_view& word : words) word = take_word(rest);
   if (words[0].empty()) return result;
-  const bool complete = rest.find_first_not_of(kBetween) != rest.npos;
+  const bool complete = rest.find_first_not_of(kBetween) != std::string_view::npos;
   if (!complete) {
     result.warning = kBadSyntax;
     return result;

@@ -35,7 +35,7 @@ bool aes3_sets::read_ahead() {
   do {
     frames += static_cast<double>(header.frames());
     mostBytes_ = std::max(mostBytes_, kAes3HeaderSize + header.payload);
-    at = reader_.end_of(at, header);
+    at = set_reader<aes3_header>::end_of(at, header);
     ++sets;
   } while (sets < kReadAhead && reader_.load_until(at + kSetHeader) &&
            reader_.header_at(at, header) && header.same_layout(first_));

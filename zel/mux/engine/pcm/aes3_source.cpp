@@ -13,34 +13,20 @@ constexpr size_t kMostPairBytes = 7;
 }  // namespace
 
 bool aes3_source::open() {
-  if (reader_.find(first_) != pcm_units::result::ready) return false;
+  if (reader_.find(first_) != result::ready) return false;
   reader_.accept(first_);
   return true;
 }
 
 // Enters the next set, whose header is dropped.
 pcm_source::result aes3_source::next_set() {
-  if (ended_) return result::ended;
   aes3_header header;
-  switch (reader_.find(header)) {
-    case pcm_units::result::later:
-      return result::later;
-    case pcm_units::result::ended:
-      ended_ = true;
-      return result::ended;
-    case pcm_units::result::ready:
-      break;
-  }
-  if (!header.same_layout(first_)) {
-    const int code = header.channels != first_.channels ? messages_.channels : messages_.wordSize;
+  const result found = reader_.enter(first_, header, [this](const aes3_header& changed) {
+    const int code = changed.channels != first_.channels ? messages_.channels : messages_.wordSize;
     code != 0 ? report_.fatal(code, pid_) : report_.warn(kChanged, pid_);
-    ended_ = true;
-    return result::ended;
-  }
-  reader_.accept(header);
-  input_->skip(static_cast<int32_t>(kSetHeader));
-  framesLeft_ = header.frames();
-  return result::ready;
+  });
+  if (found == result::ready) framesLeft_ = header.frames();
+  return found;
 }
 
 pcm_source::result aes3_source::read_subframes(uint32_t* out, size_t stride, size_t frames,

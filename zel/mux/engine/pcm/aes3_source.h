@@ -51,7 +51,6 @@ class aes3_source : public pcm_source {
   aes3_change_messages messages_;
   aes3_header first_;
   size_t framesLeft_ = 0;  // of the set that has been entered
-  bool ended_ = false;
 };
 
 }  // namespace zel::mux

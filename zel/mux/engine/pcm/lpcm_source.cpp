@@ -59,7 +59,7 @@ lpcm_source::lpcm_source(std::unique_ptr<elementary_input> input, lpcm_form form
       messages_(messages) {}
 
 bool lpcm_source::open() {
-  if (reader_.find(first_) != pcm_units::result::ready) return false;
+  if (reader_.find(first_) != result::ready) return false;
   reader_.accept(first_);
   lpcm_layout layout;
   layout.form = form_;
@@ -70,31 +70,18 @@ bool lpcm_source::open() {
 
 // Enters the next piece, whose header is dropped.
 pcm_source::result lpcm_source::next_piece() {
-  if (ended_) return result::ended;
   lpcm_header header;
-  switch (reader_.find(header)) {
-    case pcm_units::result::later:
-      return result::later;
-    case pcm_units::result::ended:
-      ended_ = true;
-      return result::ended;
-    case pcm_units::result::ready:
-      break;
-  }
-  if (!header.same_layout(first_)) {
+  const result found = reader_.enter(first_, header, [this](const lpcm_header& changed) {
     int code = messages_.sampleRate;
-    if (header.bits != first_.bits) code = messages_.bits;
-    if (header.channels != first_.channels || header.assignment != first_.assignment) {
+    if (changed.bits != first_.bits) code = messages_.bits;
+    if (changed.channels != first_.channels || changed.assignment != first_.assignment) {
       code = messages_.channels;
     }
     report_.fatal(code, pid_);
-    ended_ = true;
-    return result::ended;
-  }
-  reader_.accept(header);
-  input_->skip(static_cast<int32_t>(kSetHeader));
+  });
+  if (found != result::ready) return found;
   framesLeft_ = header.payload / (static_cast<size_t>(header.carried) * sample_bytes(header.bits));
-  return result::ready;
+  return found;
 }
 
 pcm_source::result lpcm_source::read(int32_t* out, size_t stride, size_t frames, size_t& count) {

@@ -73,7 +73,6 @@ class lpcm_source : public pcm_source {
   lpcm_header first_;
   std::array<uint8_t, kMostPcmChannels> order_{};
   size_t framesLeft_ = 0;  // of the piece that has been entered
-  bool ended_ = false;
 };
 
 }  // namespace zel::mux

@@ -3,13 +3,15 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "zel/mux/engine/pcm/pcm_result.h"
+
 /// Samples of PCM, wherever they come from: an input of its own, or a stream of another multiplex.
 
 namespace zel::mux {
 
 class pcm_source {
  public:
-  enum class result { ready, later, ended };
+  using result = pcm_result;
 
   virtual ~pcm_source() = default;
 

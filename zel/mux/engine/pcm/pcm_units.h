@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <span>
 
+#include "zel/mux/engine/pcm/pcm_result.h"
+
 /// PCM audio as it goes into PES packets: the payload of one after the other. Each kind of stream
 /// lays out its own.
 
@@ -19,7 +21,7 @@ inline constexpr size_t kMostUnit = 4 + 0xFFFF;
 
 class pcm_units {
  public:
-  enum class result { ready, later, ended };
+  using result = pcm_result;
 
   virtual ~pcm_units() = default;
 

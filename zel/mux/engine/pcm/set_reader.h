@@ -7,7 +7,7 @@
 #include <span>
 
 #include "zel/mux/engine/input/elementary_input.h"
-#include "zel/mux/engine/pcm/pcm_units.h"
+#include "zel/mux/engine/pcm/pcm_result.h"
 #include "zel/mux/engine/run/reporting.h"
 
 /// Finds the sets of a PCM stream that comes out of another multiplex: four bytes of header that
@@ -29,7 +29,7 @@ class set_reader {
   using header_bytes = std::span<const uint8_t, kSetHeader>;
   /// False where these bytes can't be a header.
   using header_parser = bool (*)(header_bytes bytes, Header& header);
-  using result = pcm_units::result;
+  using result = pcm_result;
 
   set_reader(elementary_input& input, header_parser parse, int pid, reporting& reports)
       : input_(input), parse_(parse), pid_(pid), report_(reports) {}
@@ -65,6 +65,23 @@ class set_reader {
   }
   const Header& latest() const { return latest_; }
 
+  /// Enters the next set: its header is dropped. A stream whose layout isn't that of `first` any
+  /// more ends there for good, and `changed` is called with the new header.
+  template <typename Changed>
+  result enter(const Header& first, Header& header, const Changed& changed) {
+    if (over_) return result::ended;
+    const result found = find(header);
+    if (found == result::later) return found;
+    over_ = found == result::ended || !header.same_layout(first);
+    if (over_) {
+      if (found == result::ready) changed(header);
+      return result::ended;
+    }
+    accept(header);
+    input_.skip(static_cast<int32_t>(kSetHeader));
+    return result::ready;
+  }
+
   bool header_at(int64_t position, Header& header) const {
     std::array<uint8_t, kSetHeader> bytes;
     input_.copy(position, bytes.data(), static_cast<int32_t>(bytes.size()));
@@ -94,6 +111,7 @@ class set_reader {
   int pid_;
   reporting& report_;
   bool known_ = false;
+  bool over_ = false;
   Header latest_{};
 };
 

@@ -121,8 +121,8 @@ void set_duration(tsm_mux& mux) {
   }
   if (mux.config->forceDuration) {
     mux.forceDuration = true;
-    mux.endTime = time_from_ticks(static_cast<double>(seconds + rest / 1000) * kTicksPerSecond +
-                                  mux.startTime);
+    const int64_t whole = seconds + rest / 1000;
+    mux.endTime = time_from_ticks(static_cast<double>(whole) * kTicksPerSecond + mux.startTime);
   }
 
   const double period = counted_frame_period(mux);

@@ -58,6 +58,7 @@ burst_nulls configured_bursts(tsm_mux& mux) {
 
 std::vector<std::string> output_names(const tsm_config& config) {
   std::vector<std::string> names;
+  names.reserve(static_cast<size_t>(config.files.count));
   for (int32_t i = 0; i < config.files.count; ++i) {
     names.emplace_back(tarn_array_text(&config.files, i));
   }

@@ -39,7 +39,9 @@ constexpr frame_rate_row frame_rate_of(double numerator, double denominator) {
     if (difference < 1 && difference > -1) return row;
   }
   const double rate = numerator / denominator;
-  return {0, period, rate, rate < 1e9 ? static_cast<int32_t>(rate + 0.5) : 0};
+  if (rate >= 1e9) return {0, period, rate, 0};
+  const auto below = static_cast<int32_t>(rate);
+  return {0, period, rate, rate - below < 0.5 ? below : below + 1};
 }
 
 }  // namespace zel::mux

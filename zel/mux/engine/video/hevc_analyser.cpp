@@ -284,7 +284,8 @@ void hevc_analyser::apply_rates(const HevcSps& sps) {
     level = syntax::findHevcLevel(kAssumedLevel);
   }
   if (cpb != nullptr) {
-    double rate = static_cast<double>(hrd->bitRate(*cpb) / 1000 * kNalFactor);
+    const auto nalRate = hrd->bitRate(*cpb) / 1000 * kNalFactor;
+    auto rate = static_cast<double>(nalRate);
     if (rate > kHighestRate) {
       if (!rateTooHighReported_) {
         warn(kHevcRateTooHigh, static_cast<int64_t>(std::min(rate, 2147483647.0)));

@@ -228,7 +228,8 @@ void nal_analyser::set_timed_rate(double numerator, double denominator) {
 void nal_analyser::set_level_rates(int64_t mostBits, int64_t bufferBits) {
   const int64_t rate = mostBits - mostBits / 16;
   set_bit_rate(static_cast<double>(rate));
-  set_vbv_bytes(static_cast<double>(bufferBits / 8));
+  const int64_t bufferBytes = bufferBits / 8;
+  set_vbv_bytes(static_cast<double>(bufferBytes));
   if (!ratesReported_ && state().config->rate <= 0) warn(messages_.noBitRate, rate);
   ratesReported_ = true;
 }

@@ -6,6 +6,7 @@
 
 #include "zel/mux/engine/input/file_source.h"
 #include "zel/mux/engine/input/open_input.h"
+#include "zel/mux/engine/input/remultiplexing.h"
 #include "zel/mux/engine/input/source_description.h"
 #include "zel/mux/engine/packet/decoder_limit.h"
 #include "zel/mux/engine/packet/first_time_stamp.h"
@@ -32,10 +33,6 @@ using Morvalen::Zel::tsm_video;
 constexpr int kOverlapTooLong = 45;
 constexpr int32_t kLeastPesLength = 184;
 constexpr int32_t kMostWaiting = kAccessUnits - 1;  // the scan goes on as long as there is room
-
-bool is_remultiplexed(const tsm_video& record) {
-  return record.sourceTsPid > 0 || record.sourceStreamId > 0;
-}
 
 bool is_nal_coded(const video_state& state) {
   return state.characteristics.coding == video_coding::avc ||
