@@ -13,6 +13,7 @@
 
 #include "tests/support/engine_run.h"
 #include "tests/support/external_program.h"
+#include "tests/support/file_bytes.h"
 #include "tests/support/transport_judge/transport_judge.h"
 #include "zel/mux/engine/configuration/configuration.h"
 
@@ -94,16 +95,6 @@ class AudioInteropBase : public ::testing::Test {
     if (ffmpeg_.empty() || ffprobe_.empty()) GTEST_SKIP() << "ffmpeg is not installed";
   }
 
-  static std::vector<uint8_t> read(const std::string& name) {
-    std::ifstream file(name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-  void write(const std::string& name, const std::vector<uint8_t>& bytes) {
-    std::ofstream file(name, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-  }
-
   // What an independent demultiplexer finds.
   std::vector<packet> probe(const std::string& name, const std::string& stream = "a:0") {
     const ProgramResult result =
@@ -148,7 +139,7 @@ class AudioInterop : public AudioInteropBase, public ::testing::WithParamInterfa
       words.push_back(word);
     const ProgramResult result = runProgram(ffmpeg_, words);
     if (result.exitCode != 0) ADD_FAILURE() << result.output;
-    return read(file);
+    return fileBytes(file);
   }
 };
 
@@ -173,7 +164,7 @@ TEST_P(AudioInterop, AnIndependentDemultiplexerFindsEveryFrame) {
   ASSERT_EQ(verdict.streams.size(), 1u);
 
   const std::string transport = scratch_.file("out.ts");
-  write(transport, run.bytes);
+  writeFile(transport, run.bytes);
   const std::vector<packet> before = probe(scratch_.file("stream"));
   const std::vector<packet> after = probe(transport);
   ASSERT_EQ(after.size(), before.size());
@@ -190,7 +181,7 @@ TEST_P(AudioInterop, AnIndependentDemultiplexerFindsEveryFrame) {
   const ProgramResult copied = runProgram(
       ffmpeg_, {"-v", "error", "-i", transport, "-map", "0:a:0", "-c", "copy", "-f", "data", copy});
   EXPECT_EQ(copied.exitCode, 0) << copied.output;
-  EXPECT_TRUE(read(copy) == bytes);
+  EXPECT_TRUE(fileBytes(copy) == bytes);
   const ProgramResult decoded =
       runProgram(ffmpeg_, {"-v", "error", "-i", transport, "-f", "null", "-"});
   EXPECT_EQ(decoded.exitCode, 0);
@@ -244,7 +235,7 @@ TEST_P(AudioSync, SoundKeepsItsPlaceBesideThePictures) {
   tsm_program* const program = run.addProgram();
   tsm_video* const video = tsm_add_video(program);
   tsm_audio* const audio = tsm_add_audio(program);
-  MemoryInput pictures{read(source)};
+  MemoryInput pictures{fileBytes(source)};
   MemoryInput sound{pictures.bytes};
   video->user = &pictures;
   audio->user = &sound;
@@ -257,7 +248,7 @@ TEST_P(AudioSync, SoundKeepsItsPlaceBesideThePictures) {
   const Verdict verdict = judgeTransportStream(run.bytes);
   EXPECT_TRUE(verdict.clean()) << verdict.text() << run.texts;
   const std::string result = scratch_.file("out.ts");
-  write(result, run.bytes);
+  writeFile(result, run.bytes);
 
   const std::vector<packet> heardBefore = probe(source);
   const std::vector<packet> heardAfter = probe(result);

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "tests/support/external_program.h"
+#include "tests/support/file_bytes.h"
 #include "zel/dnxhd/bitstream/hd_decoder.h"
 #include "zel/dnxhd/formatters/frame_formatter.h"
 
@@ -42,11 +43,6 @@ constexpr Case kCases[] = {
     {1241, "185M", "1920x1080", "yuv422p10", true, kSamplesV210},
     {1250, "90M", "1280x720", "yuv422p10", false, kSamplesV210},
 };
-
-std::vector<uint8_t> contentsOf(const std::string& file) {
-  std::ifstream in(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
 
 // Codes of a line: Cb, Y, Cr, Y.
 std::vector<int> codesOf(const uint8_t* line, uint32_t sampleType, size_t pixels) {
@@ -108,7 +104,7 @@ class DnxhdFormats : public testing::TestWithParam<size_t> {
     arguments.insert(arguments.end(), {"-f", "rawvideo", file_});
     const test::ProgramResult run = test::runProgram(test::programPath("ffmpeg"), arguments);
     ASSERT_EQ(run.exitCode, 0) << run.output;
-    frames_ = contentsOf(file_);
+    frames_ = test::fileBytes(file_);
     ASSERT_EQ(frames_.size(), size_t{2} * FindEntry(one.id)->frameBytes);
   }
 
@@ -124,7 +120,7 @@ class DnxhdFormats : public testing::TestWithParam<size_t> {
     arguments.insert(arguments.end(), {"-f", "rawvideo", out});
     const test::ProgramResult run = test::runProgram(test::programPath("ffmpeg"), arguments);
     EXPECT_EQ(run.exitCode, 0) << run.output;
-    return contentsOf(out);
+    return test::fileBytes(out);
   }
 
   // The frames one behind the other, in buffers of the format.

@@ -15,6 +15,7 @@
 
 #include "tests/support/encoder_consumer.h"
 #include "tests/support/external_program.h"
+#include "tests/support/file_bytes.h"
 #include "tests/support/test_pictures.h"
 #include "zel/encoder/x265_encoder_api.h"
 #include "zel/runtime/property_keys.h"
@@ -62,8 +63,7 @@ class HevcEncoderInterop : public testing::Test {
     encoder->Release();
     ASSERT_EQ(consumer.samples.size(), size_t(kCount));
     std::vector<uint8_t> const bytes = consumer.stream();
-    std::ofstream(streamFile(), std::ios::binary)
-        .write(reinterpret_cast<char const*>(bytes.data()), std::streamsize(bytes.size()));
+    zel::test::writeFile(streamFile(), bytes);
   }
 
   std::string streamFile() const { return folder_.file("stream.hevc"); }
@@ -322,8 +322,7 @@ TEST_F(HevcEncoderInterop, PicturesOfOddBlockCountsAreCropped) {
   EXPECT_EQ(encoder->Encode(nullptr, nullptr), 0);
   encoder->Release();
   std::vector<uint8_t> const bytes = consumer.stream();
-  std::ofstream(streamFile(), std::ios::binary)
-      .write(reinterpret_cast<char const*>(bytes.data()), std::streamsize(bytes.size()));
+  zel::test::writeFile(streamFile(), bytes);
   EXPECT_EQ(streamEntry("width"), "198");
   EXPECT_EQ(streamEntry("height"), "118");
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tests/support/external_program.h"
+#include "tests/support/file_bytes.h"
 #include "zel/mux/engine/input/file_source.h"
 #include "zel/mux/engine/input/remultiplexing.h"
 
@@ -30,11 +31,6 @@ struct Multiplex {
 
 class RemultiplexingInterop : public testing::TestWithParam<Multiplex> {
  protected:
-  std::vector<uint8_t> readFile(const std::string& name) {
-    std::ifstream in(name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
-
   void make(const std::string& ffmpeg, const Multiplex& shape) {
     std::vector<std::string> arguments = {"-v",
                                           "error",
@@ -61,7 +57,7 @@ class RemultiplexingInterop : public testing::TestWithParam<Multiplex> {
         runProgram(ffmpeg, {"-v", "error", "-y", "-i", folder.file("in"), "-map", stream, "-c",
                             "copy", "-f", "data", folder.file("out")});
     EXPECT_EQ(result.exitCode, 0) << result.output;
-    return readFile(folder.file("out"));
+    return fileBytes(folder.file("out"));
   }
 
   std::vector<uint8_t> taken(int id, int subtype, bool byPid, int64_t& pts) {

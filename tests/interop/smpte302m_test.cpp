@@ -2,17 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <fstream>
-#include <iterator>
-#include <random>
-#include <vector>
+#include <string>
 
+#include "tests/interop/pcm_decoding.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/external_program.h"
-#include "tests/support/seed.h"
 #include "tests/support/transport_judge/transport_judge.h"
-#include "tests/unit/mux/engine/pcm/wave_bytes.h"
 #include "zel/mux/engine/configuration/configuration.h"
 
 namespace zel::test {
@@ -25,42 +20,13 @@ struct Shape {
   int channels;
 };
 
-class Smpte302mInterop : public testing::TestWithParam<Shape> {
- protected:
-  std::vector<uint8_t> readFile(const std::string& name) {
-    std::ifstream in(name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
-  void writeFile(const std::string& name, const std::vector<uint8_t>& bytes) {
-    std::ofstream(name, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<long>(bytes.size()));
-  }
-  ScratchFolder folder;
-};
+class Smpte302mInterop : public testing::TestWithParam<Shape> {};
 
 TEST_P(Smpte302mInterop, DecodesToTheSamplesOfTheWaveFile) {
   const std::string ffmpeg = programPath("ffmpeg");
   if (ffmpeg.empty()) GTEST_SKIP() << "ffmpeg is not installed";
   const auto [bits, channels] = GetParam();
-  const int size = (bits + 7) / 8;
-
-  std::mt19937_64 random(testSeed());
-  std::vector<uint8_t> wave;
-  std::vector<uint8_t> expected;  // left-justified in 32 bits, little-endian
-  for (int i = 0; i < channels * 24'000; ++i) {
-    const auto value = static_cast<uint32_t>(random()) >> (32 - bits) << (32 - bits);
-    for (int byte = 0; byte < 4; ++byte) {
-      const auto each = static_cast<uint8_t>(value >> (8 * byte));
-      expected.push_back(each);
-      if (byte >= 4 - size) wave.push_back(each);
-    }
-  }
-  writeFile(folder.file("in.wav"), WaveBytes()
-                                       .file("RIFF", 0)
-                                       .extensible(channels, 48000, size, bits)
-                                       .chunk("data", wave)
-                                       .closed()
-                                       .bytes());
+  const PcmDecoding decoding(bits, channels, 48'000);
 
   EngineRun run;
   tsm_program* const program = run.addProgram();
@@ -68,19 +34,13 @@ TEST_P(Smpte302mInterop, DecodesToTheSamplesOfTheWaveFile) {
   program->pcrPer = 40;
   tsm_smpte302m* const record = tsm_add_smpte302m(program);
   record->pid = 0x102;
-  tarn_array_append_text(&record->pairFiles[0], folder.file("in.wav"));
+  tarn_array_append_text(&record->pairFiles[0], decoding.wave());
   ASSERT_GT(run.multiplex(), 0) << run.texts;
   EXPECT_EQ(run.said, "W85 ");
   const Verdict verdict = judgeTransportStream(run.bytes);
   EXPECT_TRUE(verdict.clean()) << verdict.text();
 
-  writeFile(folder.file("out.ts"), run.bytes);
-  const ProgramResult result =
-      runProgram(ffmpeg, {"-v", "warning", "-xerror", "-y", "-i", folder.file("out.ts"), "-map",
-                          "0:a:0", "-f", "s32le", "-c:a", "pcm_s32le", folder.file("out.raw")});
-  EXPECT_EQ(result.exitCode, 0) << result.output;
-  EXPECT_EQ(result.output, "");
-  EXPECT_TRUE(readFile(folder.file("out.raw")) == expected);
+  decoding.expectIn(run.bytes, ffmpeg);
 }
 
 std::string nameOf(const testing::TestParamInfo<Shape>& info) {

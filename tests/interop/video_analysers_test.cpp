@@ -14,6 +14,7 @@
 
 #include "tests/support/analysed_video.h"
 #include "tests/support/external_program.h"
+#include "tests/support/file_bytes.h"
 #include "zel/mux/engine/clock/tsm_time.h"
 
 namespace zel::test {
@@ -110,7 +111,7 @@ class VideoAnalysers : public testing::TestWithParam<Kind> {
 TEST_P(VideoAnalysers, FindWhatAnotherAnalyserFinds) {
   encode();
   if (HasFatalFailure()) return;
-  const std::vector<uint8_t> bytes = readFile(path_);
+  const std::vector<uint8_t> bytes = fileBytes(path_);
   const AnalysedVideo video = analyseVideo(bytes);
   EXPECT_EQ(video.messages, GetParam().messages);
   EXPECT_EQ(video.bytes, bytes);
@@ -263,7 +264,7 @@ TEST_P(Pulldown, PicturesOfTwoAndThreeFieldsFollowEachOther) {
   const ProgramResult result = runProgram(x264, words);
   ASSERT_EQ(result.exitCode, 0) << result.output;
 
-  const AnalysedVideo video = analyseVideo(readFile(path));
+  const AnalysedVideo video = analyseVideo(fileBytes(path));
   ASSERT_EQ(video.units.size(), 60u);
   std::vector<double> times;
   for (const mux::access_unit& unit : video.units) {

@@ -135,9 +135,4 @@ AnalysedVideo analyseVideo(std::span<const uint8_t> stream, const VideoFeed& fee
   return result;
 }
 
-std::vector<uint8_t> readFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 }  // namespace zel::test

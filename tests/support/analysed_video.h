@@ -50,6 +50,4 @@ VideoFeed with(
 /// Messages stop nothing here, as with StopOnError off.
 AnalysedVideo analyseVideo(std::span<const uint8_t> stream, const VideoFeed& feed = {});
 
-std::vector<uint8_t> readFile(const std::string& path);
-
 }  // namespace zel::test

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <fstream>
 
+#include "tests/support/file_bytes.h"
 #include "zel/base/byte_order.h"
 #include "zel/dnxhd/bitstream/frame_header.h"
 
@@ -31,17 +32,6 @@ constexpr DnxhdPeerId kPeerIds[] = {
 constexpr size_t kVersionAt = 4;
 constexpr size_t kFieldCodeAt = 5;
 constexpr size_t kIdAt = 40;
-
-void writeFile(const std::string& file, std::span<const uint8_t> bytes) {
-  std::ofstream(file, std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes.data()),
-             static_cast<std::streamsize>(bytes.size()));
-}
-
-std::vector<uint8_t> readFile(const std::string& file) {
-  const std::vector<char> bytes = fileContents(file);
-  return {bytes.begin(), bytes.end()};
-}
 
 // Pictures of so many bytes each, in units of so many: cut off, or with zeros behind.
 std::vector<uint8_t> rehoused(std::span<const uint8_t> pictures, size_t from, size_t to) {
@@ -108,7 +98,7 @@ std::vector<uint8_t> DnxhdPeer::encode(const DnxhdPeerId& id, const std::string&
   EXPECT_EQ(run.exitCode, 0) << run.output;
   if (run.exitCode != 0) return {};
 
-  std::vector<uint8_t> all = readFile(file);
+  std::vector<uint8_t> all = fileBytes(file);
   const uint32_t house = encodedAs(id.id);
   if (house != id.id) {
     all = rehoused(all, GeometryOf(*FindEntry(house)).pictureBytes, geometry.pictureBytes);

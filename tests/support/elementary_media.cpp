@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "tests/support/external_program.h"
+#include "tests/support/file_bytes.h"
 
 namespace zel::test {
 namespace {
@@ -160,16 +161,6 @@ const std::string& ElementaryMediaShelf::file(const ElementaryMedia& media) {
   const auto found = made_.find(media.name);
   if (found != made_.end()) return found->second;
   return made_[media.name] = makeElementaryMedia(media, folder_.file(""), seconds_);
-}
-
-std::vector<uint8_t> fileBytes(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void writeFile(const std::string& path, std::span<const uint8_t> bytes) {
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
 }
 
 }  // namespace zel::test

@@ -45,7 +45,4 @@ class ElementaryMediaShelf {
   std::map<std::string, std::string> made_;
 };
 
-std::vector<uint8_t> fileBytes(const std::string& path);
-void writeFile(const std::string& path, std::span<const uint8_t> bytes);
-
 }  // namespace zel::test

@@ -1,4 +1,5 @@
 #include "tests/support/random_multiplex.h"
+#include "tests/support/file_bytes.h"
 
 #include <algorithm>
 #include <array>

@@ -10,6 +10,7 @@
 #include "tests/support/elementary_media.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/external_program.h"
+#include "tests/support/file_bytes.h"
 #include "tests/support/multiplexed.h"
 #include "tests/support/random_streams.h"
 #include "tests/support/seed.h"

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "tests/support/external_program.h"
+#include "tests/support/file_bytes.h"
 
 namespace zel::test {
 namespace {

@@ -9,6 +9,7 @@
 #include "tests/interop/mux/kinds_table.h"
 #include "tests/support/elementary_media.h"
 #include "tests/support/external_program.h"
+#include "tests/support/file_bytes.h"
 #include "tests/support/multiplexed.h"
 #include "tests/support/transport_judge/transport_judge.h"
 

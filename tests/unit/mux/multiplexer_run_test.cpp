@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/support/external_program.h"
+#include "tests/support/file_bytes.h"
 #include "tests/support/plain_transport_stream.h"
 #include "tests/support/random_streams.h"
 #include "tests/support/seed.h"
@@ -249,9 +250,7 @@ TEST_F(MultiplexerRun, FurtherPassesHaveRoomForWhatCameLate) {
   ASSERT_EQ(multiplex(&video, &audio), ZelErrorOverrun) << message();
   auto const first = zel::test::judgeTransportStream(consumer.bytes);
   EXPECT_TRUE(first.has(zel::test::Fault::kUnderflow)) << first.text();
-  std::ofstream(firstPass, std::ios::binary)
-      .write(reinterpret_cast<char const*>(consumer.bytes.data()),
-             std::streamsize(consumer.bytes.size()));
+  zel::test::writeFile(firstPass, consumer.bytes);
 
   int result = ZelErrorOverrun;
   int pass = 0;
@@ -275,9 +274,7 @@ TEST_F(MultiplexerRun, PassesEndWhereTheTransportRateDoes) {
   properties.SetProperty(Container::Mpeg2TransportStreamRate, int32_t{1450000});
   Provider video(stream);
   int result = multiplex(&video, nullptr);
-  std::ofstream(firstPass, std::ios::binary)
-      .write(reinterpret_cast<char const*>(consumer.bytes.data()),
-             std::streamsize(consumer.bytes.size()));
+  zel::test::writeFile(firstPass, consumer.bytes);
   for (int pass = 1; result == ZelErrorOverrun && pass < 50; ++pass)
     result = multiplex(nullptr, nullptr, pass);
   EXPECT_EQ(result, ZelErrorFailed);

@@ -12,6 +12,7 @@
 #include "tests/support/audio_frames.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/external_program.h"
+#include "tests/support/file_bytes.h"
 #include "tests/support/transport_judge/pes_stream.h"
 #include "tests/support/transport_judge/transport_judge.h"
 #include "tests/support/transport_judge/transport_stream.h"
@@ -219,9 +220,7 @@ TEST_F(CutByTimeCode, StreamsOutOfOneMultiplexKeepTheirPlaces) {
     add_audio()->streamDelay = 900;  // 10 ms
     ASSERT_GT(run.multiplex(), 0) << run.texts;
     behind = sound_of(run, kAudioPid).behindVideo;
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(run.bytes.data()),
-               static_cast<std::streamsize>(run.bytes.size()));
+    test::writeFile(path, run.bytes);
   }
   EXPECT_NEAR(behind, 0.01, 2e-5);
   test::EngineRun run;

@@ -12,6 +12,7 @@
 #include "tests/support/audio_frames.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/external_program.h"
+#include "tests/support/file_bytes.h"
 #include "tests/support/transport_judge/pes_stream.h"
 #include "tests/support/transport_judge/transport_judge.h"
 #include "tests/support/transport_judge/transport_stream.h"
@@ -38,9 +39,7 @@ class VideoTransitions : public ::testing::Test {
 
   std::string write(const std::string& name, const Bytes& bytes) {
     const std::string path = folder_.file(name);
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
+    test::writeFile(path, bytes);
     return path;
   }
   static Bytes pictures(int count) {

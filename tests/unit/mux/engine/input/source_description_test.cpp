@@ -12,6 +12,7 @@
 #include "tests/support/audio_frames.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/external_program.h"
+#include "tests/support/file_bytes.h"
 #include "tests/unit/mux/engine/input/multiplex_bytes.h"
 #include "zel/base/crc32.h"
 #include "zel/mux/engine/configuration/configuration.h"
@@ -134,9 +135,7 @@ class FromSource : public ::testing::Test {
       test::append(bytes, audio.whole(test::pes(0xC0, frame, {90'000 + i * 2'160})));
     }
     const std::string name = folder_.file("source.ts");
-    std::ofstream(name, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
+    test::writeFile(name, bytes);
     return name;
   }
   tsm_audio* audio(const std::string& name) {
@@ -197,9 +196,7 @@ TEST_F(FromSource, WithoutASourceItIsTold) {
   record->sourceTsPid = 0;
   const Bytes frames = test::operator*(test::layer2Frame(10, 1, 576), 100);
   const std::string name = folder_.file("audio.mp2");
-  std::ofstream(name, std::ios::binary)
-      .write(reinterpret_cast<const char*>(frames.data()),
-             static_cast<std::streamsize>(frames.size()));
+  test::writeFile(name, frames);
   tarn_array_append_text(&record->files, name);
   EXPECT_EQ(line().streamType, 3);
   EXPECT_EQ(run_.said, "W72 ");
@@ -216,9 +213,7 @@ TEST_F(FromSource, AStreamThatNoTableNamesKeepsItsOwnLine) {
     test::append(bytes, packets.whole(test::pes(0xC0, frame, {90'000 + i * 2'160})));
   }
   const std::string name = folder_.file("bare.ts");
-  std::ofstream(name, std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes.data()),
-             static_cast<std::streamsize>(bytes.size()));
+  test::writeFile(name, bytes);
   tarn_array_append_text(&record->files, name);
   EXPECT_EQ(line().streamType, 3);
   EXPECT_EQ(run_.said, "");

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/file_bytes.h"
 #include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/run/mux.h"
 #include "zel/mux/engine/run/slot_loop.h"
@@ -60,8 +61,7 @@ class PcmRun : public testing::Test {
 
   std::string file(const std::string& name, const std::vector<uint8_t>& bytes) {
     const std::string path = (folder / name).string();
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<long>(bytes.size()));
+    writeFile(path, bytes);
     return path;
   }
 

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "tests/support/file_bytes.h"
 #include "tests/unit/mux/engine/engine_fixture.h"
 
 namespace zel::mux {
@@ -35,10 +36,6 @@ struct FileWriter : EngineFixture {
     return made.back();
   }
   void addFile(const std::string& name) { tarn_array_append_text(&run.config->files, name); }
-  static std::vector<uint8_t> content(const std::string& name) {
-    std::ifstream file(name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
 
   std::vector<uint8_t> whole;
   std::vector<std::string> made;
@@ -48,7 +45,7 @@ TEST_F(FileWriter, WritesTheConfiguredFile) {
   const std::string file = name(".ts");
   addFile(file);
   EXPECT_EQ(multiplex(), 2'000'000) << run.texts;
-  EXPECT_EQ(content(file), whole);
+  EXPECT_EQ(test::fileBytes(file), whole);
 }
 
 TEST_F(FileWriter, FilesOfASizeHoldWholePackets) {
@@ -58,7 +55,7 @@ TEST_F(FileWriter, FilesOfASizeHoldWholePackets) {
   EXPECT_EQ(multiplex(), 2'000'000) << run.texts;
   std::vector<uint8_t> all;
   for (size_t i = 0; i < made.size(); ++i) {
-    const std::vector<uint8_t> part = content(made[i]);
+    const std::vector<uint8_t> part = test::fileBytes(made[i]);
     if (all.size() + 100'000 < whole.size()) {
       EXPECT_EQ(part.size(), 100'000u / 188 * 188) << i;
     }
@@ -76,7 +73,7 @@ TEST_F(FileWriter, APatternNumbersTheFiles) {
   std::vector<uint8_t> all;
   for (int i = 0; i < 3; ++i) {
     const std::vector<uint8_t> part =
-        content(name(std::string("_").append(std::to_string(i)).append(".ts")));
+        test::fileBytes(name(std::string("_").append(std::to_string(i)).append(".ts")));
     all.insert(all.end(), part.begin(), part.end());
   }
   EXPECT_EQ(all, whole);
@@ -89,7 +86,7 @@ TEST_F(FileWriter, TooFewFilesAreFatal) {
   addFile(name("b"));
   EXPECT_LT(multiplex(), 0);
   EXPECT_EQ(run.said, "F49 ");
-  EXPECT_EQ(content(made[1]).size(), 100'000u / 188 * 188);
+  EXPECT_EQ(test::fileBytes(made[1]).size(), 100'000u / 188 * 188);
 }
 
 TEST_F(FileWriter, NoFileIsFatal) {
@@ -155,7 +152,7 @@ TEST_F(FileWriter, ARestartBeginsTheFileAnew) {
   tsm_set_packets_per_call(run.handle, 0);
   EXPECT_EQ(run.runOnce(), 2'000'000);
   run.close();
-  const std::vector<uint8_t> bytes = content(file);
+  const std::vector<uint8_t> bytes = test::fileBytes(file);
   EXPECT_EQ(bytes.size(), whole.size());
 }
 

@@ -8,6 +8,7 @@
 
 #include "tests/support/engine_run.h"
 #include "tests/support/external_program.h"
+#include "tests/support/file_bytes.h"
 #include "tests/support/transport_judge/transport_judge.h"
 #include "zel/base/crc32.h"
 #include "zel/mux/engine/run/table_sections.h"
@@ -98,8 +99,7 @@ struct TableStream : testing::Test {
 
   void give(const table_section& bytes) { tarn_array_append_bytes(&record->tables, bytes); }
   void giveFile(const std::string& name, const std::vector<uint8_t>& bytes) {
-    std::ofstream(folder.file(name), std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<long>(bytes.size()));
+    test::writeFile(folder.file(name), bytes);
     tarn_array_append_text(&record->files, folder.file(name));
   }
   /// Runs for so many seconds.

@@ -10,6 +10,7 @@
 #include "tests/support/analysed_video.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/external_program.h"
+#include "tests/support/file_bytes.h"
 #include "tests/unit/mux/engine/video/avc_bytes.h"
 
 namespace zel::mux {
@@ -252,9 +253,7 @@ TEST(SecondLayer, LayersOfAMultiplexComeOutOfAPidEach) {
     EXPECT_EQ(payload_of(run.bytes, record->pidAvcss, dependentPes), layers.dependent);
     EXPECT_EQ(basePes, 60);
     EXPECT_EQ(dependentPes, 60);
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(run.bytes.data()),
-               static_cast<std::streamsize>(run.bytes.size()));
+    test::writeFile(path, run.bytes);
   }
 }
 
