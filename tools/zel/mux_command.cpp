@@ -36,7 +36,7 @@ std::string contentsOf(const std::string& path) {
   if (file == nullptr) throw Failure(fmt::format("{}: {}", path, errorText(errno)));
   std::string text;
   char bytes[4096];
-  for (size_t size; (size = std::fread(bytes, 1, sizeof bytes, file.get())) > 0;)
+  for (size_t size = 0; (size = std::fread(bytes, 1, sizeof bytes, file.get())) > 0;)
     text.append(bytes, size);
   if (std::ferror(file.get()) != 0) throw Failure(fmt::format("{}: {}", path, errorText(errno)));
   return text;
@@ -122,7 +122,7 @@ class HeldOutput {
   void copyTo(OutputFile& output) {
     std::rewind(file_.get());
     std::vector<uint8_t> bytes(size_t{1} << 16);
-    for (size_t size; (size = std::fread(bytes.data(), 1, bytes.size(), file_.get())) > 0;)
+    for (size_t size = 0; (size = std::fread(bytes.data(), 1, bytes.size(), file_.get())) > 0;)
       output.write(std::span(bytes).first(size));
     if (std::ferror(file_.get()) != 0) throw Failure("temporary file: " + errorText(errno));
   }

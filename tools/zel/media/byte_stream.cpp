@@ -117,7 +117,7 @@ FileSink::FileSink(const std::string& path) : path_(path == "-" ? "standard outp
 }
 
 FileSink::~FileSink() {
-  close();
+  FileSink::close();
 }
 
 bool FileSink::fail(const char* what) {

@@ -112,7 +112,12 @@ uint32_t usualChannelMask(uint32_t channels) {
 }
 
 bool WaveReader::fail(std::string text) {
-  error_ = source_.error().empty() ? std::move(text) : source_.error();
+  const std::string& cause = source_.error();
+  if (cause.empty()) {
+    error_ = std::move(text);
+  } else {
+    error_ = cause;
+  }
   return false;
 }
 
