@@ -163,7 +163,7 @@ Analysis Analyse(const SearchParameters& parameters, const MacroblockBits& bits)
     const uint32_t largest = bits.Largest(i);
     const uint32_t atOne = bits.AtStep(i, 1);
     analysis.bitsAtOne += atOne;
-    model.modelA[i] = std::log(double{1} * atOne);
+    model.modelA[i] = std::log(1.0 * atOne);
     model.quantOut[i] = 1.0;
     model.rateOut[i] = atOne;
     // Magnitudes are whole here, rounded down: 0 is what is below 1.
@@ -174,7 +174,7 @@ Analysis Analyse(const SearchParameters& parameters, const MacroblockBits& bits)
       continue;
     }
     const double zeroing = 2.0 * largest + 1;
-    model.modelB[i] = (std::log(double{1} * fixed) - model.modelA[i]) / std::log(zeroing);
+    model.modelB[i] = (std::log(1.0 * fixed) - model.modelA[i]) / std::log(zeroing);
   }
   return analysis;
 }

@@ -47,7 +47,7 @@ int32_t RDOptController::SetDistortionType(uint32_t type) {
   tablesReady_ = false;
   if (quantisers_ == nullptr) return kErrorInitializationFailed;
   for (size_t level = 0; level < levelCount_; ++level) {
-    table_.distortion[level] = double{1} * quantisers_[level] * quantisers_[level];
+    table_.distortion[level] = 1.0 * quantisers_[level] * quantisers_[level];
   }
   tablesReady_ = true;
   return kSuccessful;
@@ -103,7 +103,8 @@ void RDOptController::GatherRates() {
       table_.rates[level * table_.stride + i] =
           level < lowest || level > highest
               ? kForbidden
-              : static_cast<float>(rateTable_[size_t{macroblock} * levelCount_ + level]);
+              : static_cast<float>(
+                    rateTable_[static_cast<size_t>(macroblock) * levelCount_ + level]);
     }
     ++i;
   });

@@ -114,8 +114,7 @@ pcm_input::result pcm_input::next_file() {
 size_t pcm_input::frames_there() const {
   auto bytes = static_cast<uint64_t>(input_.filled());
   if (wave_) bytes = std::min(bytes, parser_.samples_left());
-  return static_cast<size_t>(bytes) / static_cast<size_t>(channels_) *
-         static_cast<size_t>(format_.bytes);
+  return static_cast<size_t>(bytes) / frame_bytes();
 }
 
 // A file's last bytes that make no frame. False where there are none, or they aren't here yet.
@@ -129,7 +128,7 @@ bool pcm_input::drop_partial_frame() {
 }
 
 void pcm_input::read_frames(int32_t* out, size_t stride, size_t frames) {
-  const auto frameBytes = static_cast<size_t>(channels_) * static_cast<size_t>(format_.bytes);
+  const size_t frameBytes = frame_bytes();
   assert(frameBytes <= kMostFrame);
   std::array<uint8_t, kMostFrame> copy;
   while (frames > 0) {

@@ -53,6 +53,9 @@ class pcm_input : public pcm_source {
   std::span<const uint8_t> head(uint8_t* copy) const;
   bool fits_first_file();
   bool drop_partial_frame();
+  size_t frame_bytes() const {
+    return static_cast<size_t>(channels_) * static_cast<size_t>(format_.bytes);
+  }
   size_t frames_there() const;
   void read_frames(int32_t* out, size_t stride, size_t frames);
 

@@ -31,7 +31,13 @@ void smoothing_store::spread_one(int pid, size_t count) {
       static_cast<size_t>(std::ranges::find_if(packets_, isOfPid) - packets_.begin());
   others_.clear();
   rare_.clear();
-  for (const tsm_packet& packet : packets_) (isOfPid(packet) ? rare_ : others_).push_back(packet);
+  for (const tsm_packet& packet : packets_) {
+    if (isOfPid(packet)) {
+      rare_.push_back(packet);
+    } else {
+      others_.push_back(packet);
+    }
+  }
 
   const size_t span = packets_.size() - first;
   size_t nextRare = 0;

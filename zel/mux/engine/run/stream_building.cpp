@@ -85,8 +85,8 @@ class stream_builder {
       stream->programSB = programSB_;
     }
     set_up_stream(*stream, record, program, mux_);
-    starts_.push_back({stream.get(), startKind});
     mux_.streams.push_back(std::move(stream));
+    starts_.push_back({mux_.streams.back().get(), startKind});
   }
 
   template <typename Record, size_t count>
