@@ -82,7 +82,8 @@ int32_t expected_pcrs(const tsm_stream& stream, int32_t packets) {
   if (!stream.has(kCarriesPcr) || packets <= 0) return 0;
   const double interval = ticks_of(stream.interval);
   const double step = ticks_of(stream.pcrStep);
-  const double until = interval * (packets + 1 + packets / 4);
+  const int32_t followed = packets + 1 + packets / 4;
+  const double until = interval * followed;
   const double first = signed_difference(ticks_of(stream.pcrNext), ticks_of(stream.nextTime));
   if (first > until) return 0;
   if (step <= 0) return packets;
