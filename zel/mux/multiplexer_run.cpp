@@ -38,8 +38,8 @@ int CTarnwickMultiplexerApi::PrepareNextPass(int32_t pass, char const* firstPass
   InstallCallbacks();
   tsm_program* const program = config->programs;
   tsm_video* const video = program != nullptr ? program->video[0] : nullptr;
-  int64_t const adjusted =
-      video != nullptr ? int64_t{video->rateAdjustment} + extraVideoRate + kRateMargin : 0;
+  int64_t adjusted = kRateMargin;
+  if (video != nullptr) adjusted += int64_t{video->rateAdjustment} + extraVideoRate;
   // Without video there is nothing to give more room to: another run would end as the last did.
   if (video == nullptr || adjusted + firstVideoRate >= muxRate) {
     SetText(errorMessage, kTwoPassFailed);
