@@ -12,6 +12,7 @@ namespace zel::mux {
 
 namespace {
 
+constexpr int32_t kFieldsOfFrame = 2;
 constexpr int64_t kLongestOutputDelay = 600;
 constexpr uint32_t kLongestInitialDelay = 10 * 90'000;  // ISO/IEC 13818-1, 2.4.2.6: 10 s
 constexpr size_t kMostTimingBytes = 64;
@@ -102,21 +103,26 @@ double nal_analyser::period_of(const access_unit& unit) {
 
 // Pictures that are shown for other times than the frame's, out of order, are taken out of the
 // buffer at times that their own periods don't add up to. The stream tells them (ITU-T H.264,
-// C.1.2; H.265, C.2.3); what lies off its place by more than two frames isn't believed.
+// C.1.2; H.265, C.2.3); what lies off its place by more than two frames isn't believed. Encoders
+// that double or treble frames may tell removals that stand still or go back, so that the times of
+// display, which count from them, are right: such a unit leaves the buffer when its turn comes.
 double nal_analyser::dts_of(const access_unit& unit, double running) {
   double dts = running;
+  toldRemoval_ = running;
   if (anchored_ && unit.removalDelay >= 0) {
     // An underflow has moved the time base: the anchor goes with it.
     anchorDts_ += signed_difference(running, expectedDts_);
     const double told = normalise(anchorDts_ + unit.removalDelay);
     const double off = std::abs(signed_difference(told, running));
-    if (off <= 2 * characteristics().framePeriod && signed_difference(told, lastDts_) > 0) {
-      dts = told;
+    if (off <= 2 * std::max(characteristics().framePeriod, period_of(unit))) {
+      toldRemoval_ = told;
+      // The delays count in halves of a frame: what is less is rounding.
+      if (signed_difference(told, lastDts_) > characteristics().framePeriod / 8) dts = told;
     }
   }
   if (unit.bufferingPeriod && unit.removalDelay >= 0) {
     anchored_ = true;
-    anchorDts_ = dts;
+    anchorDts_ = toldRemoval_;
   }
   lastDts_ = dts;
   expectedDts_ = normalise(dts + period_of(unit));
@@ -143,6 +149,7 @@ void nal_analyser::set_initial_delay(uint32_t delay90k) {
 }
 
 void nal_analyser::leave_sei() {
+  if (mode_ == order_mode::sei) show_as_told(true);
   ignoresSei_ = true;
   unit().outputDelay = unit().removalDelay = -1;
   if (mode_ == order_mode::sei) mode_ = order_mode::undecided;
@@ -178,9 +185,41 @@ void nal_analyser::decide(const access_unit& unit) {
   order_.configure(low ? state().config->numBFrames : maxReorder_, 2 * configuredDepth_, told);
 }
 
+// The times that the stream tells, and behind them what keeps every unit from being shown before
+// it's decoded. That is learnt of the first units, before any is timed, where frames are shown for
+// longer than their own time.
+void nal_analyser::show_as_told(bool ended) {
+  unit_queue& units = state().units;
+  size_t untimed = 0;
+  while (untimed < units.size() && !units[units.size() - 1 - untimed].timed) ++untimed;
+  if (untimed == 0) return;
+  const size_t first = units.size() - untimed;
+  if (!anyShown_ && !ended && units[first].fieldCount > kFieldsOfFrame &&
+      !state().config->lowLatency && untimed < 2 * static_cast<size_t>(maxReorder_) + 2) {
+    return;
+  }
+  double late = displayDelay_;
+  double longest = 0;
+  for (size_t i = first; i < units.size(); ++i) {
+    late = std::max(late, signed_difference(units[i].dts, units[i].pts));
+    longest = std::max(longest, period_of(units[i]));
+  }
+  // A stream may begin with less reordering than it has later.
+  if (!anyShown_ && late > 0) {
+    late = std::max(late, toldReorder_ * longest - std::max(units[first].outputDelay, 0.0));
+  }
+  displayDelay_ = late;
+  anyShown_ = true;
+  for (size_t i = first; i < units.size(); ++i) {
+    units[i].pts = normalise(units[i].pts + displayDelay_);
+    units[i].timed = true;
+  }
+}
+
 void nal_analyser::order_units(bool ended) {
   if (ended) {
     if (mode_ == order_mode::poc) sort(true);
+    if (mode_ == order_mode::sei) show_as_told(true);
     return;
   }
   access_unit& newest = state().units.back();
@@ -188,8 +227,8 @@ void nal_analyser::order_units(bool ended) {
   switch (mode_) {
     case order_mode::sei:
       if (newest.outputDelay >= 0) lastOutputDelay_ = newest.outputDelay;
-      newest.pts = normalise(newest.dts + lastOutputDelay_);
-      newest.timed = true;
+      newest.pts = normalise(toldRemoval_ + lastOutputDelay_);
+      show_as_told(false);
       break;
     case order_mode::fixed: {
       const double depth = configuredDepth_ * characteristics().framePeriod;
@@ -237,7 +276,8 @@ void nal_analyser::set_level_rates(int64_t mostBits, int64_t bufferBits) {
 void nal_analyser::restart_parsing() {
   timingSeen_ = false;
   mode_ = order_mode::undecided;
-  anchored_ = false;
+  anchored_ = anyShown_ = false;
+  displayDelay_ = 0;
 }
 
 }  // namespace zel::mux

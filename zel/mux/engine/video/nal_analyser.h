@@ -86,6 +86,7 @@ class nal_analyser : public video_analyser {
   void decide(const access_unit& unit);
   void leave_sei();
   void sort(bool ended);
+  void show_as_told(bool ended);
 
   nal_messages messages_;
   int32_t configuredDepth_;
@@ -97,6 +98,9 @@ class nal_analyser : public video_analyser {
   double anchorDts_ = 0;  // of the unit of the last buffering period
   double lastDts_ = 0;
   double expectedDts_ = 0;
+  double toldRemoval_ = 0;   // of the newest unit; what its time of display counts from
+  double displayDelay_ = 0;  // behind the told times of display
+  bool anyShown_ = false;    // a unit has been timed as told
   bool ignoresSei_ = false;
   bool seiReported_ = false;
   bool rateReported_ = false;

@@ -264,6 +264,95 @@ TEST(AvcAnalyser, PicStructTellsHowLongAPictureIsShown) {
   }
 }
 
+// Removal and output delay of a picture in ticks of half a frame.
+struct ToldTimes {
+  char type;
+  uint32_t place;  // in display order
+  uint32_t removal, output;
+};
+
+// An I picture and pyramids of four behind it, as `told` has them and then again, each by `step`
+// ticks later.
+AvcBytes pyramids(uint32_t picStruct, const std::vector<ToldTimes>& told, uint32_t step) {
+  AvcBytes stream;
+  stream.useHrd(2'000'000, 1'000'000);
+  stream.sps.vui.bitstreamRestriction = true;
+  stream.sps.vui.maxNumReorderFrames = 2;
+  stream.sps.vui.maxDecFrameBuffering = 4;
+  uint32_t frameNum = 0;
+  const auto add = [&](const ToldTimes& each, uint32_t round) {
+    stream.timing(each.removal + round * step, each.output, picStruct);
+    AvcPicture picture;
+    picture.type = each.type;
+    picture.idr = each.type == 'I';
+    picture.reference = each.type != 'B';
+    picture.frameNum = frameNum & 0xFF;
+    picture.poc = (each.place + 4 * round) * 2 & 0xFF;
+    stream.picture(picture);
+    if (picture.reference) ++frameNum;
+  };
+  stream.delimiter();
+  stream.sets();
+  stream.bufferingPeriod(30'000);
+  add(told[0], 0);
+  for (uint32_t round = 0; round < 6; ++round) {
+    for (size_t i = 1; i < told.size(); ++i) add(told[i], round);
+  }
+  return stream;
+}
+
+// Doubled and trebled frames whose removals stand still or go back, so that an output delay of less
+// than the reordering does: every picture has its own time, and none is shown before it's decoded.
+TEST(AvcAnalyser, RemovalsThatDoNotGrowLeavePicturesTheirTimesOfDisplay) {
+  struct Kind {
+    uint32_t picStruct;
+    std::vector<ToldTimes> told;
+    uint32_t fields;
+  };
+  const Kind kinds[] = {
+      {7, {{'I', 0, 0, 4}, {'P', 4, 4, 16}, {'B', 2, 8, 4}, {'B', 1, 8, 0}, {'B', 3, 16, 0}}, 4},
+      {8, {{'I', 0, 0, 4}, {'P', 4, 6, 22}, {'B', 2, 12, 4}, {'B', 1, 10, 0}, {'B', 3, 22, 0}}, 6},
+  };
+  for (const Kind& kind : kinds) {
+    const AvcBytes stream = pyramids(kind.picStruct, kind.told, 4 * kind.fields);
+    const AnalysedVideo video = analyseVideo(stream.bytes);
+    EXPECT_EQ(video.messages, "");
+    ASSERT_EQ(video.units.size(), 25u);
+    const double frame = kind.fields / 2.0;
+    for (size_t i = 0; i < 25; ++i) {
+      const size_t round = i == 0 ? 0 : (i - 1) / 4;
+      const size_t place = kind.told[i == 0 ? 0 : (i - 1) % 4 + 1].place + 4 * round;
+      // Two frames are reordered.
+      EXPECT_EQ(video.shown(i), (static_cast<double>(place) + 2) * frame) << kind.picStruct;
+      EXPECT_GE(video.shown(i), video.decoded(i)) << i;
+      if (i > 0) {
+        EXPECT_GT(video.decoded(i), video.decoded(i - 1)) << i;
+      }
+    }
+    // Nothing is waited for where that is asked for.
+    const AnalysedVideo low = analyseVideo(
+        stream.bytes, with([](tsm_config&, tsm_video& record) { record.lowLatency = true; }));
+    EXPECT_EQ(low.shown(0), 2) << "as told";
+    for (size_t i = 0; i < 25; ++i) EXPECT_GE(low.shown(i), low.decoded(i)) << i;
+  }
+}
+
+// Removals that grow are taken as they are, whatever the frames' own times are.
+TEST(AvcAnalyser, RemovalsThatGrowAreKeptWithTheirTimesOfDisplay) {
+  const AvcBytes stream = pyramids(
+      7, {{'I', 0, 0, 8}, {'P', 4, 3, 21}, {'B', 2, 6, 10}, {'B', 1, 9, 3}, {'B', 3, 14, 6}}, 16);
+  const AnalysedVideo video = analyseVideo(stream.bytes);
+  ASSERT_EQ(video.units.size(), 25u);
+  const double decoded[] = {0, 1.5, 3, 4.5, 7};
+  const double shown[] = {4, 12, 8, 6, 10};
+  for (size_t i = 0; i < 25; ++i) {
+    const size_t at = i == 0 ? 0 : (i - 1) % 4 + 1;
+    const double round = i == 0 ? 0 : static_cast<double>((i - 1) / 4) * 8;
+    EXPECT_EQ(video.decoded(i), decoded[at] + round) << i;
+    EXPECT_EQ(video.shown(i), shown[at] + round) << i;
+  }
+}
+
 TEST(AvcAnalyser, TimeCodesComeFromPictureTiming) {
   AvcBytes stream;
   stream.sps.vui.picStructPresent = true;
