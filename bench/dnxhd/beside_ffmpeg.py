@@ -1,12 +1,14 @@
 #!/usr/bin/env python3
 """The DNxHD codec beside FFmpeg's: frames a processor second, and quality, on one clip in one run.
 
-    bench_dnxhd [--frames N] [--ids 1235,1237] [--passes N] [--threads 1,2]
+    bench_dnxhd [--frames N] [--ids 1235,1237] [--passes N] [--threads 1,2] [--rounds N]
 
-The clip is zel testsrc's moving scenes. Both codecs run in turns on the same frames. FFmpeg's times are its own
-account (-benchmark) less that of a run that only reads the same input; ours begin with frames in memory and end
-with frames in memory. Processor time is what counts on a machine that others use too; the wall time of two
-threads against one is shown beside it. Quality is of the luma of the decoded frames, by FFmpeg's decoder for both.
+The clip is zel testsrc's moving scenes. Both codecs run in turns on the same frames, with every count of threads
+in each round; the medians of the rounds' rates are shown, and of the ratios within a round, since a machine's speed
+changes by the minute. FFmpeg's times are its own account (-benchmark) less that of a run that only reads the same
+input; ours begin with frames in memory and end with frames in memory. Processor time is what counts on a machine
+that others use too; our rate by the clock stands beside it, and how many times the first count of threads that is.
+Quality is of the luma of the decoded frames, by FFmpeg's decoder for both.
 """
 
 import argparse
@@ -14,6 +16,7 @@ import json
 import pathlib
 import re
 import shutil
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -70,45 +73,70 @@ def ours(verb, number, source, target, threads, passes):
     return json.loads(run(CODEC, verb, number, source, target, threads, passes))
 
 
+class Turn:
+    """What one round measured with one count of threads: frames a second, of processor time but for `wall`."""
+
+    def __init__(self, mine, frames, theirs):
+        self.mine, self.theirs = mine["frames"] / mine["cpu"], frames / theirs
+        self.ratio, self.wall = self.mine / self.theirs, mine["frames"] / mine["wall"]
+
+
+def turns(clip, number, threads, passes, folder):
+    """One round's encoding and decoding."""
+    fields = ["-flags", "+ildct+ilme", "-top", "1"] if clip.interlaced else []
+    mine, total, loop = folder / "ours.dnxhd", clip.frames * passes, ["-stream_loop", passes - 1]
+    encode = ours("encode", number, clip.raw, mine, threads, passes)
+    coded, _ = ffmpeg_seconds(*loop, *clip.raw_input(), "-threads", threads, "-c:v", "dnxhd", "-b:v", clip.rate,
+                              *fields, "-f", "null", "-")
+    read, _ = ffmpeg_seconds(*loop, *clip.raw_input(), "-c", "copy", "-f", "null", "-")
+    # Each decodes the frames that we made.
+    decode = ours("decode", number, mine, "-", threads, passes)
+    dnxhd = [*loop, "-f", "dnxhd", "-r", "25"]
+    decoded, _ = ffmpeg_seconds("-threads", threads, *dnxhd, "-i", mine, "-f", "null", "-")
+    parsed, _ = ffmpeg_seconds(*dnxhd, "-i", mine, "-c", "copy", "-f", "null", "-")
+    return Turn(encode, total, coded - read), Turn(decode, total, decoded - parsed)
+
+
+def qualities(clip, folder):
+    theirs = folder / "theirs.dnxhd"
+    fields = ["-flags", "+ildct+ilme", "-top", "1"] if clip.interlaced else []
+    run("ffmpeg", "-v", "error", "-nostdin", "-y", *clip.raw_input(), "-threads", "1", "-c:v", "dnxhd", "-b:v",
+        clip.rate, *fields, "-f", "dnxhd", theirs)
+    marks = [quality(clip, frames) for frames in (folder / "ours.dnxhd", theirs)]
+    return ", ".join(f"{psnr:.2f} / {ssim:.4f}" for psnr, ssim in marks)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--frames", type=int, default=20)
     parser.add_argument("--passes", type=int, default=4)
+    parser.add_argument("--rounds", type=int, default=3)
     parser.add_argument("--ids", default="1235,1237,1238,1241,1253")
     parser.add_argument("--threads", default="1,2")
     options = parser.parse_args()
     if shutil.which("ffmpeg") is None:
         print("bench_dnxhd: ffmpeg is not installed: nothing to compare with")
         return
-    print("frames a processor second; x: our rate over FFmpeg's; wall: our rate by the clock")
-    print(f"{'id':4} {'thr':>3}  {'encode':>7} {'ffmpeg':>7} {'x':>5} {'wall':>6}  {'decode':>7} {'ffmpeg':>7} {'x':>5} "
-          f"{'wall':>6}  PSNR Y / SSIM Y of ours, FFmpeg's")
+    print("frames a processor second; x: our rate over FFmpeg's; wall: our rate by the clock, and its gain by threads")
+    title = f"{'ffmpeg':>7} {'x':>5} {'wall':>6} {'gain':>5}"
+    print(f"{'id':4} {'thr':>3}  {'encode':>7} {title}  {'decode':>7} {title}  PSNR Y / SSIM Y of ours, FFmpeg's")
+    counts = list(map(int, options.threads.split(",")))
     for number in map(int, options.ids.split(",")):
         with tempfile.TemporaryDirectory(prefix="bench-dnxhd-") as scratch:
             folder = pathlib.Path(scratch)
             clip = Clip(folder, number, options.frames)
-            fields = ["-flags", "+ildct+ilme", "-top", "1"] if clip.interlaced else []
-            for threads in map(int, options.threads.split(",")):
-                mine, theirs = folder / "ours.dnxhd", folder / "theirs.dnxhd"
-                loop = ["-stream_loop", options.passes - 1]
-                encode = ours("encode", number, clip.raw, mine, threads, options.passes)
-                coded, _ = ffmpeg_seconds(*loop, *clip.raw_input(), "-threads", threads, "-c:v", "dnxhd", "-b:v",
-                                          clip.rate, *fields, "-f", "null", "-")
-                read, _ = ffmpeg_seconds(*loop, *clip.raw_input(), "-c", "copy", "-f", "null", "-")
-                run("ffmpeg", "-v", "error", "-nostdin", "-y", *clip.raw_input(), "-threads", "1", "-c:v", "dnxhd",
-                    "-b:v", clip.rate, *fields, "-f", "dnxhd", theirs)
-                # Each decodes the frames that we made.
-                decode = ours("decode", number, mine, "-", threads, options.passes)
-                dnxhd = [*loop, "-f", "dnxhd", "-r", "25"]
-                decoded, _ = ffmpeg_seconds("-threads", threads, *dnxhd, "-i", mine, "-f", "null", "-")
-                parsed, _ = ffmpeg_seconds(*dnxhd, "-i", mine, "-c", "copy", "-f", "null", "-")
-                total = options.frames * options.passes
-                rates = [(encode["frames"] / encode["cpu"], total / (coded - read), encode["frames"] / encode["wall"]),
-                         (decode["frames"] / decode["cpu"], total / (decoded - parsed), decode["frames"] / decode["wall"])]
-                columns = "  ".join(f"{a:7.1f} {b:7.1f} {a / b:5.2f} {wall:6.1f}" for a, b, wall in rates)
-                marks = [quality(clip, frames) for frames in (mine, theirs)]
-                print(f"{number:4} {threads:3}  {columns}  " +
-                      ", ".join(f"{psnr:.2f} / {ssim:.4f}" for psnr, ssim in marks), flush=True)
+            rounds = [[turns(clip, number, threads, options.passes, folder) for threads in counts]
+                      for _ in range(options.rounds)]
+            marks = qualities(clip, folder)
+            for place, threads in enumerate(counts):
+                columns = []
+                for verb in range(2):
+                    of = [(each[place][verb], each[0][verb]) for each in rounds]
+                    median = lambda take: statistics.median(take(*pair) for pair in of)
+                    columns.append(f"{median(lambda turn, _: turn.mine):7.1f} {median(lambda turn, _: turn.theirs):7.1f} "
+                                   f"{median(lambda turn, _: turn.ratio):5.2f} {median(lambda turn, _: turn.wall):6.1f} "
+                                   f"{median(lambda turn, first: turn.wall / first.wall):5.2f}")
+                print(f"{number:4} {threads:3}  {'  '.join(columns)}  {marks}", flush=True)
 
 
 if __name__ == "__main__":

@@ -13,12 +13,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <fstream>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "tests/support/dnxhd_planes.h"
+#include "tests/support/file_bytes.h"
 #include "zel/dnxhd/bitstream/hd_decoder.h"
 #include "zel/dnxhd/encoder/encoder_core.h"
 
@@ -81,20 +82,18 @@ class Stopwatch {
   std::clock_t cpu_ = std::clock();
 };
 
-std::vector<char> contentsOf(const char* name) {
-  std::vector<char> bytes = zel::test::fileContents(name);
+std::vector<uint8_t> contentsOf(const char* name) {
+  std::vector<uint8_t> bytes = zel::test::fileBytes(name);
   if (bytes.empty()) fail(std::string(name) + ": nothing to read");
   return bytes;
 }
 
-void writeFile(const char* name, const char* bytes, size_t size) {
-  std::ofstream out(name, std::ios::binary);
-  if (!out.write(bytes, static_cast<std::streamsize>(size)))
-    fail(std::string(name) + ": not written");
+void write(const char* name, std::span<const uint8_t> bytes) {
+  if (!zel::test::writeFile(name, bytes)) fail(std::string(name) + ": not written");
 }
 
 void encode(const VCIDEntry& entry, char** arguments) {
-  const std::vector<char> raw = contentsOf(arguments[0]);
+  const std::vector<uint8_t> raw = contentsOf(arguments[0]);
   DnxhdPlanes planes(entry);
   std::vector<BlockFrame> sources;
   for (size_t at = 0; at + planes.rawSize() <= raw.size(); at += planes.rawSize()) {
@@ -119,8 +118,7 @@ void encode(const VCIDEntry& entry, char** arguments) {
   const Stopwatch stopwatch;
   for (int pass = 0; pass < passes; ++pass) encodeAll();
   std::fputs(stopwatch.json(sources.size() * static_cast<size_t>(passes)).c_str(), stdout);
-  writeFile(arguments[1], reinterpret_cast<const char*>(frames.bytes().data()),
-            frames.bytes().size());
+  write(arguments[1], frames.bytes());
 }
 
 class NoTaker : public RowTaker {
@@ -129,7 +127,7 @@ class NoTaker : public RowTaker {
 };
 
 void decode(const VCIDEntry& entry, char** arguments) {
-  const std::vector<char> all = contentsOf(arguments[0]);
+  const std::vector<uint8_t> all = contentsOf(arguments[0]);
   const AlignedBytes bytes(all.size());
   std::memcpy(bytes.bytes().data(), all.data(), all.size());
   const size_t count = all.size() / entry.frameBytes;
@@ -154,7 +152,7 @@ void decode(const VCIDEntry& entry, char** arguments) {
     if (result != kSuccessful) fail(ResultTextOf(result));
     raw += planes.raw();
   }
-  writeFile(arguments[1], raw.data(), raw.size());
+  write(arguments[1], std::span(reinterpret_cast<const uint8_t*>(raw.data()), raw.size()));
 }
 
 }  // namespace

@@ -16,6 +16,7 @@
 #include "tests/support/dnxhd_peer.h"
 #include "tests/support/dnxhd_planes.h"
 #include "tests/support/external_program.h"
+#include "tests/support/file_bytes.h"
 #include "tests/support/seed.h"
 #include "zel/dnxhd/bitstream/check_frame.h"
 #include "zel/dnxhd/bitstream/hd_decoder.h"
@@ -28,7 +29,7 @@ namespace {
 using test::AlignedBytes;
 using test::DnxhdPlanes;
 using test::DnxhdPlanesSource;
-using test::fileContents;
+using test::fileBytes;
 using test::SampleDifference;
 using test::sampleDifference;
 
@@ -82,7 +83,7 @@ std::vector<DnxhdPlanes> sourcesFor(const VCIDEntry& entry, const char* pixels) 
        "testsrc2=size=" + std::to_string(entry.width) + "x" + std::to_string(entry.lines), "-vf",
        "noise=alls=12:allf=t", "-pix_fmt", pixels, "-frames:v", "1", "-f", "rawvideo", file});
   EXPECT_EQ(made.exitCode, 0) << made.output;
-  const std::vector<char> raw = fileContents(file);
+  const std::vector<uint8_t> raw = fileBytes(file);
   EXPECT_EQ(raw.size(), sources[0].rawSize());
   if (raw.size() == sources[0].rawSize()) sources[0].readRaw(raw.data());
   const int top = (1 << entry.depth) - 1;

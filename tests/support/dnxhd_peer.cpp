@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 
 #include "tests/support/file_bytes.h"
 #include "zel/base/byte_order.h"
@@ -132,31 +131,31 @@ std::vector<DnxhdPlanes> DnxhdPeer::decode(const VCIDEntry& entry,
   const size_t step = entry.compressionId == 1260 ? entry.frameBytes : known.size();
   const std::string file = folder_.file("decode.dnxhd");
   const std::string out = folder_.file("decoded.raw");
-  std::vector<char> raw;
+  std::vector<uint8_t> raw;
   for (size_t at = 0; at < known.size(); at += step) {
     writeFile(file, std::span(known).subspan(at, step));
     const ProgramResult run = runProgram(
         program_, {"-v", "error", "-y", "-f", "dnxhd", "-i", file, "-f", "rawvideo", out});
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_EQ(run.output, "");
-    const std::vector<char> part = fileContents(out);
+    const std::vector<uint8_t> part = fileBytes(out);
     raw.insert(raw.end(), part.begin(), part.end());
   }
   std::vector<DnxhdPlanes> planes(count, DnxhdPlanes(entry));
   EXPECT_EQ(raw.size(), count * planes.at(0).rawSize());
   if (raw.size() != count * planes[0].rawSize()) return {};
   for (size_t i = 0; i < count; ++i) {
-    const char* const picture = raw.data() + i * planes[i].rawSize();
+    const uint8_t* const picture = raw.data() + i * planes[i].rawSize();
     planes[i].readRaw(picture);
     if (entry.compressionId != 1257) continue;
     // Two pictures, one behind the other: their lines alternate.
     const size_t bytes = planes[i].rawSize() / 6;  // of a field's plane
-    std::vector<char> woven;
+    std::vector<uint8_t> woven;
     const size_t line = bytes / geometry.lines;
     for (size_t plane = 0; plane < 3; ++plane) {
       for (size_t y = 0; y < geometry.lines; ++y) {
         for (size_t field = 0; field < 2; ++field) {
-          const char* const from = picture + (field * 3 + plane) * bytes + y * line;
+          const uint8_t* const from = picture + (field * 3 + plane) * bytes + y * line;
           woven.insert(woven.end(), from, from + line);
         }
       }

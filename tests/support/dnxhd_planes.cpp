@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <fstream>
 
 namespace zel::test {
 
@@ -32,8 +31,8 @@ size_t DnxhdPlanes::rawSize() const {
   return samples * (depth_ == 8 ? 1 : 2);
 }
 
-void DnxhdPlanes::readRaw(const char* bytes) {
-  const auto byte = [&] { return static_cast<int>(static_cast<uint8_t>(*bytes++)); };
+void DnxhdPlanes::readRaw(const uint8_t* bytes) {
+  const auto byte = [&] { return int{*bytes++}; };
   for (std::vector<int>& plane : planes_) {
     for (int& sample : plane) {
       sample = byte();
@@ -140,16 +139,6 @@ double structuralSimilarity(const std::vector<int>& a, const std::vector<int>& b
     }
   }
   return windows == 0 ? 1 : total / static_cast<double>(windows);
-}
-
-std::vector<char> fileContents(const std::string& file) {
-  std::ifstream in(file, std::ios::binary | std::ios::ate);
-  if (!in) return {};
-  std::vector<char> bytes(static_cast<size_t>(in.tellg()));
-  in.seekg(0);
-  in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  bytes.resize(static_cast<size_t>(in.gcount()));
-  return bytes;
 }
 
 }  // namespace zel::test

@@ -29,7 +29,7 @@ class DnxhdPlanes : public dnxhd::RowTaker {
 
   /// 8-bit planes in bytes, deeper ones in 16-bit words, low byte first; `bytes` holds at least
   /// rawSize().
-  void readRaw(const char* bytes);
+  void readRaw(const uint8_t* bytes);
   std::string raw() const;
   size_t rawSize() const;
 
@@ -90,7 +90,5 @@ class AlignedBytes {
   uint8_t* bytes_;
   size_t size_;
 };
-
-std::vector<char> fileContents(const std::string& file);
 
 }  // namespace zel::test

@@ -26,7 +26,7 @@ bool Multiplexed::warned(int32_t code) const {
 Multiplexed multiplexText(const std::string& text) {
   std::vector<std::string> warnings;
   const tool::Configuration config =
-      tool::readConfiguration<tool::Failure>(text, "configuration", warnings);
+      tool::rightConfiguration<tool::Failure>(text, "configuration", warnings);
   Multiplexed done;
   tool::MuxSink sink;
   sink.write = [&](std::span<const uint8_t> bytes) {

@@ -5,8 +5,11 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/zel/failure.h"
+#include "tools/zel/input_path.h"
+#include "tools/zel/mux/read_configuration.h"
 #include "tools/zel/pattern.h"
 #include "tools/zel/subcommands.h"
+#include "tools/zel/temporary_file.h"
 #include "zel/mux/engine/configuration/configuration.h"
 #include "zel/mux/engine/configuration/key_table.h"
 
@@ -18,57 +21,6 @@ namespace {
 
 using namespace Morvalen::Zel;
 
-struct ConfigDeleter {
-  void operator()(tsm_config* config) const { tsm_config_free(config); }
-};
-using ConfigOwner = std::unique_ptr<tsm_config, ConfigDeleter>;
-using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-
-struct ConfigMessage {
-  bool isError;
-  int code;
-  std::string text;
-};
-
-struct ConfigFile {
-  ConfigOwner config;  // null when reading ended early
-  std::vector<ConfigMessage> messages;
-};
-
-// One line of a message of several.
-std::string lineOf(std::string_view text) {
-  while (!text.empty() && text.back() == '\n') text.remove_suffix(1);
-  std::string line(text.substr(std::min(text.find('\n') + 1, text.size())));
-  std::replace(line.begin(), line.end(), '\n', ' ');
-  return line;
-}
-
-// The reader goes back to the start of its file, which a pipe can't: all is copied first.
-File copyOf(const std::string& path) {
-  File source(path == "-" ? stdin : std::fopen(path.c_str(), "rb"),
-              path == "-" ? [](std::FILE*) { return 0; } : &std::fclose);
-  if (source == nullptr) throw Failure(fmt::format("{}: {}", path, errorText(errno)));
-  File copy(std::tmpfile(), &std::fclose);
-  if (copy == nullptr) throw Failure("no temporary file: " + errorText(errno));
-  char bytes[4096];
-  for (size_t size = 0; (size = std::fread(bytes, 1, sizeof bytes, source.get())) > 0;)
-    if (std::fwrite(bytes, 1, size, copy.get()) != size)
-      throw Failure("temporary file: " + errorText(errno));
-  if (std::ferror(source.get()) != 0) throw Failure(fmt::format("{}: {}", path, errorText(errno)));
-  return copy;
-}
-
-ConfigFile readConfig(const std::string& path) {
-  const File file = copyOf(path);
-  ConfigFile result;
-  const auto keep = [](void* user, int severity, int code, const char* text, int) {
-    static_cast<std::vector<ConfigMessage>*>(user)->push_back({severity != 0, code, lineOf(text)});
-  };
-  result.config.reset(
-      tsm_config_read(file.get(), nullptr, nullptr, nullptr, &result.messages, keep));
-  return result;
-}
-
 struct FileOptions {
   std::string path;
 };
@@ -78,12 +30,12 @@ void declareFile(CLI::App& app, FileOptions& options) {
 }
 
 ExitCode check(const FileOptions& options, Console& console) {
-  const ConfigFile read = readConfig(options.path);
+  const ReadConfiguration read = readConfiguration(contentsOf(options.path));
   nlohmann::ordered_json document;
   document["messages"] = nlohmann::ordered_json::array();
   size_t errors = 0;
   std::string text;
-  for (const ConfigMessage& each : read.messages) {
+  for (const ConfigurationMessage& each : read.messages) {
     errors += each.isError;
     const char* word = each.isError ? "error" : "warning";
     text += fmt::format("{}: {} {}: {}\n", options.path, word, each.code, each.text);
@@ -104,16 +56,13 @@ ExitCode check(const FileOptions& options, Console& console) {
 }
 
 ExitCode print(const FileOptions& options, Console& console) {
-  const ConfigFile read = readConfig(options.path);
-  for (const ConfigMessage& each : read.messages) console.warn(each.text);
+  const ReadConfiguration read = readConfiguration(contentsOf(options.path));
+  for (const ConfigurationMessage& each : read.messages) console.warn(each.text);
   if (read.config == nullptr)
     throw Failure(fmt::format("{}: it can't be read as a configuration", options.path));
-  const File file(std::tmpfile(), &std::fclose);
-  if (file == nullptr) throw Failure("no temporary file: " + errorText(errno));
+  TemporaryFile file;
   tsm_config_write(read.config.get(), file.get());
-  std::string text(static_cast<size_t>(std::max(0L, std::ftell(file.get()))), '\0');
-  std::rewind(file.get());
-  text.resize(std::fread(text.data(), 1, text.size(), file.get()));
+  const std::string text = file.text();
   if (console.json)
     console.printJson({{"configuration", text}});
   else

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/zel/failure.h"
+#include "tools/zel/input_path.h"
 #include "tools/zel/mux/mux_options.h"
 #include "tools/zel/mux/mux_run.h"
 #include "tools/zel/mux/read_configuration.h"
@@ -14,6 +15,7 @@
 #include "tools/zel/output_file.h"
 #include "tools/zel/progress.h"
 #include "tools/zel/subcommands.h"
+#include "tools/zel/temporary_file.h"
 
 namespace zel::tool {
 namespace {
@@ -27,19 +29,6 @@ constexpr int kMostPasses = 8;
 
 double secondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-std::string contentsOf(const std::string& path) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
-      path == "-" ? stdin : std::fopen(path.c_str(), "rb"),
-      path == "-" ? [](std::FILE*) { return 0; } : &std::fclose);
-  if (file == nullptr) throw Failure(fmt::format("{}: {}", path, errorText(errno)));
-  std::string text;
-  char bytes[4096];
-  for (size_t size = 0; (size = std::fread(bytes, 1, sizeof bytes, file.get())) > 0;)
-    text.append(bytes, size);
-  if (std::ferror(file.get()) != 0) throw Failure(fmt::format("{}: {}", path, errorText(errno)));
-  return text;
 }
 
 void checkOptions(const MuxOptions& options, const Console& console) {
@@ -109,28 +98,6 @@ struct Outputs {
   }
 };
 
-// What a pass wrote while nobody knows whether it is the last.
-class HeldOutput {
- public:
-  HeldOutput() : file_(std::tmpfile(), &std::fclose) {
-    if (file_ == nullptr) throw Failure("no temporary file: " + errorText(errno));
-  }
-  void write(std::span<const uint8_t> bytes) {
-    if (std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) != bytes.size())
-      throw Failure("temporary file: " + errorText(errno));
-  }
-  void copyTo(OutputFile& output) {
-    std::rewind(file_.get());
-    std::vector<uint8_t> bytes(size_t{1} << 16);
-    for (size_t size = 0; (size = std::fread(bytes.data(), 1, bytes.size(), file_.get())) > 0;)
-      output.write(std::span(bytes).first(size));
-    if (std::ferror(file_.get()) != 0) throw Failure("temporary file: " + errorText(errno));
-  }
-
- private:
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
-};
-
 class Status {
  public:
   explicit Status(Console& console) : console_(console) {}
@@ -181,8 +148,8 @@ ExitCode run(const MuxOptions& options, Console& console) {
   const std::string text = configurationOf(options);
   std::vector<std::string> warnings;
   const Configuration config = options.config
-                                   ? readConfiguration<Failure>(text, *options.config, warnings)
-                                   : readConfiguration<WrongUsage>(text, "the options", warnings);
+                                   ? rightConfiguration<Failure>(text, *options.config, warnings)
+                                   : rightConfiguration<WrongUsage>(text, "the options", warnings);
   for (const std::string& each : warnings) console.warn(each);
 
   Outputs outputs;
@@ -203,7 +170,8 @@ ExitCode run(const MuxOptions& options, Console& console) {
 
   const Clock::time_point start = Clock::now();
   Status status(console);
-  std::unique_ptr<HeldOutput> held;
+  // What a pass wrote while nobody knows whether it is the last.
+  std::unique_ptr<TemporaryFile> held;
   int64_t written = 0;
   MuxSink sink;
   sink.progress = [&](const tsm_stats& stats, int32_t rate) { status.update(stats, rate); };
@@ -220,7 +188,7 @@ ExitCode run(const MuxOptions& options, Console& console) {
   int passes = 0;
   while (true) {
     ++passes;
-    if (options.twoPass && sink.write) held = std::make_unique<HeldOutput>();
+    if (options.twoPass && sink.write) held = std::make_unique<TemporaryFile>();
     if (outputs.trace != nullptr) outputs.trace->write(traceTitles());
     result = multiplex(*config, sink);
     if (!result.done) break;
@@ -236,7 +204,8 @@ ExitCode run(const MuxOptions& options, Console& console) {
   }
   tellWarnings(result, console);
   if (!result.done) failWith(result, held != nullptr ? 0 : written, outputs);
-  if (held != nullptr) held->copyTo(*outputs.stream);
+  if (held != nullptr)
+    held->readAll([&](std::span<const uint8_t> bytes) { outputs.stream->write(bytes); });
   if (outputs.stream != nullptr) outputs.stream->finish();
   if (outputs.trace != nullptr) outputs.trace->finish();
 

@@ -1,13 +1,11 @@
 #include "tools/zel/mux/read_configuration.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
 
 #include <fmt/format.h>
 
-#include "tools/zel/console.h"
 #include "tools/zel/failure.h"
+#include "tools/zel/temporary_file.h"
 
 namespace zel::tool {
 namespace {
@@ -22,37 +20,37 @@ std::string lineOf(std::string_view text) {
   return line;
 }
 
-struct Told {
-  std::vector<std::string> errors;
-  std::vector<std::string>* warnings;
-};
-
 }  // namespace
 
-template <class Error>
-Configuration readConfiguration(const std::string& text, const std::string& what,
-                                std::vector<std::string>& warnings) {
+ReadConfiguration readConfiguration(const std::string& text) {
   // The reader takes a file that it can go back in.
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), &std::fclose);
-  if (file == nullptr) throw Failure("no temporary file: " + errorText(errno));
-  if (std::fwrite(text.data(), 1, text.size(), file.get()) != text.size() ||
-      std::fflush(file.get()) != 0)
-    throw Failure("temporary file: " + errorText(errno));
-  std::rewind(file.get());
-  Told told{{}, &warnings};
-  const auto keep = [](void* user, int severity, int, const char* message, int) {
-    Told& to = *static_cast<Told*>(user);
-    (severity != 0 ? to.errors : *to.warnings).push_back(lineOf(message));
+  TemporaryFile file;
+  file.write(text);
+  file.rewind();
+  ReadConfiguration read;
+  const auto keep = [](void* user, int severity, int code, const char* message, int) {
+    auto& messages = *static_cast<std::vector<ConfigurationMessage>*>(user);
+    messages.push_back({severity != 0, code, lineOf(message)});
   };
-  Configuration config(tsm_config_read(file.get(), nullptr, nullptr, nullptr, &told, keep));
-  if (!told.errors.empty()) throw Error(fmt::format("{}: {}", what, told.errors.front()));
-  if (config == nullptr) throw Failure(fmt::format("{}: it can't be read", what));
-  return config;
+  read.config.reset(tsm_config_read(file.get(), nullptr, nullptr, nullptr, &read.messages, keep));
+  return read;
 }
 
-template Configuration readConfiguration<Failure>(const std::string&, const std::string&,
-                                                  std::vector<std::string>&);
-template Configuration readConfiguration<WrongUsage>(const std::string&, const std::string&,
-                                                     std::vector<std::string>&);
+template <class Error>
+Configuration rightConfiguration(const std::string& text, const std::string& what,
+                                 std::vector<std::string>& warnings) {
+  ReadConfiguration read = readConfiguration(text);
+  for (ConfigurationMessage& each : read.messages) {
+    if (each.isError) throw Error(fmt::format("{}: {}", what, each.text));
+    warnings.push_back(std::move(each.text));
+  }
+  if (read.config == nullptr) throw Failure(fmt::format("{}: it can't be read", what));
+  return std::move(read.config);
+}
+
+template Configuration rightConfiguration<Failure>(const std::string&, const std::string&,
+                                                   std::vector<std::string>&);
+template Configuration rightConfiguration<WrongUsage>(const std::string&, const std::string&,
+                                                      std::vector<std::string>&);
 
 }  // namespace zel::tool

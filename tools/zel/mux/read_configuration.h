@@ -15,10 +15,24 @@ struct ConfigurationDeleter {
 };
 using Configuration = std::unique_ptr<Morvalen::Zel::tsm_config, ConfigurationDeleter>;
 
-/// What the library's reader makes of a text. Warnings of the reader go to `warnings`. Throws
+struct ConfigurationMessage {
+  bool isError;
+  int code;
+  std::string text;  // one line
+};
+
+struct ReadConfiguration {
+  Configuration config;  // null when reading ended early
+  std::vector<ConfigurationMessage> messages;
+};
+
+/// What the library's reader makes of a text, and all that it says of it.
+ReadConfiguration readConfiguration(const std::string& text);
+
+/// The same where only what is right will do. Warnings of the reader go to `warnings`. Throws
 /// `Error` (WrongUsage or Failure) with the first error that it tells of, behind `what`.
 template <class Error>
-Configuration readConfiguration(const std::string& text, const std::string& what,
-                                std::vector<std::string>& warnings);
+Configuration rightConfiguration(const std::string& text, const std::string& what,
+                                 std::vector<std::string>& warnings);
 
 }  // namespace zel::tool

@@ -27,7 +27,7 @@ std::string wrongUsageOf(Call call) {
 
 Configuration read(const std::string& text) {
   std::vector<std::string> warnings;
-  Configuration config = readConfiguration<WrongUsage>(text, "the options", warnings);
+  Configuration config = rightConfiguration<WrongUsage>(text, "the options", warnings);
   EXPECT_TRUE(warnings.empty());
   return config;
 }

@@ -18,6 +18,8 @@ inline constexpr uint32_t kLowRange = uint32_t{1} << 31;
 
 /// The packet slot's length is this over the rate in bits per second: 188 * 8 * 27,000,000.
 inline constexpr double kPacketBitTicks = 4.0608e10;
+/// Bytes times this over bits per second are ticks: 8 * 27,000,000.
+inline constexpr double kByteTicks = 2.16e8;
 
 /// high and low together are a 33-bit count of 90 kHz ticks; fraction counts 1/1,048,576 of a
 /// 27 MHz tick and stays below kFractionRange.

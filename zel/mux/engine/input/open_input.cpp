@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "zel/mux/engine/configuration/file_names.h"
 #include "zel/mux/engine/input/file_source.h"
 #include "zel/mux/engine/input/input_window.h"
 #include "zel/mux/engine/input/remultiplexing.h"
@@ -14,18 +15,14 @@ namespace zel::mux {
 
 namespace {
 
-using Morvalen::Zel::tarn_array_text;
 using Morvalen::Zel::TarnArray;
 
 constexpr int kReadError = 53;
 
 std::unique_ptr<file_source> make_files(const TarnArray& files, const input_request& request,
                                         reporting& reports) {
-  std::vector<std::string> names;
-  names.reserve(static_cast<size_t>(files.count));
-  for (int32_t i = 0; i < files.count; ++i) names.emplace_back(tarn_array_text(&files, i));
   return std::make_unique<file_source>(
-      std::move(names),
+      file_names(files),
       [&reports, pid = request.record->pid, openError = request.openError](const char* name) {
         if (name != nullptr) {
           reports.fatal(openError, pid, std::string_view(name));

@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <cmath>
 
+#include "zel/mux/engine/clock/tsm_time.h"
+
 namespace zel::mux {
 
 namespace {
 
 constexpr double kTicks90k = 300;
-constexpr double kByteTicks = 2.16e8;  // 8 * 27,000,000: bytes over bits per second to ticks
 constexpr double kTenthSecond = 2.7e6;
 constexpr int32_t kVbvDelayNotTold = 65'535;
 constexpr int32_t kMostOverlap = 60;

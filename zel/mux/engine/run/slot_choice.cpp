@@ -15,7 +15,7 @@ bool is_audio_or_video(stream_kind kind) {
 bool leak_and_test(smoothing_buffer& buffer, const tsm_mux& mux) {
   const double ticks = difference_ticks(mux.now, buffer.leakedAt);
   buffer.leakedAt = mux.now;
-  buffer.level = std::max(0.0, buffer.level - std::floor(buffer.leakRate * ticks / 2.16e8));
+  buffer.level = std::max(0.0, buffer.level - std::floor(buffer.leakRate * ticks / kByteTicks));
   if (buffer.leakRate >= mux.rate) return true;
   return (mux.rate - buffer.leakRate) * 188 / mux.rate + buffer.level < buffer.size;
 }

@@ -9,6 +9,7 @@
 #include "zel/mux/engine/packet/clock_insertion.h"
 #include "zel/mux/engine/packet/packet_header.h"
 #include "zel/mux/engine/run/table_sections.h"
+#include "zel/mux/engine/stream/buffer_model.h"
 
 // Tables go out in their order, TablesPerSecond of them in a second, and round again with Repeat.
 // The buffer that a decoder has for them is kept to: 512 bytes that leak 1 Mbit/s, unless the
@@ -24,7 +25,6 @@ using Morvalen::Zel::tsm_table;
 constexpr int kNoTablesPerSecond = 83;
 constexpr int kNoStartToAdjust = 123;  // a warning
 constexpr int32_t kNegative = 3;
-constexpr double kTransportBuffer = 512;
 constexpr double kTransportLeak = 1e6;
 constexpr size_t kRoom = kPacketBytes - kTsHeaderBytes;
 constexpr uint8_t kPrivateSections = 0x05;
@@ -42,7 +42,7 @@ struct table_state : stream_state {
   bool over = false;
 
   // The decoder's transport buffer.
-  double size = kTransportBuffer;
+  double size = kTransportBufferBytes;
   double leak = kTransportLeak;  // bits per second
   double level = 0;
   double leakedAt = 0;

@@ -1,7 +1,8 @@
 #include "zel/mux/engine/run/transport_setup.h"
 
 #include <algorithm>
-#include <string>
+
+#include "zel/mux/engine/configuration/file_names.h"
 
 namespace zel::mux {
 
@@ -56,23 +57,14 @@ burst_nulls configured_bursts(tsm_mux& mux) {
   return {config.burstNullsCount, config.burstNullsSpacing};
 }
 
-std::vector<std::string> output_names(const tsm_config& config) {
-  std::vector<std::string> names;
-  names.reserve(static_cast<size_t>(config.files.count));
-  for (int32_t i = 0; i < config.files.count; ++i) {
-    names.emplace_back(tarn_array_text(&config.files, i));
-  }
-  return names;
-}
-
 void set_up_output(tsm_mux& mux, const output_writer::layout& form,
                    const packet_time_stamps& stamps, tsm_write_callback write) {
   if (write != nullptr) {
     mux.writer = output_writer(form, stamps, write, mux.config->writeUser);
     return;
   }
-  mux.files =
-      std::make_unique<file_writer>(output_names(*mux.config), mux.config->fileSize, mux.reports);
+  mux.files = std::make_unique<file_writer>(file_names(mux.config->files), mux.config->fileSize,
+                                            mux.reports);
   mux.files->set_packet_size(form.packetSize);
   mux.files->open();
   mux.writer = output_writer(form, stamps, file_writer::write, mux.files.get());

@@ -20,7 +20,6 @@ constexpr int kWriteFailed = 82;
 constexpr int64_t kNoHurry = 1'000'000'000;
 constexpr int64_t kSlotsWithUnitsInFlight = 10;
 constexpr size_t kUnitsInFlight = 2;
-constexpr double kTransportBuffer = 512;  // bytes: ISO/IEC 13818-1, 2.4.2.3
 
 // What the receiver's transport buffer leaks at least, bits per second: 2 Mbit/s for sound (ISO/IEC
 // 13818-1, 2.4.2.3); 1.2 times the highest rate of the level for video. The lowest levels: 4 Mbit/s
@@ -51,7 +50,7 @@ double level_of_clocks(const tsm_mux& mux) {
   const variable_rate& vbr = *mux.vbr;
   const double leak = kPart * (transport_leak(*vbr.clock) - vbr.clock->rate);
   const double ticks = difference_ticks(mux.now, vbr.clocksLeakedAt);
-  return std::max(vbr.levelOfClocks - leak * ticks / 2.16e8, 0.0);
+  return std::max(vbr.levelOfClocks - leak * ticks / kByteTicks, 0.0);
 }
 
 // Whether the receiver's transport buffer takes a packet with a PCR now: one every ten slots of a
@@ -81,7 +80,7 @@ int64_t slots_until_pcr(const tsm_mux& mux) {
     // may come as late as the next PCR, and then have the transport buffer before them.
     if (model.wholeAtClock >= model.removals.size()) continue;
     const bool waits = hasRoom && model.wholeAtClock < whole;
-    const double latency = waits ? kTransportBuffer * 2.16e8 / transport_leak(*stream) : 0;
+    const double latency = waits ? kTransportBufferBytes * kByteTicks / transport_leak(*stream) : 0;
     const double span = signed_difference(model.removals[model.wholeAtClock].time, now) - latency;
     // The packet of the slot before has to be in: two slots of margin.
     const double left = std::floor(span / packetTicks) - 2;

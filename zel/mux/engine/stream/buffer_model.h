@@ -12,6 +12,9 @@ struct removal_event {
   int32_t size;
 };
 
+/// The transport buffer in front of every decoder (TBn and TBsys), bytes.
+inline constexpr double kTransportBufferBytes = 512;
+
 inline constexpr size_t kRemovalEvents = 1299;
 
 /// The decoder's buffer of one stream as the engine simulates it (ISO/IEC 13818-1, 2.4.2).
