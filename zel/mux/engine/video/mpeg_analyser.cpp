@@ -5,6 +5,7 @@
 
 #include "zel/mux/engine/clock/tsm_time.h"
 #include "zel/mux/engine/configuration/configuration.h"
+#include "zel/mux/engine/video/group_place.h"
 #include "zel/mux/engine/video/mpeg_pictures.h"
 #include "zel/mux/engine/video/time_code.h"
 #include "zel/mux/engine/video/vbv_limits.h"
@@ -81,6 +82,7 @@ class mpeg_analyser final : public mpeg_pictures {
 
   MpegGroupHeader group_;
   bool groupSeen_ = false;
+  group_place place_;
 
   int anchorFields_ = 2;    // field periods that the last anchor is shown
   uint8_t firstField_ = 0;  // picture_structure of an anchor's field that waits for its second
@@ -265,6 +267,7 @@ double mpeg_analyser::period_of(const access_unit& unit) {
 // The time code of a group is that of its first picture in display order.
 void mpeg_analyser::time_code_of(access_unit& unit) {
   if (!groupSeen_) return;
+  if (unit.gop) place_.begin_group();
   video_time_code code;
   code.hours = group_.hours;
   code.minutes = group_.minutes;
@@ -272,7 +275,8 @@ void mpeg_analyser::time_code_of(access_unit& unit) {
   code.frames = group_.pictures;
   code.dropFrame = group_.dropFrame;
   code.known = true;
-  unit.timeCode = advanced(code, picture_.temporalReference, characteristics().frameRateRounded);
+  const int64_t frames = place_.frames_before(picture_.temporalReference, unit.fieldCount);
+  unit.timeCode = advanced(code, frames, characteristics().frameRateRounded);
 }
 
 void mpeg_analyser::settle_coding() {
@@ -289,6 +293,7 @@ void mpeg_analyser::settle_coding() {
 void mpeg_analyser::restart_parsing() {
   sequencePending_ = false;
   sliceSeen_ = groupSeen_ = false;
+  place_ = {};
   sequence_ = {};
   extension_ = {};
 }

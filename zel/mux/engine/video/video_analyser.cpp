@@ -166,7 +166,8 @@ void video_analyser::time_code_of(access_unit& unit) {
   }
   unit.timeCode =
       advanced(toldTimeCode_, fieldsSince_ / 2, state_.characteristics.frameRateRounded);
-  fieldsSince_ += unit.fieldStructure == kWholeFrame ? 2 : 1;
+  // Time codes number the frames that are shown, of which a picture may take more than one.
+  fieldsSince_ += unit.fieldStructure == kWholeFrame ? unit.fieldCount : 1;
 }
 
 // Whether Start or End leaves the unit out. The units of a stream without time codes all stand

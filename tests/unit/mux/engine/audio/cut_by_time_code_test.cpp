@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <fstream>
@@ -42,6 +43,28 @@ Bytes video() {
       media.group(10, 0, i / 25, 0);
     }
     media.picture({.type = i % 25 == 0 ? 1 : 2, .temporalReference = i % 25});
+  }
+  return media.bytes;
+}
+
+// Groups of twelve pictures that are shown for fifteen frames of 29.97 a second, two and three
+// fields in turn.
+Bytes telecined() {
+  constexpr int kCoded[] = {0, 3, 1, 2, 6, 4, 5, 9, 7, 8, 11, 10};
+  test::MpegBytes media;
+  media.frameRateCode = 4;
+  for (int group = 0; group < 2 * kSeconds; ++group) {
+    media.sequence();
+    media.group(10, 0, group / 2, group % 2 * 15);
+    for (const int place : kCoded) {
+      const bool anchor = place % 3 == 0 || place == 11;
+      media.picture({.type = place == 0 ? 1
+                             : anchor   ? 2
+                                        : 3,
+                     .temporalReference = place,
+                     .topFieldFirst = place % 4 == 0 || place % 4 == 3,
+                     .repeatFirstField = place % 2 == 0});
+    }
   }
   return media.bytes;
 }
@@ -138,7 +161,7 @@ class CutByTimeCode : public ::testing::Test {
     return heard.bytes[at + 100] << 8 | heard.bytes[at + 101];
   }
   // Frames between two seconds, to the nearest, and where the first of them belongs.
-  static void expect_frames(const sound& heard, int start, int end) {
+  static void expect_frames(const sound& heard, double start, double end) {
     const int first = static_cast<int>(std::lround(start / kFrameSeconds));
     const int behind = static_cast<int>(std::lround(end / kFrameSeconds));
     EXPECT_EQ(first_frame(heard), first);
@@ -207,6 +230,36 @@ TEST_F(CutByTimeCode, PcmIsCutToTheSample) {
   ASSERT_EQ(heard.bytes.size(), 600 * kPes);
   EXPECT_EQ(heard.bytes[4] << 8 | heard.bytes[5], 2'000);
   EXPECT_EQ(heard.bytes[heard.bytes.size() - 2] << 8 | heard.bytes.back(), 4'999);
+}
+
+// Both cuts stand inside groups whose pictures are shown for other times than a frame.
+TEST_F(CutByTimeCode, RepeatedFieldsAreTimeThatPasses) {
+  constexpr double kFrame = 1001.0 / 30'000;
+  videoInput_.bytes = telecined();
+  test::EngineRun run;
+  prepare(run);
+  run.config->start = {1, 0, 10, 0, 2, 5, 0};
+  run.config->end = {1, 0, 10, 0, 5, 12, 0};
+  add_video();
+  add_audio();
+  ASSERT_GT(run.multiplex(), 0) << run.texts;
+  // From 2:15 on, where a group begins: five groups, and of the sixth ten pictures, twelve frames
+  // and a half.
+  expect_clean(run, 5 * 12 + 10);
+  expect_frames(sound_of(run, kAudioPid), 75 * kFrame, 162 * kFrame);
+
+  test::Findings findings;
+  const auto stream = test::readTransportStream(run.bytes, 188, 0, findings);
+  std::vector<int64_t> shown;
+  for (const auto& each : test::readPesStream(stream.packets, kVideoPid, findings).packets) {
+    shown.push_back(each.pts);
+  }
+  std::sort(shown.begin(), shown.end());
+  ASSERT_EQ(shown.size(), 70u);
+  for (size_t i = 0; i < shown.size(); ++i) {
+    const double fields = 5.0 * static_cast<double>(i / 2) + (i % 2 == 0 ? 0 : 3);
+    EXPECT_NEAR(static_cast<double>(shown[i] - shown[0]), fields * kFrame * 45'000, 1) << i;
+  }
 }
 
 TEST_F(CutByTimeCode, StreamsOutOfOneMultiplexKeepTheirPlaces) {

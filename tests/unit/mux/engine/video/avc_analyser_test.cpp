@@ -9,6 +9,7 @@
 #include "tests/support/analysed_video.h"
 #include "tests/unit/mux/engine/video/any_end.h"
 #include "tests/unit/mux/engine/video/avc_bytes.h"
+#include "zel/mux/engine/clock/tsm_time.h"
 
 namespace zel::mux {
 namespace {
@@ -385,6 +386,45 @@ TEST(AvcAnalyser, TimeCodesComeFromPictureTiming) {
   EXPECT_TRUE(cut.units[0].keyPoint) << "picture 30 is the first behind Start to decode from";
   EXPECT_EQ(cut.units[0].timeCode.frames, 5);
   EXPECT_EQ(cut.units.size(), 25u);
+}
+
+// A time code a group of twelve pictures, which are shown for fifteen frames.
+TEST(AvcAnalyser, TimeCodesNumberTheFramesThatRepeatedFieldsMake) {
+  AvcBytes stream;
+  stream.sps.vui.picStructPresent = true;
+  stream.sps.vui.timing = {true, 1001, 60'000, true};
+  stream.sets();
+  constexpr uint32_t kPicStructs[] = {5, 4, 6, 3};
+  for (uint32_t i = 0; i < 48; ++i) {
+    const uint32_t group = i / 12;
+    std::vector<uint32_t> clock;
+    if (i % 12 == 0) clock = {1, 2, group / 2, group % 2 * 15};
+    stream.timing(0, 0, kPicStructs[i % 4], clock);
+    AvcPicture picture;
+    picture.idr = i % 12 == 0;
+    picture.type = picture.idr ? 'I' : 'P';
+    picture.frameNum = i % 12;
+    picture.poc = i % 12 * 2;
+    stream.picture(picture);
+  }
+  const AnalysedVideo video = analyseVideo(stream.bytes);
+  ASSERT_EQ(video.units.size(), 48u);
+  for (size_t i = 0; i < 48; ++i) {
+    const size_t frames = (5 * (i / 2) + 3 * (i % 2)) / 2;
+    EXPECT_EQ(video.units[i].timeCode.seconds, frames / 30) << i;
+    EXPECT_EQ(video.units[i].timeCode.frames, frames % 30) << i;
+  }
+  const AnalysedVideo cut = analyseVideo(stream.bytes, with([](tsm_config& config, tsm_video&) {
+                                           config.start = {1, 0, 1, 2, 0, 5, 0};
+                                           config.end = {1, 0, 1, 2, 1, 12, 0};
+                                         }));
+  ASSERT_EQ(cut.units.size(), 22u);
+  EXPECT_EQ(cut.units[0].timeCode.frames, 15);
+  EXPECT_EQ(cut.units.back().timeCode.frames, 11);
+  for (size_t i = 0; i + 1 < cut.units.size(); ++i) {
+    const double period = i % 2 == 0 ? 1.5 : 1;
+    EXPECT_NEAR(signed_difference(cut.units[i + 1].dts, cut.units[i].dts), period * 900'900, 1e-3);
+  }
 }
 
 TEST(AvcAnalyser, ALevelThatIsNotInTheTable) {

@@ -542,6 +542,52 @@ TEST(MpegAnalyser, StartAndEndCutByTimeCode) {
   EXPECT_EQ(video.startTimeCode.seconds, 2);
 }
 
+// Twelve pictures of two and three fields in turn: fifteen frames.
+MpegBytes telecined_groups(int count) {
+  constexpr int kCoded[] = {0, 3, 1, 2, 6, 4, 5, 9, 7, 8, 11, 10};
+  MpegBytes stream;
+  stream.frameRateCode = 4;
+  for (int group = 0; group < count; ++group) {
+    stream.sequence();
+    stream.group(10, 0, group / 2, group % 2 * 15);
+    for (const int place : kCoded) {
+      stream.picture({.type = place == 0                      ? 1
+                              : place % 3 == 0 || place == 11 ? 2
+                                                              : 3,
+                      .temporalReference = place,
+                      .topFieldFirst = place % 4 == 0 || place % 4 == 3,
+                      .repeatFirstField = place % 2 == 0,
+                      .bytes = 500});
+    }
+  }
+  return stream;
+}
+
+TEST(MpegAnalyser, TimeCodesNumberTheFramesThatRepeatedFieldsMake) {
+  const AnalysedVideo video = analyseVideo(telecined_groups(4).bytes);
+  ASSERT_EQ(video.units.size(), 48u);
+  // As coded; the eleventh picture is coded before the tenth, and its time is foreseen.
+  const int frames[] = {0, 4, 1, 2, 7, 5, 6, 11, 9, 10, 13, 12};
+  for (size_t i = 0; i < 48; ++i) {
+    EXPECT_EQ(video.units[i].timeCode.seconds, i / 24) << i;
+    EXPECT_EQ(video.units[i].timeCode.frames, frames[i % 12] + (i / 12 % 2 == 0 ? 0 : 15)) << i;
+  }
+}
+
+TEST(MpegAnalyser, CutsInsideAGroupOfRepeatedFieldsComeWhereTheFramesAre) {
+  const MpegBytes stream = telecined_groups(8);
+  const AnalysedVideo video = analyseVideo(stream.bytes, with([](tsm_config& config, tsm_video&) {
+                                             config.start = {1, 0, 10, 0, 1, 5, 0};
+                                             config.end = {1, 0, 10, 0, 2, 12, 0};
+                                           }));
+  EXPECT_EQ(video.messages, "");
+  // A group, and of the next the ten pictures that are shown for twelve frames and a half.
+  ASSERT_EQ(video.units.size(), 22u);
+  EXPECT_TRUE(video.units[0].keyPoint);
+  EXPECT_EQ(video.units[0].timeCode.frames, 15);
+  EXPECT_EQ(video.units.back().timeCode.frames, 10);
+}
+
 TEST(MpegAnalyser, CutsThatAreNotSeenAreTold) {
   const MpegBytes stream = groups_of_a_second(3);
   const auto messages = [&](int start, int end) {
