@@ -4,7 +4,9 @@
 One MPEG-2 video and two audio streams for each program, at a constant rate. zel mux parses the elementary
 streams, makes the time stamps and simulates the decoders' buffers; the other two get the same streams in a
 Matroska file with ready-made time stamps, since an elementary stream with B pictures gives them none.
-Processor time is that of the whole process, user and system; medians of the runs are compared.
+Processor time is that of the whole process, user and system. A run is set against the others' of the same turn,
+since a machine's speed changes by the minute, and the median of those ratios counts. With --discard what comes
+out goes to the null device, so that the file system's work, which is the same for all, isn't in the figures.
 """
 
 import argparse
@@ -21,7 +23,7 @@ PIECE = 4  # seconds that are encoded; the rest repeats them
 
 
 def run(command):
-    """Seconds of wall clock and of processor time, and KiB of memory, that a command took."""
+    """Seconds of wall clock, of processor time, and of that the user's; and KiB of memory."""
     start = time.monotonic()
     process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
     error = process.stderr.read().decode("utf-8", "replace")
@@ -29,7 +31,7 @@ def run(command):
     process.returncode = os.waitstatus_to_exitcode(status)
     if process.returncode != 0:
         sys.exit(f"bench_mux: {command[0]} ended with {process.returncode}\n{error}")
-    return time.monotonic() - start, usage.ru_utime + usage.ru_stime, usage.ru_maxrss
+    return time.monotonic() - start, usage.ru_utime + usage.ru_stime, usage.ru_utime, usage.ru_maxrss
 
 
 def ffmpeg(*arguments):
@@ -56,7 +58,8 @@ def make_streams(folder, rate, seconds):
 
 
 def commands(options, folder, matroska, streams):
-    out = {name: os.path.join(folder, name + ".ts") for name in ("zel", "ffmpeg", "gstreamer")}
+    out = {name: os.devnull if options.discard else os.path.join(folder, name + ".ts")
+           for name in ("zel", "ffmpeg", "gstreamer")}
     zel = [ZEL, "mux", "--quiet", "--rate", str(options.rate), "-o", out["zel"]]
     for program in range(1, options.programs + 1):
         zel += ["--program", str(program), *streams]
@@ -89,20 +92,16 @@ def compare(options, folder):
     print(f"{options.seconds} s at {options.rate / 1e6:g} Mbit/s, {options.programs} "
           f"program{'s' if options.programs > 1 else ''} of one video and two audio streams, "
           f"{options.runs} runs each")
-    medians = {}
     for name, runs in figures.items():
-        wall, cpu, memory = (statistics.median(column) for column in zip(*runs))
-        medians[name] = cpu
-        megabytes = os.path.getsize(out[name]) / 1e6
+        wall, cpu, user, memory = (statistics.median(column) for column in zip(*runs))
         print(f"{name:10s} processor {cpu:6.3f} s ({min(r[1] for r in runs):.3f} to {max(r[1] for r in runs):.3f}), "
-              f"wall {wall:6.3f} s, {memory / 1024:5.1f} MiB, {megabytes:6.1f} MB")
-    ratio = None
-    for name in medians:
-        if name != "zel":
-            print(f"zel / {name}: {medians['zel'] / medians[name]:.2f}")
-    if "ffmpeg" in medians:
-        ratio = medians["zel"] / medians["ffmpeg"]
-    return options.limit is None or ratio is None or ratio <= options.limit
+              f"user {user:6.3f} s, wall {wall:6.3f} s, {memory / 1024:5.1f} MiB"
+              + ("" if options.discard else f", {os.path.getsize(out[name]) / 1e6:6.1f} MB"))
+    ratios = {name: statistics.median(mine[1] / other[1] for mine, other in zip(figures["zel"], runs))
+              for name, runs in figures.items() if name != "zel"}
+    for name, ratio in ratios.items():
+        print(f"zel / {name}: {ratio:.2f}")
+    return options.limit is None or "ffmpeg" not in ratios or ratios["ffmpeg"] <= options.limit
 
 
 def main():
@@ -111,6 +110,7 @@ def main():
     parser.add_argument("--rate", type=int, default=20000000, help="of the transport stream, bit/s")
     parser.add_argument("--programs", type=int, default=1)
     parser.add_argument("--runs", type=int, default=5, help="of each")
+    parser.add_argument("--discard", action="store_true", help="keep the file system out of the figures")
     parser.add_argument("--limit", type=float, help="fail when processor time against ffmpeg's is above this")
     options = parser.parse_args()
     if shutil.which("ffmpeg") is None:
