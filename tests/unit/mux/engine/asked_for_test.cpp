@@ -74,6 +74,40 @@ TEST_F(AskedFor, ShortPesPacketsOfVideoAtItsFullRate) {
   EXPECT_EQ(complaints(), "");
 }
 
+// bit_rate all ones, which is what encoders write where nothing limits the rate.
+std::vector<uint8_t> withoutRate(std::vector<uint8_t> video) {
+  for (size_t at = 0; at + 11 < video.size(); ++at) {
+    if (video[at] != 0 || video[at + 1] != 0 || video[at + 2] != 1 || video[at + 3] != 0xB3)
+      continue;
+    video[at + 8] = video[at + 9] = 0xFF;
+    video[at + 10] |= 0xC0;
+  }
+  return video;
+}
+
+// A stream that tells no rate gets 3 Mbit/s, whatever it is; RateAdjustment comes on top.
+TEST_F(AskedFor, ARateForVideoThatTellsNone) {
+  std::mt19937_64 random(7);
+  inputs.push_back({withoutRate(randomMpeg2Video(random, 4'000'000, 20))});
+  tsm_video& video = *tsm_add_video(program);
+  video.pid = 0x220;
+  video.user = &inputs.back();
+  EXPECT_EQ(complaints(), "W0 x 150, underflow x 50, ");
+  video.rateAdjustment = 500'000;
+  EXPECT_EQ(complaints(), "W0 x 57, underflow x 50, ");
+  video.rateAdjustment = 1'000'000;
+  EXPECT_EQ(complaints(), "");
+  video.rateAdjustment = 3'000'000;
+  EXPECT_EQ(complaints(), "") << "more than it needs does no harm";
+  const int32_t most = run.rate;
+  video.rateAdjustment = -1'000'000;
+  EXPECT_EQ(complaints(), "W0 x 480, underflow x 50, ");
+  EXPECT_LT(run.rate, most - 4'000'000);
+  // A rate that is none isn't taken: the stream would go on for years.
+  video.rateAdjustment = -4'000'000;
+  EXPECT_EQ(complaints(), "W0 x 150, underflow x 50, ");
+}
+
 // Without its null packets a stream of constant rate doesn't tell time by its packets any more.
 TEST_F(AskedFor, NullPacketsLeftAwayBehindTimeStamps) {
   run.config->pktTs = true;

@@ -119,7 +119,9 @@ void set_rate(video_state& state) {
   const video_characteristics& video = state.characteristics;
   tsm_stream& stream = *state.stream;
   video_rate_inputs inputs;
-  inputs.bitRate = video.bitRate + record.rateAdjustment + video.dependentBitRate;
+  // An adjustment that leaves no rate isn't taken: the stream would go on for years.
+  const double adjusted = video.bitRate + record.rateAdjustment;
+  inputs.bitRate = (adjusted > 0 ? adjusted : video.bitRate) + video.dependentBitRate;
   inputs.framesPerSecond = video.frameRate;
   inputs.ptsNpes = static_cast<int>(stream.PTSnPES);
   inputs.pesNau = static_cast<int>(stream.PESnau);
