@@ -20,6 +20,8 @@ constexpr int kWriteFailed = 82;
 constexpr int64_t kNoHurry = 1'000'000'000;
 constexpr int64_t kSlotsWithUnitsInFlight = 10;
 constexpr size_t kUnitsInFlight = 2;
+// Of what a stream's rate leaves of its transport buffer's leak: taken by PCRs that go alone.
+constexpr double kPartOfLeak = 0.5;
 
 // What the receiver's transport buffer leaks at least, bits per second: 2 Mbit/s for sound (ISO/IEC
 // 13818-1, 2.4.2.3); 1.2 times the highest rate of the level for video. The lowest levels: 4 Mbit/s
@@ -46,9 +48,8 @@ size_t whole_units(const tsm_stream& stream) {
 // part of what its rate leaves of the leak is taken: some PCRs can't wait, and the buffer has to be
 // empty once a second (2.4.2.6).
 double level_of_clocks(const tsm_mux& mux) {
-  constexpr double kPart = 0.5;
   const variable_rate& vbr = *mux.vbr;
-  const double leak = kPart * (transport_leak(*vbr.clock) - vbr.clock->rate);
+  const double leak = kPartOfLeak * (transport_leak(*vbr.clock) - vbr.clock->rate);
   const double ticks = difference_ticks(mux.now, vbr.clocksLeakedAt);
   return std::max(vbr.levelOfClocks - leak * ticks / kByteTicks, 0.0);
 }
@@ -90,14 +91,40 @@ int64_t slots_until_pcr(const tsm_mux& mux) {
   return slots;
 }
 
-// Whether a stream could send but for what the next PCR would credit it with.
+// Ticks until the receiver's transport buffer takes a PCR that goes alone.
+double wait_for_room(const tsm_mux& mux) {
+  if (clock_has_room(mux)) return 0;
+  const tsm_stream& clock = *mux.vbr->clock;
+  return level_of_clocks(mux) * kByteTicks / (kPartOfLeak * (transport_leak(clock) - clock.rate));
+}
+
+// Whether sound has every unit in time though it sends nothing for `ticks`. Pictures' sizes vary
+// too much to tell.
+bool bears_wait(const tsm_stream& stream, double now, double ticks) {
+  constexpr size_t kUnitsLookedAt = 16;
+  if (stream.kind == stream_kind::video || ticks <= 0) return false;
+  const buffer_model& model = *stream.buffer;
+  int64_t missing = -model.level;
+  for (size_t i = 0; i < std::min(model.removals.size(), kUnitsLookedAt); ++i) {
+    missing += model.removals[i].size;
+    if (missing <= 0) continue;
+    constexpr auto kMargin = static_cast<int64_t>(2 * kPacketBytes);
+    const double needed = static_cast<double>(missing + kMargin) * kByteTicks / stream.rate;
+    if (signed_difference(model.removals[i].time, now) < ticks + needed) return false;
+  }
+  return true;
+}
+
+// Whether a stream could send but for what the next PCR would credit it with, and can't wait.
 bool is_blocked(const tsm_mux& mux) {
   constexpr auto kPayload = static_cast<int64_t>(kPacketBytes);
+  const double now = ticks_of(mux.now);
   for (const auto& stream : mux.streams) {
     const buffer_model* const model = stream->buffer;
     if (model == nullptr || model->heldBack == 0 || stream->has(kNoMorePackets)) continue;
     const bool hasRoom = model->level + kPayload < model->limit;
-    if (hasRoom && model->level + model->heldBack + kPayload >= model->limit) return true;
+    const bool lacksCredit = model->level + model->heldBack + kPayload >= model->limit;
+    if (hasRoom && lacksCredit && !bears_wait(*stream, now, wait_for_room(mux))) return true;
   }
   return false;
 }

@@ -127,10 +127,10 @@ struct VariableRateOfSoundAndPictures : VariableRate {
     video.pid = kDataPid;
     video.user = &inputs.back();
   }
-  void addAudio(AudioFrames kind) {
+  void addAudio(AudioFrames kind, int pid = kDataPid) {
     inputs.push_back({audioFrames(kind, 4)});
     tsm_audio& audio = *tsm_add_audio(program);
-    audio.pid = kDataPid;
+    audio.pid = pid;
     audio.user = &inputs.back();
   }
   /// Units of 40 ms, the packets of each one after another as fast as they may.
@@ -161,6 +161,24 @@ TEST_F(VariableRateOfSoundAndPictures, ClocksDontOverflowTheTransportBufferOfThe
   addAudio(AudioFrames::kLayer2);
   addPcm();
   expectClean(40e6);
+}
+
+// Streams whose buffers are full wait for what the next PCR credits them with. Where the units of
+// several leave at about one time, each of them would have one.
+TEST_F(VariableRateOfSoundAndPictures, StreamsThatWaitForAClockLetItWaitForItsBuffer) {
+  program->pcrPid = kDataPid;
+  program->pcrPer = 55;
+  addAudio(AudioFrames::kDts);
+  addAudio(AudioFrames::kAdts, 0x221);
+  addAudio(AudioFrames::kAdts, 0x222);
+  program->audio[2]->pesNau = 2;
+  addPcm();
+  for (const double rate : {16e6, 18e6, 22e6, 24e6}) {
+    SCOPED_TRACE(rate);
+    run.bytes.clear();
+    run.said.clear();
+    expectClean(rate);
+  }
 }
 
 // The packets that a PCR goes with are no more than the stream's rate: here 1.5 Mbit/s, where a PCR
