@@ -37,9 +37,10 @@ class allotment {
   }
   void give(int32_t& pid, int programNumber, pid_range range) {
     if (pid != -1) return;
-    const int base = programNumber * 16;
-    const bool inArea = programNumber >= 1 && programNumber <= kLastProgram;
-    if (inArea && take_first(pid, base + range.first, base + range.last)) return;
+    if (programNumber >= 1 && programNumber <= kLastProgram) {
+      const int base = programNumber * 16;
+      if (take_first(pid, base + range.first, base + range.last)) return;
+    }
     give_free(pid);
   }
   void give_exactly(int32_t& pid, int wanted) { take_first(pid, wanted, wanted); }

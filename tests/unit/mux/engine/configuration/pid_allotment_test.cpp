@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "zel/mux/engine/configuration/key_access.h"
 
 namespace {
@@ -30,7 +32,8 @@ TEST(PidAllotment, StreamsStandBehindTheirProgramsNumber) {
 }
 
 TEST(PidAllotment, ProgramsFrom402UpUseTheFreeArea) {
-  for (const int number : {401, 402, 0, 65535}) {
+  constexpr int kLargest = std::numeric_limits<int>::max();
+  for (const int number : {401, 402, 0, 65535, 199'999'999, kLargest, -kLargest - 1}) {
     const config_owner config(tsm_config_new());
     tsm_program* program = tsm_add_program(config.get());
     program->programNumber = number;
