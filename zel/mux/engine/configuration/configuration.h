@@ -276,7 +276,8 @@ ZEL_API void tsm_config_write(const tsm_config* config, FILE* file) noexcept;
 /// @return how many were allotted.
 ZEL_API int tsm_assign_pids(tsm_config* config) noexcept;
 
-/// The bytes that the engine reads from a file at once: InReadSize, process-wide, 5000 at first.
+/// The bytes that the engine reads from a source at once: InReadSize, process-wide, 5000 at first.
+/// Regular files, whose bytes don't have to be waited for, are read in larger pieces as well.
 ZEL_API int tsm_read_size() noexcept;
 ZEL_API void tsm_set_read_size(int bytes) noexcept;
 

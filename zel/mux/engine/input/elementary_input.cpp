@@ -49,7 +49,8 @@ bool elementary_input::load() {
   if (before == 0) buffer_.read = buffer_.write = buffer_.scan = buffer_.start;
   // One piece a call: up to the end, or up to the byte that stays free.
   const int32_t straight = cbuf_straight(buffer_, buffer_.write, cbuf_free(buffer_));
-  const int32_t wanted = std::min(straight, granularity_);
+  const int32_t ready = source_ == nullptr ? 0 : source_->ready_bytes();
+  const int32_t wanted = std::min(straight, std::max(granularity_, ready));
   const int32_t got = source_ == nullptr ? 0 : source_->read(buffer_.write, wanted);
   if (got <= 0) {
     finish();

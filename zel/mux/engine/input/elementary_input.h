@@ -19,7 +19,8 @@ using load_function = int (*)(void* userValue, cbuf* buffer);
 
 class elementary_input {
  public:
-  /// Allocates `size` bytes; `source` fills them, at most `granularity` bytes a call of load().
+  /// Allocates `size` bytes; `source` fills them, at most `granularity` bytes a call of load(), or
+  /// as many as it says are ready.
   void open(int32_t size, int32_t granularity, std::unique_ptr<stream_source> source);
   /// The same with a caller's callback, which fills as much as it likes.
   void open(int32_t size, load_function function, void* userValue);

@@ -11,20 +11,6 @@ namespace {
 
 constexpr std::string_view kNumberMark = "%i";
 
-// fopen opens a directory for reading too; it has no bytes, and isn't what anybody means.
-FILE* open_regular(const std::string& name) {
-  FILE* const file = std::fopen(name.c_str(), "rb");
-  if (file == nullptr) return nullptr;
-  struct stat status {};
-  if (fstat(fileno(file), &status) == 0 && S_ISDIR(status.st_mode)) {
-    std::fclose(file);
-    return nullptr;
-  }
-  // The circular buffer is the buffer: a second one would only copy.
-  std::setvbuf(file, nullptr, _IONBF, 0);
-  return file;
-}
-
 }  // namespace
 
 std::string numbered_name(const std::string& pattern, size_t number) {
@@ -44,13 +30,26 @@ std::string file_source::name(size_t number) const {
   return series_ ? numbered_name(names_.front(), number) : names_[number];
 }
 
+// fopen opens a directory for reading too; it has no bytes, and isn't what anybody means.
+bool file_source::take_file(const std::string& name) {
+  file_.reset(std::fopen(name.c_str(), "rb"));
+  if (file_ == nullptr) return false;
+  struct stat status {};
+  const bool isKnown = fstat(fileno(file_.get()), &status) == 0;
+  isRegular_ = isKnown && S_ISREG(status.st_mode);
+  if (isKnown && S_ISDIR(status.st_mode)) file_.reset();
+  // The circular buffer is the buffer: a second one would only copy.
+  if (file_ != nullptr) std::setvbuf(file_.get(), nullptr, _IONBF, 0);
+  return file_ != nullptr;
+}
+
 bool file_source::open() {
   if (names_.empty()) return false;
-  file_.reset(open_regular(name(0)));
+  take_file(name(0));
   next_ = 1;
   // Whoever numbers by hand starts at 1, programs often at 0.
   if (file_ == nullptr && series_) {
-    file_.reset(open_regular(name(1)));
+    take_file(name(1));
     next_ = 2;
   }
   if (file_ == nullptr) fault_(names_.front().c_str());
@@ -58,14 +57,10 @@ bool file_source::open() {
 }
 
 bool file_source::open_next() {
-  if (series_) {
-    file_.reset(open_regular(name(next_++)));
-    return file_ != nullptr;
-  }
+  if (series_) return take_file(name(next_++));
   while (next_ < names_.size()) {
     const std::string& name = names_[next_++];
-    file_.reset(open_regular(name));
-    if (file_ != nullptr) return true;
+    if (take_file(name)) return true;
     fault_(name.c_str());
   }
   return false;

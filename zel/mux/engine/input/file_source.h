@@ -28,14 +28,18 @@ class file_source : public stream_source {
   bool open();
 
   int32_t read(uint8_t* to, int32_t room) override;
+  int32_t ready_bytes() const override { return isRegular_ ? kReadyBytes : 0; }
   int64_t take_transition() override;
 
  private:
+  static constexpr int32_t kReadyBytes = 64 * 1024;
+
   struct close_file {
     void operator()(FILE* file) const { std::fclose(file); }
   };
 
   std::string name(size_t number) const;
+  bool take_file(const std::string& name);
   bool open_next();
 
   std::vector<std::string> names_;
@@ -43,7 +47,8 @@ class file_source : public stream_source {
   bool series_ = false;
   size_t next_ = 0;  // index of the next file, or its number in a series
   std::unique_ptr<FILE, close_file> file_;
-  int64_t given_ = 0;  // bytes
+  bool isRegular_ = false;  // and no pipe or device, which gives what it has when it has it
+  int64_t given_ = 0;       // bytes
   std::deque<int64_t> transitions_;
 };
 

@@ -17,6 +17,10 @@ class stream_source {
   /// Puts up to `room` bytes of elementary stream at `to`. 0 only at the true end; room is above 0.
   virtual int32_t read(uint8_t* to, int32_t room) = 0;
 
+  /// How many bytes a read may well ask for, as far as there is room, because so many come at once
+  /// and cost less than in pieces. 0: no more than is needed, since they may have to be waited for.
+  virtual int32_t ready_bytes() const { return 0; }
+
   /// Where, in the bytes that were read, a file began behind another one. Each place is told once,
   /// in order; -1: no further.
   virtual int64_t take_transition() { return -1; }

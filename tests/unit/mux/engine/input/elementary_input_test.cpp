@@ -1,6 +1,9 @@
 #include "zel/mux/engine/input/elementary_input.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -155,6 +158,37 @@ class FileSource : public ::testing::Test {
   std::vector<std::string> faults_;
   bool opened_ = false;
 };
+
+TEST_F(FileSource, RegularFilesAreReadInLargePieces) {
+  const std::string name = write("large", std::string(200'000, 'x'));
+  auto source = std::make_unique<file_source>(std::vector<std::string>{name}, nullptr);
+  ASSERT_TRUE(source->open());
+  elementary_input input;
+  input.open(150'000, 5'000, std::move(source));
+  ASSERT_TRUE(input.load());
+  EXPECT_EQ(input.filled(), 64 * 1024);
+  // As far as there is room.
+  ASSERT_TRUE(input.load());
+  ASSERT_TRUE(input.load());
+  EXPECT_EQ(input.filled(), 149'999);
+}
+
+// Whoever writes into a pipe may not have more for long.
+TEST_F(FileSource, APipeIsAskedForNoMoreThanTheReadSize) {
+  const std::string name = (folder_ / "pipe").string();
+  ASSERT_EQ(mkfifo(name.c_str(), 0600), 0);
+  const int both = open(name.c_str(), O_RDWR);
+  ASSERT_GE(both, 0);
+  const std::string text(5'000, 'x');
+  ASSERT_EQ(::write(both, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  auto source = std::make_unique<file_source>(std::vector<std::string>{name}, nullptr);
+  ASSERT_TRUE(source->open());
+  elementary_input input;
+  input.open(150'000, 5'000, std::move(source));
+  ASSERT_TRUE(input.load());  // more would be waited for, for ever
+  EXPECT_EQ(input.filled(), 5'000);
+  close(both);
+}
 
 TEST_F(FileSource, FilesFollowEachOther) {
   const std::string a = write("a", "first"), b = write("b", ""), c = write("c", "second");
