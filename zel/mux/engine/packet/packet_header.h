@@ -25,11 +25,17 @@ inline void put_ts_header(uint8_t* out, int pid, bool unitStart, bool priority, 
                                 (continuity & 15));
 }
 
-/// Starts a packet with payload of `stream`: its counter steps first. Returns the bytes used.
-inline int begin_packet(tsm_stream& stream, tsm_packet& packet, bool unitStart) {
+/// The header of a packet of `stream` that has payload and no adaptation field yet. The stream's
+/// counter steps first.
+inline void step_header(tsm_stream& stream, tsm_packet& packet, bool unitStart = false) {
   stream.set_continuity(stream.continuity() + 1u);
   put_ts_header(packet.bytes, stream.pid(), unitStart, stream.has(kTransportPriority), false, true,
                 stream.continuity());
+}
+
+/// Starts a packet with payload of `stream`, without events. Returns the bytes used.
+inline int begin_packet(tsm_stream& stream, tsm_packet& packet, bool unitStart) {
+  step_header(stream, packet, unitStart);
   packet.events[0] = packet.events[1] = 0;
   return kTsHeaderBytes;
 }

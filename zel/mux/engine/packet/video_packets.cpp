@@ -35,6 +35,7 @@ constexpr int kMostStrictHolds = 10;
 constexpr int kDelimiterBytes = 6;
 constexpr int32_t kMostInput = 1 << 29;
 constexpr int kEndCodeReach = 368;
+constexpr int32_t kPayload = static_cast<int32_t>(kPacketBytes) - kTsHeaderBytes;
 
 bool is_nal_coded(const video_state& state) {
   return state.characteristics.coding == video_coding::avc ||
@@ -182,6 +183,11 @@ bool needs_stamp(const video_state& state, const plan& packet, const access_unit
   return signed_difference(next, stamped) > kLongestInterval;
 }
 
+// What tells whether a unit comes too early.
+double tested_time(const video_state& state, const access_unit& unit) {
+  return is_nal_coded(state) ? unit.dts : unit.pts;
+}
+
 void plan_payload(video_state& state, const tsm_stream& stream, plan& packet) {
   const int room = static_cast<int>(kPacketBytes) - packet.header;
   int32_t first = remaining(state);
@@ -219,14 +225,17 @@ void plan_payload(video_state& state, const tsm_stream& stream, plan& packet) {
     if (piece < size) break;
     ++unfinished;
   }
-  const access_unit& unit = state.units[std::min(unfinished, state.units.size() - 1)];
-  packet.timeOfUnfinished = is_nal_coded(state) ? unit.dts : unit.pts;
+  packet.timeOfUnfinished =
+      tested_time(state, state.units[std::min(unfinished, state.units.size() - 1)]);
 }
 
-bool is_withheld(video_state& state, const tsm_stream& stream, const plan& packet, double now) {
+// A packet with `header` bytes before its payload; `timeOfUnfinished` is that of the first unit
+// that it doesn't finish.
+bool is_withheld(video_state& state, const tsm_stream& stream, int header, double timeOfUnfinished,
+                 double now) {
   const Morvalen::Zel::tsm_video& config = *state.config;
   const access_unit& unit = state.units.front();
-  if (would_overflow(state.model, packet.header)) return true;
+  if (would_overflow(state.model, header)) return true;
   if (state.model.removals.size() >= kFullRemovals) return true;
   if (config.stillPicSpacing > 0 &&
       signed_difference(unit.dts, now) >
@@ -236,7 +245,7 @@ bool is_withheld(video_state& state, const tsm_stream& stream, const plan& packe
   if (config.stillPicOffset == 0) {
     double early = is_nal_coded(state) ? kEarlyNal : kEarlyOther;
     if (config.maxDecodeDelay > 1000) early = config.maxDecodeDelay * 300.0;
-    if (signed_difference(packet.timeOfUnfinished, now) > early) return true;
+    if (signed_difference(timeOfUnfinished, now) > early) return true;
   }
   if (!config.strictVbv || remaining(state) > 184 ||
       signed_difference(now + state.characteristics.vbvDelay * 300.0, unit.dts) >= 0) {
@@ -330,6 +339,23 @@ void end_layer_turn(video_state& state, bool dependent) {
   }
 }
 
+// Most packets are from the middle of a unit: nothing but payload behind the four bytes, and the
+// unit goes on in the next. Such a packet is made without plan and draft, which would come to the
+// same. False, and nothing done, where it's another packet or has to wait.
+bool make_inner_packet(video_state& state, tsm_stream& stream, const tsm_time& now, double ticks,
+                       tsm_packet& packet) {
+  if (state.cursor.unitSent == 0 || remaining(state) <= kPayload) return false;
+  if (cut_by_length(state) && state.cursor.pesBytesLeft < kPayload) return false;
+  if (stream.has(kInitDiPending) || pcr_is_due(stream, now)) return false;
+  const double time = tested_time(state, state.units.front());
+  if (is_withheld(state, stream, kTsHeaderBytes, time, ticks)) return false;
+  step_header(stream, packet);
+  copy_payload(state, packet.bytes + kTsHeaderBytes, kPayload);
+  state.model.level += kPayload;
+  end_layer_turn(state, false);
+  return true;
+}
+
 // A packet of the second layer, on its own PID. Each access unit's part is a PES packet of its own
 // with the base layer's time stamps.
 void make_dependent_packet(video_state& state, tsm_stream& stream, tsm_packet& packet,
@@ -351,7 +377,7 @@ void make_dependent_packet(video_state& state, tsm_stream& stream, tsm_packet& p
     plan.header += pes_header_size(plan.pes);
   }
   plan.timeOfUnfinished = unit.dts;
-  if (is_withheld(state, stream, plan, ticks)) {
+  if (is_withheld(state, stream, plan.header, plan.timeOfUnfinished, ticks)) {
     packet.make_null();
     return;
   }
@@ -417,15 +443,16 @@ void plan_insertions(video_state& state, access_unit& unit) {
   }
 }
 
-void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet, tsm_mux&) {
-  auto& state = static_cast<video_state&>(*stream.state);
-  const double ticks = ticks_of(now);
+namespace {
+
+// What goes before any packet: removals, the wait for a unit, the second layer's turn. False where
+// the slot's answer is there with it.
+bool begin_slot(video_state& state, tsm_stream& stream, double ticks, tsm_packet& packet) {
   packet.events[0] = packet.events[1] = 0;
   run_removals(state.model, packet, ticks, [&](int64_t missing) {
     state.report->warn(kUnderflow, stream.pid(), missing);
     state.runningDts = normalise(state.runningDts + state.characteristics.framePeriod);
   });
-  const unsigned events = packet.events[0];
   stream.clear(kPacketHasPcr);
   if (!video_unit_ready(state, 0)) {
     if (state.sourceEnded && state.units.empty()) {
@@ -433,18 +460,18 @@ void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& pack
     } else {
       packet.make_null();
     }
-    stream.step_times();
-    return;
+    return false;
   }
   append_end_code(state);
-  if (is_dependent_turn(state)) {
-    const unsigned removed = packet.events[0];
-    make_dependent_packet(state, stream, packet, ticks);
-    set_event(packet, removed);
-    stream.step_times();
-    return;
-  }
+  if (!is_dependent_turn(state)) return true;
+  make_dependent_packet(state, stream, packet, ticks);
+  return false;
+}
 
+// Any packet of the stream's own PID.
+void make_planned_packet(video_state& state, tsm_stream& stream, const tsm_time& now, double ticks,
+                         tsm_packet& packet) {
+  const unsigned events = packet.events[0];
   begin_packet(stream, packet, false);
   set_event(packet, events);
   insert_initial_discontinuity(stream, packet);
@@ -473,11 +500,31 @@ void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& pack
   }
   plan_payload(state, stream, plan);
 
-  if (is_withheld(state, stream, plan, ticks)) {
+  if (is_withheld(state, stream, plan.header, plan.timeOfUnfinished, ticks)) {
     draft.withhold();
   } else {
     fill_packet(state, stream, plan, packet);
     end_layer_turn(state, false);
+  }
+}
+
+}  // namespace
+
+void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet, tsm_mux&) {
+  auto& state = static_cast<video_state&>(*stream.state);
+  const double ticks = ticks_of(now);
+  if (begin_slot(state, stream, ticks, packet) &&
+      !make_inner_packet(state, stream, now, ticks, packet)) {
+    make_planned_packet(state, stream, now, ticks, packet);
+  }
+  stream.step_times();
+}
+
+void plan_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet, tsm_mux&) {
+  auto& state = static_cast<video_state&>(*stream.state);
+  const double ticks = ticks_of(now);
+  if (begin_slot(state, stream, ticks, packet)) {
+    make_planned_packet(state, stream, now, ticks, packet);
   }
   stream.step_times();
 }

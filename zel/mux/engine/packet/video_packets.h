@@ -11,6 +11,10 @@ namespace zel::mux {
 /// doesn't fit into the input buffer, which then grows.
 void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet, tsm_mux& mux);
 
+/// The same, each packet by a plan of its own: what make_video_packet() takes a shortcut for, and
+/// has to equal.
+void plan_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet, tsm_mux& mux);
+
 /// Whether unit `index` of the queue is there and timed. Scans for it, as far as there is room.
 bool video_unit_ready(video_state& state, size_t index);
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/support/bytes_source.h"
@@ -23,8 +24,8 @@ class VideoPackets : public ::testing::Test {
   static constexpr double kFirst = 1.08e7;
   static constexpr double kPeriod = 1'080'000;
 
-  void build(int smallest, int largest, int64_t limit) {
-    std::mt19937 random(static_cast<unsigned>(test::testSeed()));
+  void build(int smallest, int largest, int64_t limit, unsigned round = 0) {
+    std::mt19937 random(static_cast<unsigned>(test::testSeed()) + round);
     auto owned = std::make_unique<video_state>();
     state_ = owned.get();
     stream_.state = std::move(owned);
@@ -221,6 +222,72 @@ TEST_F(VideoPackets, TheEndCodeIsAppendedOnce) {
   std::vector<uint8_t> expected = bytes_;
   expected.insert(expected.end(), {0, 0, 1, 0xB7});
   EXPECT_EQ(result.payload, expected);
+}
+
+// All that a slot has to do with: what it answers, and the stream's state behind it.
+using slot_answer = std::tuple<std::vector<uint8_t>, unsigned, uint32_t, int64_t, double>;
+
+// Random streams with random options, each slot at a time of its own.
+class RandomVideoPackets : public VideoPackets {
+ protected:
+  std::vector<slot_answer> answers_of(make_packet_function make, unsigned round) {
+    now_ = {};
+    stream_ = {};
+    config_ = {};
+    bytes_.clear();
+    units_.clear();
+    std::mt19937 random(static_cast<unsigned>(test::testSeed()) + round);
+    const auto pick = [&random](int low, int high) {
+      return std::uniform_int_distribution<int>(low, high)(random);
+    };
+    const auto chance = [&pick](int percent) { return pick(1, 100) <= percent; };
+
+    config_.quadByte = chance(20);
+    config_.insertAvcAud = chance(20);
+    config_.insertSec = chance(20);
+    config_.strictVbv = chance(20);
+    config_.auInfo = chance(20);
+    if (chance(30)) config_.maxPesLen = pick(184, 3'000);
+    if (chance(30)) config_.maxDecodeDelay = pick(1'001, 20'000);
+    if (chance(30)) stream_.PESnau = static_cast<uint32_t>(pick(1, 4));
+    if (chance(30)) stream_.PTSnPES = static_cast<uint32_t>(pick(1, 3));
+    for (const uint32_t flag : {kAligned, kTransportPriority, kPcrPes}) {
+      if (chance(20)) stream_.set(flag);
+    }
+    if (chance(60)) {
+      stream_.set(kCarriesPcr | kDiscontinuityWithPcr);
+      stream_.pcrStep = time_from_ticks(pick(100'000, 2'000'000));
+    }
+    build(pick(1, 700), pick(700, 14'000), pick(20'000, 60'000), round);
+    stream_.makePacket = make;
+    state_->noEmptyAf = chance(20);
+    if (chance(30)) state_->characteristics.coding = video_coding::avc;
+
+    std::vector<slot_answer> answers;
+    tsm_mux mux(output_writer({.bufferedPackets = 1}, {}, write_nothing, nullptr));
+    while (!stream_.has(kNoMorePackets) && answers.size() < 100'000) {
+      now_ = add(stream_.nextTime, time_from_ticks(pick(0, 9'000)));
+      if (chance(2) && stream_.has(kCarriesPcr)) stream_.set(kForcePcr);
+      if (chance(1)) stream_.set(kInitDiPending);
+      tsm_packet packet{};
+      stream_.makePacket(stream_, now_, packet, mux);
+      const size_t told = packet.pid() == kNullPid ? size_t{4} : kPacketBytes;
+      answers.emplace_back(std::vector<uint8_t>(packet.bytes, packet.bytes + told),
+                           packet.events[0] | packet.events[1] << 8, stream_.flags,
+                           state_->model.level, state_->cursor.stampedDts);
+    }
+    EXPECT_TRUE(stream_.has(kNoMorePackets));
+    return answers;
+  }
+};
+
+TEST_F(RandomVideoPackets, TheShortcutComesToWhatThePlanDoes) {
+  for (unsigned round = 0; round < 60; ++round) {
+    const std::vector<slot_answer> planned = answers_of(plan_video_packet, round);
+    const std::vector<slot_answer> made = answers_of(make_video_packet, round);
+    ASSERT_EQ(made.size(), planned.size()) << round;
+    for (size_t i = 0; i < made.size(); ++i) ASSERT_EQ(made[i], planned[i]) << round << ", " << i;
+  }
 }
 
 }  // namespace
