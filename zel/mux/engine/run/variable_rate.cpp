@@ -20,7 +20,7 @@ constexpr int kWriteFailed = 82;
 constexpr int64_t kNoHurry = 1'000'000'000;
 constexpr int64_t kSlotsWithUnitsInFlight = 10;
 constexpr size_t kUnitsInFlight = 2;
-// Of what a stream's rate leaves of its transport buffer's leak: taken by PCRs that go alone.
+// Of what a stream's rate leaves of its transport buffer's leak.
 constexpr double kPartOfLeak = 0.5;
 
 // What the receiver's transport buffer leaks at least, bits per second: 2 Mbit/s for sound (ISO/IEC
@@ -44,14 +44,18 @@ size_t whole_units(const tsm_stream& stream) {
   return removals > queued ? removals - queued : 0;
 }
 
-// Bytes in the receiver's transport buffer that the clock's stream put there beyond its rate. A
-// part of what its rate leaves of the leak is taken: some PCRs can't wait, and the buffer has to be
+// What the receiver's transport buffer leaks for the clock's PCRs that go alone, bits per second. A
+// part of what the stream's rate leaves is taken: some PCRs can't wait, and the buffer has to be
 // empty once a second (2.4.2.6).
+double leak_of_clocks(const tsm_stream& clock) {
+  return kPartOfLeak * (transport_leak(clock) - clock.rate);
+}
+
+// Bytes in that buffer that the clock's stream put there beyond its rate.
 double level_of_clocks(const tsm_mux& mux) {
   const variable_rate& vbr = *mux.vbr;
-  const double leak = kPartOfLeak * (transport_leak(*vbr.clock) - vbr.clock->rate);
   const double ticks = difference_ticks(mux.now, vbr.clocksLeakedAt);
-  return std::max(vbr.levelOfClocks - leak * ticks / kByteTicks, 0.0);
+  return std::max(vbr.levelOfClocks - leak_of_clocks(*vbr.clock) * ticks / kByteTicks, 0.0);
 }
 
 // Whether the receiver's transport buffer takes a packet with a PCR now: one every ten slots of a
@@ -94,8 +98,7 @@ int64_t slots_until_pcr(const tsm_mux& mux) {
 // Ticks until the receiver's transport buffer takes a PCR that goes alone.
 double wait_for_room(const tsm_mux& mux) {
   if (clock_has_room(mux)) return 0;
-  const tsm_stream& clock = *mux.vbr->clock;
-  return level_of_clocks(mux) * kByteTicks / (kPartOfLeak * (transport_leak(clock) - clock.rate));
+  return level_of_clocks(mux) * kByteTicks / leak_of_clocks(*mux.vbr->clock);
 }
 
 // Whether sound has every unit in time though it sends nothing for `ticks`. Pictures' sizes vary
