@@ -65,6 +65,7 @@ void build(tsm_mux& mux, const engine_callbacks& callbacks, bool afterRestart) {
   if (mux.terminate && count_programs(*mux.config) > 1) mux.reports.warn(kOnlyFirstTerminated);
   if (mux.config->vbr) set_up_variable_rate(mux);
   set_duration(mux);
+  mux.watch.prepare(mux.streams.size());
   mux.stats.streams = static_cast<int32_t>(mux.streams.size());
 }
 

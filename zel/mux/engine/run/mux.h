@@ -14,6 +14,7 @@
 #include "zel/mux/engine/run/null_packets.h"
 #include "zel/mux/engine/run/output_writer.h"
 #include "zel/mux/engine/run/reporting.h"
+#include "zel/mux/engine/run/slot_choice.h"
 #include "zel/mux/engine/run/variable_rate.h"
 #include "zel/mux/engine/run_statistics.h"
 #include "zel/mux/engine/stream/stream.h"
@@ -61,6 +62,7 @@ struct tsm_mux {
   Morvalen::Zel::tsm_trace_callback trace = nullptr;
   void* traceUser = nullptr;
 
+  slot_watch watch;
   int64_t packetsPerCall = 0;
   int slotsSinceSync = 0;
   int firstEndedPid = -1;

@@ -3,9 +3,15 @@
 #include <algorithm>
 #include <cmath>
 
+#include "zel/mux/engine/run/mux.h"
+
 namespace zel::mux {
 
 namespace {
+
+bool is_candidate(const tsm_stream& stream, const tsm_time& now) {
+  return !stream.has(kNoMorePackets) && !is_before(now, stream.nextTime);
+}
 
 bool is_audio_or_video(stream_kind kind) {
   return kind == stream_kind::video || kind == stream_kind::audio ||
@@ -22,26 +28,50 @@ bool leak_and_test(smoothing_buffer& buffer, const tsm_mux& mux) {
 
 }  // namespace
 
-slot_survey survey_streams(tsm_mux& mux) {
-  slot_survey survey;
+bool slot_watch::holds(const tsm_time& now) const {
+  if (!isValid_ || (anyRests_ && !is_before(now, wakeTime_))) return false;
+  return std::ranges::all_of(awake_, [](const awake_stream& each) {
+    return each.stream->has(kSourceEnded) == each.ended;
+  });
+}
+
+void slot_watch::look_at_all(tsm_mux& mux) {
+  isValid_ = true;
+  anyRests_ = false;
+  lasting_ = {};
+  awake_.clear();
   bool sawAv = false;
   bool anyAvEnded = false;
   bool allAvEnded = true;
   for (const auto& owned : mux.streams) {
     tsm_stream& stream = *owned;
-    const bool isCandidate = !stream.has(kNoMorePackets) && !is_before(mux.now, stream.nextTime);
-    // A PSI stream rests between its cycles; due again, it competes again.
-    if (isCandidate && stream.has(kPsiStream)) stream.clear(kSourceEnded);
-
+    if (is_candidate(stream, mux.now)) {
+      // A PSI stream rests between its cycles; due again, it competes again.
+      if (stream.has(kPsiStream)) stream.clear(kSourceEnded);
+      awake_.push_back({&stream, stream.has(kSourceEnded)});
+    } else if (!stream.has(kNoMorePackets)) {
+      if (!anyRests_ || is_before(stream.nextTime, wakeTime_)) wakeTime_ = stream.nextTime;
+      anyRests_ = true;
+    }
     const bool ended = stream.has(kSourceEnded);
-    survey.allEnded &= ended;
-    if (stream.has(kPsiStream)) survey.psiDone &= ended;
+    lasting_.allEnded &= ended;
+    if (stream.has(kPsiStream)) lasting_.psiDone &= ended;
     if (is_audio_or_video(stream.kind)) {
       sawAv = true;
       anyAvEnded |= ended;
       allAvEnded &= ended;
     }
-    if (!isCandidate) continue;
+  }
+  if (mux.stopOnAv == stop_on_av::first) lasting_.stopOnAv = anyAvEnded;
+  if (mux.stopOnAv == stop_on_av::last) lasting_.stopOnAv = sawAv && allAvEnded;
+}
+
+slot_survey slot_watch::survey(tsm_mux& mux) {
+  if (!holds(mux.now)) look_at_all(mux);
+  slot_survey survey = lasting_;
+  for (const awake_stream& each : awake_) {
+    tsm_stream& stream = *each.stream;
+    if (!is_candidate(stream, mux.now)) continue;
     if (survey.earliestDue == nullptr || is_before(stream.dueTime, survey.earliestDue->dueTime)) {
       survey.earliestDue = &stream;
     }
@@ -50,8 +80,6 @@ slot_survey survey_streams(tsm_mux& mux) {
       survey.priority = &stream;
     }
   }
-  if (mux.stopOnAv == stop_on_av::first) survey.stopOnAv = anyAvEnded;
-  if (mux.stopOnAv == stop_on_av::last) survey.stopOnAv = sawAv && allAvEnded;
   return survey;
 }
 

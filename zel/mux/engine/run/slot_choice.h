@@ -1,10 +1,16 @@
 #pragma once
 
-#include "zel/mux/engine/run/mux.h"
+#include <cstddef>
+#include <vector>
+
+#include "zel/mux/engine/clock/tsm_time.h"
+#include "zel/mux/engine/stream/stream.h"
 
 namespace zel::mux {
 
-/// What one walk over the streams tells about a slot.
+struct tsm_mux;
+
+/// What a look at the streams tells about a slot.
 struct slot_survey {
   bool allEnded = true;               // every stream's source has ended
   bool psiDone = true;                // no PSI is due or under way
@@ -14,9 +20,39 @@ struct slot_survey {
 
   /// PSI competes by deadline with everything; once it's done, priority streams go first.
   tsm_stream* choice() const { return psiDone && priority != nullptr ? priority : earliestDue; }
+
+  bool operator==(const slot_survey&) const = default;
 };
 
-slot_survey survey_streams(tsm_mux& mux);
+/// Surveys the streams of a run, slot by slot.
+///
+/// Most streams rest most of the time, until a time of their own, and a stream changes only when it
+/// is asked, which only candidates are. So between two looks at all of them those that rested at
+/// the first aren't looked at, until the earliest of their times.
+class slot_watch {
+ public:
+  /// Makes room for a run with so many streams.
+  void prepare(size_t streams) { awake_.reserve(streams); }
+  /// The slot at mux.now.
+  slot_survey survey(tsm_mux& mux);
+  /// Has to be called where the clock was set, or a stream was asked that the survey hadn't told.
+  void forget() { isValid_ = false; }
+
+ private:
+  struct awake_stream {
+    tsm_stream* stream;
+    bool ended;  // kSourceEnded; all else that may change is looked at each time
+  };
+
+  bool holds(const tsm_time& now) const;
+  void look_at_all(tsm_mux& mux);
+
+  bool isValid_ = false;
+  bool anyRests_ = false;
+  tsm_time wakeTime_;                // the earliest of those that rest
+  slot_survey lasting_;              // what is the same as long as this holds
+  std::vector<awake_stream> awake_;  // in the order of the list
+};
 
 /// Leaks both smoothing buffers of `stream` up to now. True where both have room for a packet,
 /// which is then taken.

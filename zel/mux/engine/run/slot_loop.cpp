@@ -38,6 +38,7 @@ void sync_clock(tsm_mux& mux) {
   if (mux.stats.packetsCounted >= kPacketsOfSync || mux.startTime != 0) return;
   mux.now =
       time_from_ticks(static_cast<double>(mux.stats.packetsCounted) * 2.7e7 * 1504 / mux.rate);
+  mux.watch.forget();
 }
 
 void trace(tsm_mux& mux, const tsm_stream* stream) {
@@ -186,6 +187,7 @@ void make_up_for_fields(tsm_mux& mux, tsm_stream& stream) {
 // The clock's packet with a PCR: with what it has to send, or with nothing else.
 void make_forced_packet(tsm_mux& mux) {
   tsm_stream& clock = *mux.vbr->clock;
+  mux.watch.forget();
   clock.set(kForcePcr);
   const tsm_time next = clock.nextTime;
   const tsm_time due = clock.dueTime;
@@ -240,6 +242,7 @@ slot_outcome finish(tsm_mux& mux) {
 
 slot_outcome run_slots(tsm_mux& mux) {
   set_clock(mux);
+  mux.watch.forget();
   const int64_t firstPacket = mux.stats.packetsWritten;
   while (true) {
     const control_word control =
@@ -256,7 +259,7 @@ slot_outcome run_slots(tsm_mux& mux) {
     if (termination_reached(mux) || progress_stops(mux)) return finish(mux);
     sync_clock(mux);
 
-    const slot_survey survey = survey_streams(mux);
+    const slot_survey survey = mux.watch.survey(mux);
     if (run_is_over(mux, survey)) return finish(mux);
     if (mux.vbr != nullptr && pcr_is_forced(mux)) {
       make_forced_packet(mux);
