@@ -1,5 +1,6 @@
 #include "tools/zel/mux/mux_run.h"
 
+#include <algorithm>
 #include <exception>
 #include <map>
 #include <memory>
@@ -71,6 +72,9 @@ void collect(const tsm_handle* handle, MuxResult& result) {
 }  // namespace
 
 MuxResult multiplex(tsm_config& config, const MuxSink& sink) {
+  // Many packets at once cost the system least; more than these, memory that no cache holds.
+  constexpr int32_t kMostAtOnce = 8192;
+  config.outPkts = std::min(config.outPkts, kMostAtOnce);
   Run run{sink, {}, nullptr};
   config.writeUser = config.progressUser = config.errorUser = &run;
   tsm_set_callbacks(onProgress, sink.write ? onWrite : nullptr, onMessage, nullptr, nullptr);

@@ -76,8 +76,8 @@ void note_block_packet(tsm_mux& mux) {
     mux.reports.fatal(kBlockOverrun);
     return;
   }
-  blocks.events.push_back(mux.packet.events[0]);
-  blocks.events.push_back(mux.packet.events[1]);
+  blocks.events.push_back(mux.packet->events[0]);
+  blocks.events.push_back(mux.packet->events[1]);
 }
 
 }  // namespace zel::mux

@@ -74,7 +74,9 @@ struct tsm_mux {
   burst_nulls bursts;
   std::unique_ptr<file_writer> files;  // the built-in output; null with a write callback
   output_writer writer;
-  tsm_packet packet{};
+  /// The packet under construction: ownPacket, or its place in what the writer gathers.
+  tsm_packet* packet = &ownPacket;
+  tsm_packet ownPacket{};
   /// The handle's own, which outlives a restart's change of runs.
   const std::atomic<control_word>* control = nullptr;
 };

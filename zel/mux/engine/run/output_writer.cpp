@@ -11,8 +11,11 @@ output_writer::output_writer(const layout& form, const packet_time_stamps& stamp
       stamps_(stamps),
       write_(write),
       user_(user),
-      buffer_(static_cast<size_t>(form.packetSize) *
-              static_cast<size_t>(std::max(form.bufferedPackets, 1))) {}
+      plain_(form.packetSize == static_cast<int>(kPacketBytes) && !form.events &&
+             !stamps.enabled()),
+      room_(static_cast<size_t>(form.packetSize) *
+            static_cast<size_t>(std::max(form.bufferedPackets, 1))),
+      buffer_(room_ + sizeof(tsm_packet::events)) {}
 
 // The bytes behind packet, events and stamp stay the zeros that they began as.
 void output_writer::lay_out(const tsm_packet& packet, uint8_t* out) {
@@ -38,14 +41,15 @@ bool output_writer::put(const tsm_packet& packet, Morvalen::Zel::tsm_stats& stat
     stamps_.advance();
     return true;
   }
-  lay_out(packet, buffer_.data() + used_);
+  uint8_t* const out = buffer_.data() + used_;
+  if (packet.bytes != out) lay_out(packet, out);
   if (stamps_.enabled()) stamps_.advance();
   if (form_.bufferedPackets <= 0) {
     return write_(user_, buffer_.data(), form_.packetSize,
                   isNull ? kNullPacketKind : kPacketKind) == 0;
   }
   used_ += size;
-  return used_ < buffer_.size() || flush();
+  return used_ < room_ || flush();
 }
 
 bool output_writer::flush() {

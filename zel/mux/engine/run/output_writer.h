@@ -27,6 +27,12 @@ class output_writer {
   output_writer(const layout& form, const packet_time_stamps& stamps,
                 Morvalen::Zel::tsm_write_callback write, void* user);
 
+  /// Where the next packet is best made, because put() needn't copy it then: among those that are
+  /// gathered; or in `other`, where the file wants more than the packet. Holds until the next put()
+  /// or flush().
+  tsm_packet& place_of_next(tsm_packet& other) {
+    return plain_ ? *reinterpret_cast<tsm_packet*>(buffer_.data() + used_) : other;
+  }
   /// False where the write callback failed.
   bool put(const tsm_packet& packet, Morvalen::Zel::tsm_stats& stats);
   /// Writes what is gathered.
@@ -41,7 +47,9 @@ class output_writer {
   packet_time_stamps stamps_;
   Morvalen::Zel::tsm_write_callback write_;
   void* user_;
-  std::vector<uint8_t> buffer_;  // whole packets; its size never changes
+  bool plain_;                   // what is written are the packets' 188 bytes
+  size_t room_;                  // for whole packets, bytes
+  std::vector<uint8_t> buffer_;  // so large, and the last packet's events; its size never changes
   size_t used_ = 0;
 };
 

@@ -42,11 +42,11 @@ void sync_clock(tsm_mux& mux) {
 }
 
 void trace(tsm_mux& mux, const tsm_stream* stream) {
-  const uint8_t* bytes = mux.packet.bytes;
+  const uint8_t* bytes = mux.packet->bytes;
   Morvalen::Zel::tsm_trace_event event;
   event.packet = mux.stats.packetsCounted;
   event.time = ticks_of(mux.now);
-  event.pid = mux.packet.pid();
+  event.pid = mux.packet->pid();
   if (stream != nullptr) {
     event.kind = static_cast<int32_t>(stream->kind);
     event.hasPcr = stream->has(kPacketHasPcr);
@@ -59,8 +59,14 @@ void trace(tsm_mux& mux, const tsm_stream* stream) {
   mux.trace(mux.traceUser, &event);
 }
 
+// At a variable rate the writer comes to packets only when they are whole.
+void begin_next_packet(tsm_mux& mux) {
+  mux.packet = mux.vbr == nullptr ? &mux.writer.place_of_next(mux.ownPacket) : &mux.ownPacket;
+}
+
 void write(tsm_mux& mux) {
-  if (!mux.writer.put(mux.packet, mux.stats)) mux.reports.fatal(kWriteFailed);
+  if (!mux.writer.put(*mux.packet, mux.stats)) mux.reports.fatal(kWriteFailed);
+  begin_next_packet(mux);
   mux.bursts.packet_sent();
 }
 
@@ -79,7 +85,7 @@ void put(tsm_mux& mux, tsm_stream& stream) {
 
 void put_null(tsm_mux& mux) {
   ++mux.sinceProgress;
-  mux.nulls.make(mux.packet);
+  mux.nulls.make(*mux.packet);
   if (mux.trace != nullptr) trace(mux, nullptr);
   if (mux.blocks != nullptr) note_block_packet(mux);
   write(mux);
@@ -137,22 +143,22 @@ void write_clock(tsm_mux& mux, const tsm_stream& stream) {
   if (stream.has2(kDriftOnPcr)) {
     pcr = add_ticks(pcr, static_cast<double>(mux.stats.packetsCounted + 1) * stream.driftPerPacket);
   }
-  write_pcr(mux.packet.bytes + kPcrPlace, pcr);
+  write_pcr(mux.packet->bytes + kPcrPlace, pcr);
 }
 
 // True where a packet is there to go out; otherwise the slot is open to the next candidate.
 bool make_packet(tsm_mux& mux, tsm_stream& stream) {
   const tsm_time before = stream.nextTime;
   const bool hadPackets = !stream.has(kNoMorePackets);
-  mux.packet.events[0] = mux.packet.events[1] = 0;
-  stream.makePacket(stream, mux.now, mux.packet, mux);
+  mux.packet->events[0] = mux.packet->events[1] = 0;
+  stream.makePacket(stream, mux.now, *mux.packet, mux);
 
   const bool ends = hadPackets && stream.has(kNoMorePackets);
   // In VBR the pacing goes on asking an ended stream for PCRs.
   if (ends && stream.has(kCarriesPcr) && mux.vbr == nullptr) turn_into_pcr_only(stream, mux);
   if (ends && mux.warnIfEndEarly > 0 && !stream.has(kPsiStream)) note_end(mux, stream);
   if (stream.has(kPacketHasPcr)) write_clock(mux, stream);
-  if (mux.packet.pid() != kNullPid || stream.kind == stream_kind::data) return true;
+  if (mux.packet->pid() != kNullPid || stream.kind == stream_kind::data) return true;
 
   // A stream that passes the slot without stepping its times would be asked for ever; one that
   // claims many times the multiplex's rate, for as good as ever: its answer stays the same.
@@ -179,8 +185,8 @@ void step_back(tsm_stream& stream, int lost) {
 void make_up_for_fields(tsm_mux& mux, tsm_stream& stream) {
   if (mux.vbr == nullptr || &stream != mux.vbr->clock || stream.has(kNoMorePackets)) return;
   if (stream.kind == stream_kind::video) return;
-  const bool carries = (mux.packet.bytes[3] & kPayloadBit) != 0;
-  const int end = carries ? payload_place(mux.packet) : static_cast<int>(kPacketBytes);
+  const bool carries = (mux.packet->bytes[3] & kPayloadBit) != 0;
+  const int end = carries ? payload_place(*mux.packet) : static_cast<int>(kPacketBytes);
   if (end > kTsHeaderBytes) step_back(stream, end - kTsHeaderBytes);
 }
 
@@ -194,7 +200,7 @@ void make_forced_packet(tsm_mux& mux) {
   if (goes_with_clock(mux) && make_packet(mux, clock) && clock.has(kPacketHasPcr)) {
     if (clock.kind != stream_kind::video) {
       make_up_for_fields(mux, clock);
-    } else if ((mux.packet.bytes[3] & kPayloadBit) != 0) {
+    } else if ((mux.packet->bytes[3] & kPayloadBit) != 0) {
       step_back(clock, kAdaptationWithPcr);
     } else {
       clock.nextTime = next;
@@ -204,7 +210,7 @@ void make_forced_packet(tsm_mux& mux) {
   }
   const tsm_time laterNext = clock.nextTime;
   const tsm_time laterDue = clock.dueTime;
-  make_pcr_only_packet(clock, mux.now, mux.packet, mux);
+  make_pcr_only_packet(clock, mux.now, *mux.packet, mux);
   write_clock(mux, clock);
   // A stream of PCRs alone goes on a period from here; another's turn was none.
   const bool isClockOnly = clock.kind == stream_kind::pcr_only;
@@ -243,6 +249,7 @@ slot_outcome finish(tsm_mux& mux) {
 slot_outcome run_slots(tsm_mux& mux) {
   set_clock(mux);
   mux.watch.forget();
+  begin_next_packet(mux);
   const int64_t firstPacket = mux.stats.packetsWritten;
   while (true) {
     const control_word control =

@@ -182,7 +182,7 @@ bool goes_with_clock(const tsm_mux& mux) {
 void put_variable(tsm_mux& mux, const tsm_stream& stream) {
   variable_rate& vbr = *mux.vbr;
   if (&stream == vbr.clock) {
-    vbr.clockIsIdle = (mux.packet.bytes[3] & kPayloadBit) == 0;
+    vbr.clockIsIdle = (mux.packet->bytes[3] & kPayloadBit) == 0;
     vbr.levelOfClocks = level_of_clocks(mux) + (vbr.clockIsIdle ? kPacketBytes : 0);
     vbr.clocksLeakedAt = mux.now;
   }
@@ -196,7 +196,7 @@ void put_variable(tsm_mux& mux, const tsm_stream& stream) {
       each->buffer->wholeAtClock = whole_units(*each);
     }
   }
-  if (!vbr.store.add(mux.packet)) mux.reports.fatal(kStoreFull);
+  if (!vbr.store.add(*mux.packet)) mux.reports.fatal(kStoreFull);
 }
 
 bool flush_variable(tsm_mux& mux) {

@@ -64,6 +64,40 @@ TEST(OutputWriter, GathersPacketsAndFlushesTheRest) {
   for (size_t i = 0; i < 5; ++i) EXPECT_EQ(sink.bytes[i * 188 + 4], i);
 }
 
+// Packets that are made in their places come out as those that were copied do.
+TEST(OutputWriter, TakesPacketsFromTheirPlaces) {
+  const auto layouts = {output_writer::layout{.bufferedPackets = 3}, output_writer::layout{},
+                        output_writer::layout{.packetSize = 192, .bufferedPackets = 3},
+                        output_writer::layout{.packetSize = 190, .events = true}};
+  for (const output_writer::layout& form : layouts) {
+    Sink copied, placed;
+    tsm_stats copiedStats, placedStats;
+    output_writer copying(form, {}, Sink::write, &copied);
+    output_writer placing(form, {}, Sink::write, &placed);
+    tsm_packet own{};
+    for (int i = 0; i < 7; ++i) {
+      ASSERT_TRUE(copying.put(packet_of(i), copiedStats));
+      tsm_packet& place = placing.place_of_next(own);
+      EXPECT_EQ(&place == &own, form.packetSize != 188);
+      place = packet_of(i);
+      ASSERT_TRUE(placing.put(place, placedStats));
+    }
+    EXPECT_TRUE(copying.flush() && placing.flush());
+    EXPECT_EQ(placed.bytes.size(), 7u * static_cast<size_t>(form.packetSize));
+    EXPECT_EQ(placed.bytes, copied.bytes);
+    EXPECT_EQ(placed.kinds, copied.kinds);
+    EXPECT_EQ(placedStats.bytesWritten, copiedStats.bytesWritten);
+  }
+}
+
+// A stamp has to stand beside the packet.
+TEST(OutputWriter, StampedPacketsHaveNoPlace) {
+  Sink sink;
+  output_writer writer({}, packet_time_stamps(4, 0, false, true), Sink::write, &sink);
+  tsm_packet own{};
+  EXPECT_EQ(&writer.place_of_next(own), &own);
+}
+
 TEST(OutputWriter, TellsWhichWriteFailed) {
   Sink sink;
   sink.failAt = 3;
