@@ -176,12 +176,15 @@ void addCoefficients(const std::string& group, const CoefficientKernels& kernels
     }
     rate(state);
   });
-  benchmark::RegisterBenchmark(("pair" + group).c_str(), [=](auto& state) {
-    std::vector<BlockPairs> pairs(kBlocks);
+  benchmark::RegisterBenchmark(("list" + group).c_str(), [=](auto& state) {
+    std::vector<uint16_t> codes(kMostCodes + kCodesBehind);
     for (auto unused : state) {
       (void)unused;
-      kernels.pair(blocks.data(), kBlocks, 0, pairs.data());
-      benchmark::ClobberMemory();
+      int32_t predictors[3] = {};
+      for (size_t block = 0; block < kBlocks; block += 8) {
+        kernels.list(blocks.data() + 64 * block, PlacesOf(kMode422), 0, predictors, codes.data());
+        benchmark::ClobberMemory();
+      }
     }
     rate(state);
   });

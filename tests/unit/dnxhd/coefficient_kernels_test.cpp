@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <random>
 #include <vector>
 
@@ -73,41 +74,95 @@ TEST(CoefficientKernels, WeighedCoefficientsAreTheWholeSteps) {
   }
 }
 
-TEST(CoefficientKernels, PairingIsTheSameInVectors) {
+using Codes = std::vector<uint16_t>;
+
+Codes listOf(const CoefficientKernels& kernels, const int16_t* macroblock, CodingMode mode,
+             uint32_t shift, std::array<int32_t, 3>& predictors) {
+  Codes codes(kMostCodes + kCodesBehind + 1, kGuard);
+  const size_t count =
+      kernels.list(macroblock, PlacesOf(mode), shift, predictors.data(), codes.data());
+  EXPECT_LE(count, kMostCodes);
+  EXPECT_EQ(codes.back(), kGuard);
+  codes.resize(count);
+  return codes;
+}
+
+TEST(CoefficientKernels, ListingIsTheSameInVectors) {
   const std::vector<int16_t> in = blocksUpTo(4096);
-  for (const uint32_t shift : {0u, 1u, 3u, 9u, 15u}) {
-    std::vector<BlockPairs> expected(kBlocks);
-    ScalarCoefficientKernels().pair(in.data(), kBlocks, shift, expected.data());
-    test::forEachVectorTarget([&](const char* target) {
-      std::vector<BlockPairs> pairs(kBlocks);
-      VectorCoefficientKernels().pair(in.data(), kBlocks, shift, pairs.data());
-      for (size_t i = 0; i < kBlocks; ++i) {
-        ASSERT_EQ(pairs[i].count, expected[i].count) << target << " block " << i;
-        EXPECT_EQ(pairs[i].withEscapes, expected[i].withEscapes) << target << " block " << i;
-        EXPECT_TRUE(std::equal(pairs[i].indices.begin(), pairs[i].indices.begin() + pairs[i].count,
-                               expected[i].indices.begin()))
-            << target << " block " << i;
+  for (const CodingMode mode : {kMode422, kMode444}) {
+    for (const uint32_t shift : {0u, 1u, 3u, 9u, 15u}) {
+      for (size_t at = 0; at + BlocksOf(mode) <= kBlocks; at += BlocksOf(mode)) {
+        const int16_t* const macroblock = in.data() + 64 * at;
+        std::array<int32_t, 3> before{100, -2000, 7};
+        const Codes expected = listOf(ScalarCoefficientKernels(), macroblock, mode, shift, before);
+        test::forEachVectorTarget([&](const char* target) {
+          std::array<int32_t, 3> predictors{100, -2000, 7};
+          const Codes codes =
+              listOf(VectorCoefficientKernels(), macroblock, mode, shift, predictors);
+          EXPECT_EQ(codes, expected) << target << " block " << at;
+          EXPECT_EQ(predictors, before) << target << " block " << at;
+        });
       }
-    });
+    }
   }
 }
 
-TEST(CoefficientKernels, PairsTellDistanceMagnitudeAndSign) {
-  std::vector<int16_t> block(64);
-  block[0] = 500;  // DC is none of them
-  block[1] = 5;
-  block[4] = -7;
-  block[40] = 1;  // 0 after the shift
-  block[62] = -128;
-  block[63] = 2;
-  BlockPairs pairs;
-  ScalarCoefficientKernels().pair(block.data(), 1, 1, &pairs);
-  ASSERT_EQ(pairs.count, 4u);
-  EXPECT_EQ(pairs.withEscapes, 3u);  // the last of them is the third
-  EXPECT_EQ(pairs.indices[0], WriteCodes::PairIndex(1, 2, false));
-  EXPECT_EQ(pairs.indices[1], WriteCodes::PairIndex(3, 3, true));
-  EXPECT_EQ(pairs.indices[2], WriteCodes::PairIndex(58, 0, true));
-  EXPECT_EQ(pairs.indices[3], WriteCodes::PairIndex(1, 1, false));
+TEST(CoefficientKernels, ListsTellDifferencesDistancesMagnitudesAndSigns) {
+  using W = WriteCodes;
+  std::vector<int16_t> macroblock(8 * 64);
+  macroblock[0] = 500;
+  macroblock[1] = 5;
+  macroblock[4] = -7;
+  macroblock[40] = 1;  // 0 after the shift
+  macroblock[62] = -128;
+  macroblock[63] = 2;
+  macroblock[64] = 490;  // the next block of luma
+  macroblock[65] = 8191;
+  std::array<int32_t, 3> predictors{};
+  const Codes codes =
+      listOf(ScalarCoefficientKernels(), macroblock.data(), kMode422, 1, predictors);
+  const uint32_t end = W::kEndOfBlock;
+  const std::vector<uint32_t> expected = {W::DcCodeIndex(500),
+                                          W::PairIndex(1, 2, false),
+                                          W::PairIndex(3, 3, true),
+                                          W::EscapeIndex(64, true, true),
+                                          W::RunIndex(57),
+                                          W::PairIndex(1, 1, false),
+                                          end,
+                                          W::DcCodeIndex(-10),
+                                          W::EscapeIndex(4095, false, false),
+                                          end,
+                                          W::DcCodeIndex(0),  // Cb
+                                          end,
+                                          W::DcCodeIndex(0),  // Cr
+                                          end,
+                                          W::DcCodeIndex(-490),
+                                          end,
+                                          W::DcCodeIndex(0),
+                                          end,
+                                          W::DcCodeIndex(0),
+                                          end,
+                                          W::DcCodeIndex(0),
+                                          end};
+  EXPECT_EQ(std::vector<uint32_t>(codes.begin(), codes.end()), expected);
+  EXPECT_EQ(predictors, (std::array<int32_t, 3>{}));
+}
+
+// The longest list there can be, and the longest that escapes can make.
+TEST(CoefficientKernels, NoListIsLongerThanItsRoom) {
+  for (const int16_t value : {int16_t{1}, int16_t{4096}}) {
+    for (const size_t every : {size_t{1}, size_t{2}}) {
+      std::vector<int16_t> macroblock(12 * 64);
+      for (size_t i = 1; i < macroblock.size(); i += every) macroblock[i] = value;
+      test::forEachVectorTarget([&](const char* target) {
+        std::array<int32_t, 3> predictors{};
+        const Codes codes =
+            listOf(VectorCoefficientKernels(), macroblock.data(), kMode444, 0, predictors);
+        const size_t coefficients = every == 1 ? 63 : value == 1 ? 32 : 63;
+        EXPECT_EQ(codes.size(), 12 * (coefficients + 2)) << target;
+      });
+    }
+  }
 }
 
 TEST(CoefficientKernels, BitsAreTheSameInVectors) {

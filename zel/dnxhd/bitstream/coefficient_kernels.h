@@ -3,7 +3,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
+#include "zel/dnxhd/bitstream/block_order.h"
 #include "zel/dnxhd/bitstream/write_codes.h"
 
 // What the encoder does with all coefficients of a frame. Behind the transform, a block is 64
@@ -24,27 +26,30 @@ struct Weighing {
   int16_t largestDc = 4095;  // the smallest is -largestDc - 1
 };
 
-/// The AC coefficients of a block that are not 0 at a step, in the order of the scan, as
-/// WriteCodes::PairIndex makes them.
-struct BlockPairs {
-  alignas(64) std::array<uint16_t, 64> indices;  // vectors may write behind `count`
-  uint32_t count;
-  /// Those too large for a pair of codes have the indices of the magnitude 0. The last of them is
-  /// the last of this many; 0 if there is none.
-  uint32_t withEscapes;
-};
+/// What a list of a macroblock's codes takes: 63 for the coefficients of a block at most, since an
+/// escaped one behind a run has two codes for two places at least; and what vectors may write
+/// behind the list.
+inline constexpr size_t kMostCodes = kMaxBlocks * (1 + 63 + 1);
+inline constexpr size_t kCodesBehind = 64;
 
 struct CoefficientKernels {
   /// From `count` blocks of the transform, in raster order, to blocks in scan order.
   void (*weigh)(const int16_t* blocks, int16_t* out, size_t count, const Weighing& weighing);
-  /// `count` blocks at a step of 1 << shift, shift at most 15.
-  void (*pair)(const int16_t* blocks, size_t count, uint32_t shift, BlockPairs* pairs);
+  /// Lists the codes of a macroblock whose blocks are at `places`, in their order, at a step of
+  /// 1 << shift, shift at most 15: indices of WriteCodes, to `out`, which has room for kMostCodes +
+  /// kCodesBehind. `predictors`, by component, move on. @return how many.
+  size_t (*list)(const int16_t* macroblock, std::span<const BlockPlace> places, uint32_t shift,
+                 int32_t* predictors, uint16_t* out);
   /// Adds the bits of the AC coefficients of `count` blocks, without ends of blocks, at the steps
   /// 1 << first to 1 << last, eight steps at most and last at most 15, to bits[0] and on.
   /// Magnitudes are at most 4096.
   void (*acBits)(const int16_t* blocks, size_t count, const BitCost& cost, uint32_t first,
                  uint32_t last, uint32_t* bits);
 };
+
+/// The coefficients of a block behind DC up to place `last`, whatever they are. @return the end of
+/// the list.
+uint16_t* ListCoefficients(const int16_t* block, uint32_t last, uint32_t shift, uint16_t* out);
 
 const CoefficientKernels& ScalarCoefficientKernels();  // the definition
 const CoefficientKernels& VectorCoefficientKernels();  // the best that this machine runs

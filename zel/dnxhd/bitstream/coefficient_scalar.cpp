@@ -28,23 +28,19 @@ void Weigh(const int16_t* blocks, int16_t* out, size_t count, const Weighing& we
   }
 }
 
-void Pair(const int16_t* blocks, size_t count, uint32_t shift, BlockPairs* pairs) {
-  for (size_t block = 0; block < count; ++block, blocks += 64) {
-    BlockPairs& made = pairs[block];
-    made.count = 0;
-    made.withEscapes = 0;
-    size_t before = 0;
-    for (size_t k = 1; k < kBlockCoefficients; ++k) {
-      const uint32_t magnitude = MagnitudeOf(blocks[k]) >> shift;
-      if (magnitude == 0) continue;
-      const auto distance = static_cast<uint32_t>(k - before);
-      before = k;
-      const bool escaped = magnitude >= kEscapeMagnitude;
-      made.indices[made.count++] = static_cast<uint16_t>(
-          WriteCodes::PairIndex(distance, escaped ? 0 : magnitude, blocks[k] < 0));
-      if (escaped) made.withEscapes = made.count;
-    }
+size_t List(const int16_t* macroblock, std::span<const BlockPlace> places, uint32_t shift,
+            int32_t* predictors, uint16_t* out) {
+  const uint16_t* const begin = out;
+  for (const BlockPlace& place : places) {
+    const int16_t* const block = macroblock + place.offset;
+    const int32_t dc = block[0];
+    const int32_t difference = dc - predictors[place.component];
+    *out++ = static_cast<uint16_t>(WriteCodes::DcCodeIndex(difference));
+    predictors[place.component] = dc;
+    out = ListCoefficients(block, kBlockCoefficients - 1, shift, out);
+    *out++ = WriteCodes::kEndOfBlock;
   }
+  return static_cast<size_t>(out - begin);
 }
 
 uint32_t BlockAcBits(const int16_t* block, const BitCost& cost, uint32_t level) {
@@ -73,8 +69,26 @@ void AcBits(const int16_t* blocks, size_t count, const BitCost& cost, uint32_t f
 
 }  // namespace
 
+uint16_t* ListCoefficients(const int16_t* block, uint32_t last, uint32_t shift, uint16_t* out) {
+  uint32_t before = 0;
+  for (uint32_t k = 1; k <= last; ++k) {
+    const uint32_t magnitude = MagnitudeOf(block[k]) >> shift;
+    if (magnitude == 0) continue;
+    const uint32_t distance = k - before;
+    const bool negative = block[k] < 0;
+    before = k;
+    if (magnitude < kEscapeMagnitude) {
+      *out++ = static_cast<uint16_t>(WriteCodes::PairIndex(distance, magnitude, negative));
+      continue;
+    }
+    *out++ = static_cast<uint16_t>(WriteCodes::EscapeIndex(magnitude, distance > 1, negative));
+    if (distance > 1) *out++ = static_cast<uint16_t>(WriteCodes::RunIndex(distance - 1));
+  }
+  return out;
+}
+
 const CoefficientKernels& ScalarCoefficientKernels() {
-  static constexpr CoefficientKernels kKernels = {Weigh, Pair, AcBits};
+  static constexpr CoefficientKernels kKernels = {Weigh, List, AcBits};
   return kKernels;
 }
 

@@ -36,8 +36,9 @@ namespace {
 void WeighBlocks(const int16_t* blocks, int16_t* out, size_t count, const Weighing& weighing) {
   ScalarCoefficientKernels().weigh(blocks, out, count, weighing);
 }
-void PairBlocks(const int16_t* blocks, size_t count, uint32_t shift, BlockPairs* pairs) {
-  ScalarCoefficientKernels().pair(blocks, count, shift, pairs);
+size_t ListCodes(const int16_t* macroblock, std::span<const BlockPlace> places, uint32_t shift,
+                 int32_t* predictors, uint16_t* out) {
+  return ScalarCoefficientKernels().list(macroblock, places, shift, predictors, out);
 }
 void CountAcBits(const int16_t* blocks, size_t count, const BitCost& cost, uint32_t first,
                  uint32_t last, uint32_t* bits) {
@@ -80,44 +81,60 @@ HWY_INLINE hn::Mask<D8> MaskOf(uint64_t set, size_t i) {
   return hn::LoadMaskBits(d, bytes);
 }
 
-HWY_INLINE void ToScanOrder(const int16_t* block, int16_t* out) {
-  for (size_t k = 0; k < kBlockCoefficients; ++k) out[k] = block[kScan[k]];
-}
+#if HWY_TARGET <= HWY_AVX3
+// Lanes cross the whole block in one instruction.
+class ScanOrder {
+ public:
+  ScanOrder() {
+    alignas(64) uint16_t places[kBlockCoefficients];
+    for (size_t k = 0; k < kBlockCoefficients; ++k) places[k] = kScan[k];
+    low_ = _mm512_load_si512(places);
+    high_ = _mm512_load_si512(places + 32);
+  }
+  HWY_INLINE void Load(const int16_t* block, V16* out) const {
+    const __m512i low = _mm512_loadu_si512(block);
+    const __m512i high = _mm512_loadu_si512(block + 32);
+    out[0] = V16{_mm512_permutex2var_epi16(low, low_, high)};
+    out[1] = V16{_mm512_permutex2var_epi16(low, high_, high)};
+  }
+
+ private:
+  __m512i low_;
+  __m512i high_;
+};
+#else
+struct ScanOrder {
+  HWY_INLINE void Load(const int16_t* block, V16* out) const {
+    alignas(64) int16_t ordered[kBlockCoefficients];
+    for (size_t k = 0; k < kBlockCoefficients; ++k) ordered[k] = block[kScan[k]];
+    for (size_t i = 0; i < kWordVectors; ++i) out[i] = hn::Load(D16(), ordered + kWords * i);
+  }
+};
+#endif
 
 void WeighBlocks(const int16_t* blocks, int16_t* out, size_t count, const Weighing& weighing) {
   const D16 d;
   const U16 du;
+  const ScanOrder order;
   const auto largest = hn::Set(du, weighing.largest);
   const int preShift = static_cast<int>(weighing.preShift);
   const int half = weighing.dcShift == 0 ? 0 : 1 << (weighing.dcShift - 1);
   const int largestDc = weighing.largestDc;
-#if HWY_TARGET <= HWY_AVX3
-  // Lanes cross the whole block in one instruction.
-  alignas(64) uint16_t places[kBlockCoefficients];
-  for (size_t k = 0; k < kBlockCoefficients; ++k) places[k] = kScan[k];
-  const __m512i placesLow = _mm512_load_si512(places);
-  const __m512i placesHigh = _mm512_load_si512(places + 32);
-#endif
   for (size_t block = 0; block < count; ++block, blocks += 64, out += 64) {
     const int dc = std::clamp((blocks[0] + half) >> weighing.dcShift, -largestDc - 1, largestDc);
-#if HWY_TARGET <= HWY_AVX3
-    const __m512i low = _mm512_loadu_si512(blocks);
-    const __m512i high = _mm512_loadu_si512(blocks + 32);
-    _mm512_storeu_si512(out, _mm512_permutex2var_epi16(low, placesLow, high));
-    _mm512_storeu_si512(out + 32, _mm512_permutex2var_epi16(low, placesHigh, high));
-#else
-    ToScanOrder(blocks, out);
-#endif
+    V16 values[kWordVectors];
+    order.Load(blocks, values);
     for (size_t i = 0; i < kWordVectors; ++i) {
-      const V16 value = hn::LoadU(d, out + kWords * i);
-      const V16 sign = hn::BroadcastSignBit(value);
-      const auto magnitude = hn::BitCast(du, hn::Sub(hn::Xor(value, sign), sign));
+      const V16 sign = hn::BroadcastSignBit(values[i]);
+      const auto magnitude = hn::BitCast(du, hn::Sub(hn::Xor(values[i], sign), sign));
       const auto scale = hn::LoadU(du, weighing.scales.data() + kWords * i);
       const auto level =
           hn::Min(hn::MulHigh(hn::ShiftLeftSame(magnitude, preShift), scale), largest);
-      hn::StoreU(hn::Sub(hn::Xor(hn::BitCast(d, level), sign), sign), d, out + kWords * i);
+      values[i] = hn::Sub(hn::Xor(hn::BitCast(d, level), sign), sign);
     }
-    out[0] = static_cast<int16_t>(dc);
+    const V16 first = hn::Set(d, static_cast<int16_t>(dc));
+    values[0] = hn::IfThenElse(hn::FirstN(d, 1), first, values[0]);
+    for (size_t i = 0; i < kWordVectors; ++i) hn::StoreU(values[i], d, out + kWords * i);
   }
 }
 
@@ -129,13 +146,24 @@ void WeighBlocks(const int16_t* blocks, int16_t* out, size_t count, const Weighi
 
 constexpr __mmask64 kBehindDc = ~uint64_t{1};
 
-HWY_INLINE __m512i Places() {
+// place(i) in lane i.
+template <class Place>
+HWY_INLINE __m512i LanesOf(Place place) {
   alignas(64) static constexpr auto kPlaces = [] {
     std::array<uint8_t, 64> places{};
-    for (size_t i = 0; i < places.size(); ++i) places[i] = static_cast<uint8_t>(i);
+    for (size_t i = 0; i < places.size(); ++i) places[i] = static_cast<uint8_t>(Place()(i));
     return places;
   }();
+  (void)place;
   return _mm512_load_si512(kPlaces.data());
+}
+HWY_INLINE __m512i Places() {
+  return LanesOf([](size_t i) { return i; });
+}
+// Of two vectors, what puts 32 lanes of both in turn, from `first` on.
+template <size_t First>
+HWY_INLINE __m512i InTurn() {
+  return LanesOf([](size_t i) { return i % 2 * 64 + i / 2 + First; });
 }
 
 // For each member of a set, the distance from the one before it, the first one's from DC; zeros
@@ -163,41 +191,59 @@ HWY_INLINE __m512i LowBytes(__m512i low, __m512i high) {
   return _mm512_permutex2var_epi8(low, _mm512_add_epi8(Places(), Places()), high);
 }
 
-void PairBlocks(const int16_t* blocks, size_t count, uint32_t shift, BlockPairs* pairs) {
-  const Distances distances;
-  const __m128i bits = _mm_cvtsi32_si128(static_cast<int>(shift));
-  for (size_t block = 0; block < count; ++block, blocks += 64) {
-    const __m512i low = _mm512_loadu_si512(blocks);
-    const __m512i high = _mm512_loadu_si512(blocks + 32);
-    const __m512i lowAbove = _mm512_srl_epi16(_mm512_abs_epi16(low), bits);
-    const __m512i highAbove = _mm512_srl_epi16(_mm512_abs_epi16(high), bits);
-    const __m512i large = _mm512_set1_epi16(-static_cast<int16_t>(kEscapeMagnitude));
-    const __mmask64 escaped = MaskOfWords(_mm512_test_epi16_mask(lowAbove, large),
-                                          _mm512_test_epi16_mask(highAbove, large)) &
-                              kBehindDc;
-    const __m512i magnitudes = _mm512_maskz_mov_epi8(~escaped, LowBytes(lowAbove, highAbove));
-    const __mmask64 negative = MaskOfWords(_mm512_movepi16_mask(low), _mm512_movepi16_mask(high));
-    const __mmask64 set = (_mm512_test_epi8_mask(magnitudes, magnitudes) | escaped) & kBehindDc;
-    const __m512i twice = _mm512_add_epi8(magnitudes, magnitudes);
-    const __m512i withSign = _mm512_mask_sub_epi8(twice, negative, twice, _mm512_set1_epi8(-1));
-    const __m512i coded = _mm512_maskz_compress_epi8(set, withSign);
-    const __m512i distance = distances.Of(set);
+class BlockLister {
+ public:
+  explicit BlockLister(uint32_t shift)
+      : shift_(shift), bits_(_mm_cvtsi32_si128(static_cast<int>(shift))) {}
 
-    static_assert(WriteCodes::PairIndex(1, 0, false) == 1 << 7);
-    const auto store = [&](size_t half, __m256i distancesOfHalf, __m256i codedOfHalf) HWY_ATTR {
-      const __m512i index =
-          _mm512_or_si512(_mm512_slli_epi16(_mm512_cvtepu8_epi16(distancesOfHalf), 7),
-                          _mm512_cvtepu8_epi16(codedOfHalf));
-      _mm512_store_si512(pairs[block].indices.data() + 32 * half, index);
-    };
-    store(0, _mm512_castsi512_si256(distance), _mm512_castsi512_si256(coded));
-    store(1, _mm512_extracti64x4_epi64(distance, 1), _mm512_extracti64x4_epi64(coded, 1));
-    pairs[block].count = static_cast<uint32_t>(std::popcount(uint64_t{set}));
-    // Of the set, what is up to the last one of them.
-    const uint64_t upTo = escaped == 0 ? 0 : ~uint64_t{0} >> std::countl_zero(uint64_t{escaped});
-    pairs[block].withEscapes = static_cast<uint32_t>(std::popcount(uint64_t{set} & upTo));
+  HWY_INLINE uint16_t* operator()(const int16_t* block, uint16_t* to) const {
+    const __m512i low = _mm512_loadu_si512(block);
+    const __m512i high = _mm512_loadu_si512(block + 32);
+    const __m512i lowAbove =
+        _mm512_srl_epi16(_mm512_maskz_abs_epi16(static_cast<__mmask32>(kBehindDc), low), bits_);
+    const __m512i highAbove = _mm512_srl_epi16(_mm512_abs_epi16(high), bits_);
+    const __m512i magnitudes = LowBytes(lowAbove, highAbove);
+    const __mmask64 negative = MaskOfWords(_mm512_movepi16_mask(low), _mm512_movepi16_mask(high));
+    const __m512i large = _mm512_set1_epi16(-static_cast<int16_t>(kEscapeMagnitude));
+    if (_mm512_test_epi16_mask(_mm512_or_si512(lowAbove, highAbove), large) == 0) [[likely]] {
+      return Put(magnitudes, negative, _mm512_test_epi8_mask(magnitudes, magnitudes), 0, to);
+    }
+    // Large ones stand at low frequencies: what is up to the last of them goes one by one.
+    const __mmask64 escaped = MaskOfWords(_mm512_test_epi16_mask(lowAbove, large),
+                                          _mm512_test_epi16_mask(highAbove, large));
+    const auto last = static_cast<uint32_t>(63 - std::countl_zero(uint64_t{escaped}));
+    to = ListCoefficients(block, last, shift_, to);
+    const __mmask64 behind = ~uint64_t{1} << last;
+    return Put(magnitudes, negative, _mm512_mask_test_epi8_mask(behind, magnitudes, magnitudes),
+               last, to);
   }
-}
+
+ private:
+  // Those of a set, which are behind place `last`.
+  HWY_INLINE uint16_t* Put(__m512i magnitudes, __mmask64 negative, __mmask64 set, uint32_t last,
+                           uint16_t* to) const {
+    static_assert(WriteCodes::PairIndex(1, 1, true) == 3 * 64 + 1);
+    const __m512i factors = _mm512_set1_epi16(1 << 8 | 64);
+    const __m512i twice = _mm512_add_epi8(magnitudes, magnitudes);
+    const __m512i withSign = _mm512_mask_add_epi8(twice, negative, twice, _mm512_set1_epi8(1));
+    const __m512i coded = _mm512_maskz_compress_epi8(set, withSign);
+    __m512i distance = distances_.Of(set);
+    if (last != 0) {
+      distance =
+          _mm512_mask_sub_epi8(distance, 1, distance, _mm512_set1_epi8(static_cast<char>(last)));
+    }
+    _mm512_storeu_si512(
+        to, _mm512_maddubs_epi16(_mm512_permutex2var_epi8(coded, InTurn<0>(), distance), factors));
+    _mm512_storeu_si512(
+        to + 32,
+        _mm512_maddubs_epi16(_mm512_permutex2var_epi8(coded, InTurn<32>(), distance), factors));
+    return to + std::popcount(uint64_t{set});
+  }
+
+  const uint32_t shift_;
+  const __m128i bits_;
+  const Distances distances_;
+};
 
 // What the lanes of eight vectors come to, in the order of the vectors.
 HWY_INLINE __m512i SumsOfEight(const __m512i* v) {
@@ -333,44 +379,44 @@ void CountAcBits(const int16_t* blocks, size_t count, const BitCost& cost, uint3
 
 // Magnitudes with their signs come from vectors, and where they aren't 0; the rest is walked
 // through, one coefficient after the other.
-void PairBlocks(const int16_t* blocks, size_t count, uint32_t shift, BlockPairs* pairs) {
-  const D16 d;
-  const U16 du;
-  const int bits = static_cast<int>(shift);
-  for (size_t block = 0; block < count; ++block, blocks += 64) {
+class BlockLister {
+ public:
+  explicit BlockLister(uint32_t shift) : shift_(shift) {}
+
+  HWY_INLINE uint16_t* operator()(const int16_t* block, uint16_t* to) const {
+    const D16 d;
+    const U16 du;
+    const auto small = hn::Set(du, static_cast<uint16_t>(kEscapeMagnitude - 1));
     alignas(64) std::array<uint16_t, 64> withSigns;
     uint64_t set = 0;
-    auto all = hn::Zero(du);
+    uint64_t escaped = 0;
     for (size_t i = 0; i < kWordVectors; ++i) {
-      const V16 value = hn::LoadU(d, blocks + kWords * i);
-      auto magnitude = hn::ShiftRightSame(hn::BitCast(du, hn::Abs(value)), bits);
-      if (i == 0) magnitude = hn::IfThenZeroElse(hn::FirstN(du, 1), magnitude);
-      all = hn::Or(all, magnitude);
+      const V16 value = hn::LoadU(d, block + kWords * i);
+      const auto magnitude =
+          hn::ShiftRightSame(hn::BitCast(du, hn::Abs(value)), static_cast<int>(shift_));
       set |= BitsOf(du, hn::Ne(magnitude, hn::Zero(du))) << (kWords * i);
+      escaped |= BitsOf(du, hn::Gt(magnitude, small)) << (kWords * i);
       const auto negative = hn::ShiftRight<15>(hn::BitCast(du, value));
       hn::Store(hn::Or(hn::Add(magnitude, magnitude), negative), du, withSigns.data() + kWords * i);
     }
-    BlockPairs& made = pairs[block];
-    const auto small = hn::Set(du, static_cast<uint16_t>(kEscapeMagnitude - 1));
-    made.withEscapes = 0;
-    const bool escapes = !hn::AllTrue(du, hn::Eq(hn::And(all, small), all));
-    made.count = static_cast<uint32_t>(std::popcount(set));
-    uint16_t* out = made.indices.data();
     uint32_t before = 0;
-    for (; set != 0; set &= set - 1) {
-      const auto k = static_cast<uint32_t>(std::countr_zero(set));
-      const uint32_t distance = k - before;
-      before = k;
-      static_assert(WriteCodes::PairIndex(1, 0, false) == 1 << 7);
-      uint32_t coded = withSigns[k];
-      if (escapes && coded >= 2 * kEscapeMagnitude) {
-        coded &= 1;
-        made.withEscapes = static_cast<uint32_t>(out - made.indices.data()) + 1;
-      }
-      *out++ = static_cast<uint16_t>(distance << 7 | coded);
+    escaped &= ~uint64_t{1};
+    if (escaped != 0) [[unlikely]] {
+      before = static_cast<uint32_t>(63 - std::countl_zero(escaped));
+      to = ListCoefficients(block, before, shift_, to);
     }
+    for (set &= ~uint64_t{1} << before; set != 0; set &= set - 1) {
+      const auto k = static_cast<uint32_t>(std::countr_zero(set));
+      static_assert(WriteCodes::PairIndex(1, 1, true) == 3 * 64 + 1);
+      *to++ = static_cast<uint16_t>(withSigns[k] * 64 + (k - before));
+      before = k;
+    }
+    return to;
   }
-}
+
+ private:
+  const uint32_t shift_;
+};
 
 // The 16 entries of a table for each row of lanes.
 HWY_INLINE V8 TablePart(const std::array<uint8_t, 64>& table, size_t part) {
@@ -567,6 +613,22 @@ void CountAcBits(const int16_t* blocks, size_t count, const BitCost& cost, uint3
 
 #endif
 
+size_t ListCodes(const int16_t* macroblock, std::span<const BlockPlace> places, uint32_t shift,
+                 int32_t* predictors, uint16_t* out) {
+  const BlockLister list(shift);
+  const uint16_t* const begin = out;
+  for (const BlockPlace& place : places) {
+    const int16_t* const block = macroblock + place.offset;
+    const int32_t dc = block[0];
+    const int32_t difference = dc - predictors[place.component];
+    *out++ = static_cast<uint16_t>(WriteCodes::DcCodeIndex(difference));
+    predictors[place.component] = dc;
+    out = list(block, out);
+    *out++ = WriteCodes::kEndOfBlock;
+  }
+  return static_cast<size_t>(out - begin);
+}
+
 #endif
 
 }  // namespace
@@ -574,8 +636,9 @@ void CountAcBits(const int16_t* blocks, size_t count, const BitCost& cost, uint3
 void VectorWeigh(const int16_t* blocks, int16_t* out, size_t count, const Weighing& weighing) {
   WeighBlocks(blocks, out, count, weighing);
 }
-void VectorPair(const int16_t* blocks, size_t count, uint32_t shift, BlockPairs* pairs) {
-  PairBlocks(blocks, count, shift, pairs);
+size_t VectorList(const int16_t* macroblock, std::span<const BlockPlace> places, uint32_t shift,
+                  int32_t* predictors, uint16_t* out) {
+  return ListCodes(macroblock, places, shift, predictors, out);
 }
 void VectorAcBits(const int16_t* blocks, size_t count, const BitCost& cost, uint32_t first,
                   uint32_t last, uint32_t* bits) {
@@ -589,7 +652,7 @@ HWY_AFTER_NAMESPACE();
 namespace zel::dnxhd {
 
 HWY_EXPORT(VectorWeigh);
-HWY_EXPORT(VectorPair);
+HWY_EXPORT(VectorList);
 HWY_EXPORT(VectorAcBits);
 
 const CoefficientKernels& VectorCoefficientKernels() {
@@ -597,8 +660,9 @@ const CoefficientKernels& VectorCoefficientKernels() {
       [](const int16_t* blocks, int16_t* out, size_t count, const Weighing& weighing) {
         HWY_DYNAMIC_DISPATCH(VectorWeigh)(blocks, out, count, weighing);
       },
-      [](const int16_t* blocks, size_t count, uint32_t shift, BlockPairs* pairs) {
-        HWY_DYNAMIC_DISPATCH(VectorPair)(blocks, count, shift, pairs);
+      [](const int16_t* macroblock, std::span<const BlockPlace> places, uint32_t shift,
+         int32_t* predictors, uint16_t* out) {
+        return HWY_DYNAMIC_DISPATCH(VectorList)(macroblock, places, shift, predictors, out);
       },
       [](const int16_t* blocks, size_t count, const BitCost& cost, uint32_t first, uint32_t last,
          uint32_t* bits) {

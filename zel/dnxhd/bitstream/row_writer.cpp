@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <cstring>
 
 #include "zel/base/byte_order.h"
@@ -17,29 +16,14 @@ struct RowWriter::Output {
   uint64_t word = 0;
   uint32_t used = 0;  // bits of the word, below 8
 
-  // 0 < count <= 56; the bits above are zero.
+  // At most 56 bits; those above are zero.
   void Put(uint64_t value, uint32_t count) {
-    word |= value << (64 - used - count);
+    word |= value << ((64 - used - count) % 64);
     base::storeBig64(at, word);
     used += count;
     at += used / 8;
     word <<= used & 56;
     used %= 8;
-  }
-};
-
-// Codes that are still to be put: several go at once.
-struct RowWriter::Pending {
-  uint64_t bits = 0;
-  uint32_t length = 0;
-
-  void Add(uint32_t more, uint32_t count) {
-    bits = bits << count | more;
-    length += count;
-  }
-  void PutInto(Output& out) {
-    out.Put(bits, length);
-    *this = {};
   }
 };
 
@@ -50,109 +34,59 @@ RowWriter::RowWriter(const VCIDEntry& entry)
       fieldFlag_(HasFieldFlag(entry)),
       mbCols_(GeometryOf(entry).mbCols) {}
 
-// Two codes at a time, behind the escapes; the last of an odd number stays pending.
-inline void RowWriter::WritePairs(Output& out, const BlockPairs& pairs, Pending& pending) const {
-  static_assert(2 * PairCode::kMostBits <= 56);
-  const uint16_t* index = pairs.indices.data() + pairs.withEscapes;
-  const uint32_t count = pairs.count - pairs.withEscapes;
-  for (const uint16_t* const last = index + count / 2 * 2; index != last; index += 2) {
-    const PairCode first = codes_.pairs[index[0]];
-    const PairCode second = codes_.pairs[index[1]];
-    out.Put(uint64_t{first.Bits()} << second.Length() | second.Bits(),
-            first.Length() + second.Length());
-  }
-  if (count % 2 != 0) {
-    const PairCode left = codes_.pairs[*index];
-    pending.Add(left.Bits(), left.Length());
-  }
-}
-
-// One by one, up to the last with a magnitude that takes escape bits.
-RowWriter::Output RowWriter::WriteEscapes(Output out, const BlockPairs& pairs, const int16_t* block,
-                                          uint32_t shift) const {
-  uint32_t k = 0;
-  for (size_t i = 0; i < pairs.withEscapes; ++i) {
-    const uint32_t index = pairs.indices[i];
-    const uint32_t distance = index / (2 * kEscapeMagnitude);
-    k += distance;
-    const PairCode pair = codes_.pairs[index];
-    if (pair.Length() != 0) {
-      out.Put(pair.Bits(), pair.Length());
-      continue;
-    }
-    const uint32_t magnitude = static_cast<uint32_t>(std::abs(int{block[k]})) >> shift;
-    const WriteCode code =
-        (distance == 1 ? codes_.plain : codes_.afterRun)[BitCost::AcIndex(magnitude) - 1];
-    const uint64_t bits = code.bits | (index & 1) << codes_.escapeBits | (magnitude - 1) / 64;
-    const WriteCode run = codes_.run[distance - 1];
-    out.Put(bits << run.length | run.bits, code.length + run.length);
-  }
-  return out;
-}
-
 // What is to be written of a macroblock.
 struct RowWriter::Macroblock {
-  const int16_t* coefficients;
-  uint32_t step;
-  uint32_t shift;
-  std::array<BlockPairs, kMaxBlocks> pairs;
-  std::array<int16_t, kMaxBlocks * kBlockCoefficients> divided;  // if the step is no shift
+  uint32_t header;
+  size_t count;
+  std::array<uint16_t, kMostCodes + kCodesBehind> codes;
+
+  // No macroblock with as many codes is longer, the bytes that a store takes included.
+  size_t MostBytes() const {
+    return (kMacroblockHeaderBits + count * WriteCode::kMostBits) / 8 + 16;
+  }
 };
 
-void RowWriter::Prepare(const RowInput& row, size_t column, Macroblock& macroblock) const {
+void RowWriter::Prepare(const RowInput& row, size_t column, int32_t* predictors,
+                        Macroblock& macroblock) const {
   const size_t size = BlocksOf(mode_) * kBlockCoefficients;
-  macroblock.coefficients = row.coefficients + column * size;
-  macroblock.shift = row.stepsAreShifts ? row.steps[column] : 0;
-  macroblock.step = row.stepsAreShifts ? 1u << macroblock.shift : row.steps[column];
-  if (!row.stepsAreShifts && macroblock.step > 1) {
-    const auto step = static_cast<int32_t>(macroblock.step);
+  const int16_t* coefficients = row.coefficients + column * size;
+  const uint32_t shift = row.stepsAreShifts ? row.steps[column] : 0;
+  const uint32_t step = row.stepsAreShifts ? 1u << shift : row.steps[column];
+  const bool color = mode_ == kMode444 && row.colorFlags[column] == 0;
+  const bool field = fieldFlag_ && row.fieldFlags[column] != 0;
+  macroblock.header = uint32_t{field} << 11 | step << 1 | uint32_t{color};
+  std::array<int16_t, kMaxBlocks * kBlockCoefficients> divided;
+  if (!row.stepsAreShifts && step > 1) {
     for (size_t i = 0; i < size; ++i) {
-      const int16_t value = macroblock.coefficients[i];
       const bool dc = i % kBlockCoefficients == 0;
-      macroblock.divided[i] = static_cast<int16_t>(value / (dc ? 1 : step));
+      const int32_t divisor = dc ? 1 : static_cast<int32_t>(step);
+      divided[i] = static_cast<int16_t>(coefficients[i] / divisor);
     }
-    macroblock.coefficients = macroblock.divided.data();
+    coefficients = divided.data();
   }
   if (column + 1 < mbCols_) {
     for (size_t i = size; i < 2 * size; i += 32) {
       __builtin_prefetch(row.coefficients + column * size + i);
     }
   }
-  kernels_.pair(macroblock.coefficients, BlocksOf(mode_), macroblock.shift,
-                macroblock.pairs.data());
+  macroblock.count =
+      kernels_.list(coefficients, PlacesOf(mode_), shift, predictors, macroblock.codes.data());
 }
 
-// No macroblock with as many coefficients is longer, the bytes that a store takes included.
-size_t RowWriter::MostBytes(const Macroblock& macroblock) const {
-  const size_t blocks = BlocksOf(mode_);
-  size_t coefficients = 0;
-  for (size_t block = 0; block < blocks; ++block) coefficients += macroblock.pairs[block].count;
-  return (kMacroblockHeaderBits + blocks * kMostBitsBesides + coefficients * kMostBits) / 8 + 16;
-}
-
-void RowWriter::Write(Output& whole, const RowInput& row, size_t column,
-                      const Macroblock& macroblock, int32_t* predictors) const {
-  const bool color = mode_ == kMode444 && row.colorFlags[column] == 0;
-  const bool field = fieldFlag_ && row.fieldFlags[column] != 0;
+// Two codes at a time; behind an odd number, the second one is one without bits.
+void RowWriter::Write(Output& whole, Macroblock& macroblock) const {
+  static_assert(2 * WriteCode::kMostBits <= 56);
   // In registers: nothing else sees it.
   Output out = whole;
-  Pending pending;
-  pending.Add(uint32_t{field} << 11 | macroblock.step << 1 | uint32_t{color},
-              kMacroblockHeaderBits);
-  for (const BlockPlace& place : PlacesOf(mode_)) {
-    const int32_t dc = macroblock.coefficients[place.offset];
-    const PairCode difference = codes_.dc[DcIndex(dc - predictors[place.component])];
-    pending.Add(difference.Bits(), difference.Length());
-    predictors[place.component] = dc;
-    pending.PutInto(out);
-    const BlockPairs& ofBlock = macroblock.pairs[place.offset / kBlockCoefficients];
-    if (ofBlock.withEscapes != 0) [[unlikely]] {
-      out = WriteEscapes(out, ofBlock, macroblock.coefficients + place.offset, macroblock.shift);
-    }
-    WritePairs(out, ofBlock, pending);
-    pending.Add(codes_.endOfBlock.bits, codes_.endOfBlock.length);
+  out.Put(macroblock.header, kMacroblockHeaderBits);
+  macroblock.codes[macroblock.count] = 0;
+  const uint16_t* index = macroblock.codes.data();
+  for (const uint16_t* const end = index + macroblock.count; index < end; index += 2) {
+    const WriteCode first = codes_.codes[index[0]];
+    const WriteCode second = codes_.codes[index[1]];
+    out.Put(uint64_t{first.Bits()} << second.Length() | second.Bits(),
+            first.Length() + second.Length());
   }
-  pending.PutInto(out);
   whole = out;
 }
 
@@ -162,10 +96,9 @@ ResultWord RowWriter::Write(const RowInput& row, std::span<uint8_t> out, size_t&
   std::array<int32_t, 3> predictors{};
   Macroblock macroblock;
   for (size_t column = 0; column < mbCols_; ++column) {
-    Prepare(row, column, macroblock);
-    const size_t most = MostBytes(macroblock);
-    if (column + 1 < mbCols_ && static_cast<size_t>(end - output.at) >= most) {
-      Write(output, row, column, macroblock, predictors.data());
+    Prepare(row, column, predictors.data(), macroblock);
+    if (column + 1 < mbCols_ && static_cast<size_t>(end - output.at) >= macroblock.MostBytes()) {
+      Write(output, macroblock);
       continue;
     }
     // What stands behind the row may be another job's: near the end a macroblock is written
@@ -174,7 +107,7 @@ ResultWord RowWriter::Write(const RowInput& row, std::span<uint8_t> out, size_t&
     std::array<uint8_t, kMostMacroblockBytes> aside;
     Output last = output;
     last.at = aside.data();
-    Write(last, row, column, macroblock, predictors.data());
+    Write(last, macroblock);
     const auto bytes = static_cast<size_t>(last.at - aside.data());
     if (bytes > static_cast<size_t>(end - output.at)) return kErrorEncodeBufferOverflow;
     std::memcpy(output.at, aside.data(), bytes);

@@ -41,15 +41,10 @@ class RowWriter {
 
  private:
   struct Output;
-  struct Pending;
   struct Macroblock;
-  void Prepare(const RowInput& row, size_t column, Macroblock& macroblock) const;
-  size_t MostBytes(const Macroblock& macroblock) const;
-  void Write(Output& whole, const RowInput& row, size_t column, const Macroblock& macroblock,
-             int32_t* predictors) const;
-  void WritePairs(Output& out, const BlockPairs& pairs, Pending& pending) const;
-  Output WriteEscapes(Output out, const BlockPairs& pairs, const int16_t* block,
-                      uint32_t shift) const;
+  void Prepare(const RowInput& row, size_t column, int32_t* predictors,
+               Macroblock& macroblock) const;
+  void Write(Output& whole, Macroblock& macroblock) const;
 
   const WriteCodes codes_;
   const CoefficientKernels& kernels_;

@@ -3,6 +3,8 @@
 #include "zel/dnxhd/bitstream/transform.h"
 #include "zel/dnxhd/bitstream/transform_constants.h"
 
+// It multiplies and adds to a sum in one.
+#define HWY_WANT_AVX3_DL
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "zel/dnxhd/bitstream/transform_vector.cpp"
 #include <hwy/foreach_target.h>
@@ -12,6 +14,14 @@
 // row of two or four blocks. A pass runs over eight rows at once: rows are interleaved in pairs, so
 // that one instruction multiplies a pair by two constants and adds up. Even and odd inputs of the
 // inverse share their products; the forward transform takes sums and differences of samples first.
+
+#if HWY_TARGET == HWY_AVX3_DL
+// Highway asks the machine for the VNNI of wide vectors, but the compiler only for that of AVX2.
+#undef HWY_TARGET_STR
+#define HWY_TARGET_STR \
+  HWY_TARGET_STR_AVX3  \
+  ",vpclmulqdq,avx512vbmi,avx512vbmi2,vaes,avxvnni,avx512bitalg,avx512vpopcntdq,avx512vnni"
+#endif
 
 HWY_BEFORE_NAMESPACE();
 namespace zel::dnxhd::HWY_NAMESPACE {
@@ -76,12 +86,17 @@ HWY_INLINE Wide Product(const Pairs& pairs, int16_t first, int16_t second, const
       d, hn::Set(d32,
                  static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint16_t>(first)) |
                                       static_cast<uint32_t>(static_cast<uint16_t>(second)) << 16)));
+#if HWY_TARGET <= HWY_AVX3_DL
+  return {V32{_mm512_dpwssd_epi32(sum.low.raw, pairs.low.raw, both.raw)},
+          V32{_mm512_dpwssd_epi32(sum.high.raw, pairs.high.raw, both.raw)}};
+#else
   V32 restLow = hn::Zero(d32);
   V32 restHigh = hn::Zero(d32);
   const V32 low = hn::ReorderWidenMulAccumulate(d32, pairs.low, both, hn::Zero(d32), restLow);
   const V32 high = hn::ReorderWidenMulAccumulate(d32, pairs.high, both, hn::Zero(d32), restHigh);
   return {hn::Add(sum.low, hn::RearrangeToOddPlusEven(low, restLow)),
           hn::Add(sum.high, hn::RearrangeToOddPlusEven(high, restHigh))};
+#endif
 }
 
 HWY_INLINE Wide Same(int32_t value) {
@@ -133,19 +148,40 @@ HWY_INLINE void InversePass(V16* rows) {
 }
 
 // Sums and differences of samples that mirror each other have 16 bits in both passes: between them
-// no value of samples within their range passes 512 * 8 * 2^kForwardFraction / sqrt(8).
-template <int Shift>
+// no value of samples within their range passes 512 * 8 * 2^kForwardFraction / sqrt(8). Those of
+// samples themselves have room for another bit: where `Samples`, even frequencies are halved again.
+template <int Shift, bool Samples>
 HWY_INLINE void ForwardPass(V16* rows) {
-  const Pairs sums01 = PairsOf(hn::Add(rows[0], rows[7]), hn::Add(rows[1], rows[6]));
-  const Pairs sums23 = PairsOf(hn::Add(rows[2], rows[5]), hn::Add(rows[3], rows[4]));
-  const Pairs differences01 = PairsOf(hn::Sub(rows[0], rows[7]), hn::Sub(rows[1], rows[6]));
-  const Pairs differences23 = PairsOf(hn::Sub(rows[2], rows[5]), hn::Sub(rows[3], rows[4]));
-  for (size_t k = 0; k < 8; ++k) {
-    const auto& basis = kBasis[k];
-    const Pairs& first = k % 2 == 0 ? sums01 : differences01;
-    const Pairs& second = k % 2 == 0 ? sums23 : differences23;
-    rows[k] = Shifted<Shift>(
-        Product(second, basis[2], basis[3], Product(first, basis[0], basis[1], Half<Shift>())));
+  V16 sums[4];
+  V16 differences[4];
+  for (size_t i = 0; i < 4; ++i) {
+    sums[i] = hn::Add(rows[i], rows[7 - i]);
+    differences[i] = hn::Sub(rows[i], rows[7 - i]);
+  }
+  const auto frequency = [](const Pairs& pairs, size_t k, const Wide& sum)
+                             HWY_ATTR { return Product(pairs, kBasis[k][0], kBasis[k][1], sum); };
+  const auto rest = [](const Pairs& pairs, size_t k, const Wide& sum)
+                        HWY_ATTR { return Product(pairs, kBasis[k][2], kBasis[k][3], sum); };
+  const Pairs differences01 = PairsOf(differences[0], differences[1]);
+  const Pairs differences23 = PairsOf(differences[2], differences[3]);
+  for (size_t k = 1; k < 8; k += 2) {
+    const Wide first = frequency(differences01, k, Half<Shift>());
+    rows[k] = Shifted<Shift>(rest(differences23, k, first));
+  }
+  if constexpr (Samples) {
+    // The basis functions of even frequencies mirror themselves once more, with the same sign for
+    // every other one of them.
+    const Pairs same = PairsOf(hn::Add(sums[0], sums[3]), hn::Add(sums[1], sums[2]));
+    const Pairs opposite = PairsOf(hn::Sub(sums[0], sums[3]), hn::Sub(sums[1], sums[2]));
+    for (size_t k = 0; k < 8; k += 2) {
+      rows[k] = Shifted<Shift>(frequency(k % 4 == 0 ? same : opposite, k, Half<Shift>()));
+    }
+  } else {
+    const Pairs sums01 = PairsOf(sums[0], sums[1]);
+    const Pairs sums23 = PairsOf(sums[2], sums[3]);
+    for (size_t k = 0; k < 8; k += 2) {
+      rows[k] = Shifted<Shift>(rest(sums23, k, frequency(sums01, k, Half<Shift>())));
+    }
   }
 }
 
@@ -397,9 +433,9 @@ void ForwardOf(int16_t* blocks, size_t count) {
     LoadBlocks(blocks, there, rows);
     for (size_t y = 0; y < 8; ++y) rows[y] = hn::ShiftLeft<Scale>(rows[y]);
     Transpose(rows);
-    ForwardPass<kBasisFraction - kForwardFraction>(rows);
+    ForwardPass<kBasisFraction - kForwardFraction, true>(rows);
     Transpose(rows);
-    ForwardPass<kBasisFraction + kForwardFraction>(rows);
+    ForwardPass<kBasisFraction + kForwardFraction, false>(rows);
     StoreBlocks(rows, blocks, there);
   }
 }

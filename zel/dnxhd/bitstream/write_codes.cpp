@@ -51,37 +51,44 @@ BitCost::BitCost(const VCIDEntry& entry)
   });
 }
 
-WriteCodes::WriteCodes(const VCIDEntry& entry)
-    : endOfBlock{entry.endOfBlockCode, entry.endOfBlockLength},
-      escapeBits(static_cast<uint32_t>(entry.depth - 4)) {
-  for (size_t kind = 0; kind < entry.acCodes.size(); ++kind) {
-    const bool escape = (kind & kEscape) != 0;
-    const uint32_t behind = 1 + (escape ? escapeBits : 0);
-    auto& codes = (kind & kRun) != 0 ? afterRun : plain;
-    for (size_t k = 0; k < 64; ++k) {
-      codes[(escape ? 64 : 0) + k] = {entry.acCodes[kind][k] << behind,
-                                      entry.acLengths[kind][k] + behind};
-    }
+WriteCodes::WriteCodes(const VCIDEntry& entry) {
+  // A code and its sign. Codes are by AcIndex, less 1: `index` is up to 127, `kind` adds a run.
+  const auto withSign = [&](uint32_t index, size_t kind, bool negative) {
+    const size_t row = kind | (index >= 64 ? size_t{kEscape} : 0);
+    return WriteCode(entry.acCodes[row][index % 64] << 1 | uint32_t{negative},
+                     entry.acLengths[row][index % 64] + 1u);
+  };
+  codes[kEndOfBlock] = {entry.endOfBlockCode, entry.endOfBlockLength};
+  for (uint32_t zeros = 1; zeros < 63; ++zeros) {
+    codes[RunIndex(zeros)] = {entry.runCodes[zeros], entry.runLengths[zeros]};
   }
-  for (size_t length = 1; length < run.size(); ++length) {
-    run[length] = {entry.runCodes[length], entry.runLengths[length]};
-  }
-  for (uint32_t zeros = 0; zeros < run.size(); ++zeros) {
+  for (const bool negative : {false, true}) {
     for (uint32_t magnitude = 1; magnitude < kEscapeMagnitude; ++magnitude) {
-      const WriteCode code = (zeros == 0 ? plain : afterRun)[BitCost::AcIndex(magnitude) - 1];
-      const WriteCode before = run[zeros];
-      for (const bool negative : {false, true}) {
-        pairs[PairIndex(zeros + 1, magnitude, negative)] = {
-            (code.bits | uint32_t{negative}) << before.length | before.bits,
-            code.length + before.length};
+      const uint32_t index = BitCost::AcIndex(magnitude) - 1;
+      codes[PairIndex(1, magnitude, negative)] = withSign(index, 0, negative);
+      const WriteCode code = withSign(index, kRun, negative);
+      for (uint32_t zeros = 1; zeros < 63; ++zeros) {
+        const WriteCode run = codes[RunIndex(zeros)];
+        codes[PairIndex(zeros + 1, magnitude, negative)] = {
+            code.Bits() << run.Length() | run.Bits(), code.Length() + run.Length()};
+      }
+    }
+    const auto escapeBits = static_cast<uint32_t>(entry.depth - 4);
+    const uint32_t largest = kEscapeMagnitude << escapeBits;
+    for (uint32_t magnitude = kEscapeMagnitude; magnitude <= largest; ++magnitude) {
+      for (const bool afterRun : {false, true}) {
+        const WriteCode code =
+            withSign(BitCost::AcIndex(magnitude) - 1, afterRun ? size_t{kRun} : 0, negative);
+        codes[EscapeIndex(magnitude, afterRun, negative)] = {
+            code.Bits() << escapeBits | (magnitude - 1) / 64, code.Length() + escapeBits};
       }
     }
   }
   ForEachDifference(entry, [&](int32_t difference, uint32_t size) {
     // A negative difference is written less one, of which the low bits count.
     const auto bits = static_cast<uint32_t>(difference - (difference < 0 ? 1 : 0));
-    dc[DcIndex(difference)] = {entry.dcCodes[size] << size | (bits & ((1u << size) - 1)),
-                               entry.dcLengths[size] + size};
+    codes[DcCodeIndex(difference)] = {entry.dcCodes[size] << size | (bits & ((1u << size) - 1)),
+                                      entry.dcLengths[size] + size};
   });
 }
 

@@ -15,6 +15,8 @@ namespace zel::dnxhd {
 /// Magnitudes below this have codes without escape bits. The format has one for 64, too, which this
 /// codec leaves out: it reads both.
 inline constexpr uint32_t kEscapeMagnitude = 64;
+/// No code has room for more: six escape bits are the most.
+inline constexpr uint32_t kLargestMagnitude = 4096;
 
 /// Differences of DC have 13 bits of magnitude at most. Tables by all of them take the place of
 /// counting the bits of each; those in use lie together around 0.
@@ -55,19 +57,13 @@ struct BitCost {
   }
 };
 
-struct WriteCode {
-  uint32_t bits;
-  uint32_t length;
-};
-
-/// A coefficient with its sign and the run before it, or a DC difference, whole: its length is in
-/// the low five bits, the code above them.
-class PairCode {
+/// Some bits to be written: the length is in the low five, the code above them.
+class WriteCode {
  public:
   static constexpr uint32_t kMostBits = 27;
 
-  constexpr PairCode() = default;
-  constexpr PairCode(uint32_t bits, uint32_t length) : value_(bits << 5 | length) {
+  constexpr WriteCode() = default;
+  constexpr WriteCode(uint32_t bits, uint32_t length) : value_(bits << 5 | length) {
     assert(length <= kMostBits && bits >> length == 0);
   }
   constexpr uint32_t Bits() const { return value_ >> 5; }
@@ -77,26 +73,37 @@ class PairCode {
   uint32_t value_ = 0;
 };
 
-/// The codes themselves.
+/// The codes that macroblocks are made of behind their headers, all in one table, so that a
+/// macroblock is a list of indices of it. Few of them are ever in use: it doesn't matter how many
+/// there are.
 struct WriteCodes {
-  /// Runs and magnitudes that have no escape bits are whole codes: 64 of either sign for each
-  /// distance in the scan from the coefficient before, 1 to 63. Those of the magnitude 0 have no
-  /// bits. Few of them all are ever in use: it doesn't matter how many there are.
-  std::array<PairCode, 64 * 2 * kEscapeMagnitude> pairs{};
+  /// A coefficient without escape bits, whole: with its sign and the run before it. `distance`, 1
+  /// to 63, is that in the scan from the coefficient before. Indices of the magnitude 0 or the
+  /// distance 0, the index 0 among them, have no bits.
   static constexpr uint32_t PairIndex(uint32_t distance, uint32_t magnitude, bool negative) {
-    return (distance * kEscapeMagnitude + magnitude) * 2 + uint32_t{negative};
+    return (2 * magnitude + uint32_t{negative}) * 64 + distance;
   }
+  /// A coefficient with escape bits, as it is behind a run or behind another coefficient.
+  static constexpr uint32_t EscapeIndex(uint32_t magnitude, bool afterRun, bool negative) {
+    return kEscapes + 4 * (magnitude - kEscapeMagnitude) + 2 * uint32_t{afterRun} +
+           uint32_t{negative};
+  }
+  /// The run of 1 to 62 zeros behind such a coefficient's code.
+  static constexpr uint32_t RunIndex(uint32_t zeros) { return kRuns + zeros; }
+  /// A difference of DC, with the bits behind the code; of sizes that there are no codes for,
+  /// nothing.
+  static constexpr uint32_t DcCodeIndex(int32_t difference) { return kDc + DcIndex(difference); }
+  static constexpr uint32_t kEndOfBlock = 2 * kEscapeMagnitude * 64;
 
-  /// By AcIndex, less 1; a 0 stands where the sign comes, and zeros for the escape bits.
-  std::array<WriteCode, 128> plain{};
-  std::array<WriteCode, 128> afterRun{};
-  std::array<WriteCode, 63> run{};
-  /// By DcIndex, with the bits behind the code; of sizes that there are no codes for, without bits.
-  std::array<PairCode, kDcDifferences> dc{};
-  WriteCode endOfBlock{};
-  uint32_t escapeBits = 0;
+  std::array<WriteCode, 1 << 16> codes{};
 
   explicit WriteCodes(const VCIDEntry& entry);
+
+ private:
+  static constexpr uint32_t kRuns = kEndOfBlock + 1;
+  static constexpr uint32_t kDc = kRuns + 63;
+  static constexpr uint32_t kEscapes = kDc + kDcDifferences;
+  static_assert(kEscapes + 4 * (kLargestMagnitude + 1 - kEscapeMagnitude) <= 1 << 16);
 };
 
 }  // namespace zel::dnxhd
