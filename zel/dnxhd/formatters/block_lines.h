@@ -34,7 +34,7 @@ std::array<const int16_t*, 3> LinePlaces(const int16_t* samples, const BlockRow&
 
 /// How many pixels of a row of 8 blocks a macroblock are worked on at once, line by line: blocks
 /// and lines then stay in the nearest cache.
-inline constexpr size_t kPixelsAtOnce = 256;
+inline constexpr size_t kPixelsAtOnce = 128;
 
 /// Puts a line into blocks of 8.
 void SpreadLine(const PlanarLine& in, const BlockRow& row, size_t line, int16_t* samples);
