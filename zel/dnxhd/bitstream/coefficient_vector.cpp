@@ -296,8 +296,7 @@ class LevelCosts {
     return _mm512_mask_permutexvar_epi8(afterRun, plain, magnitudes, plain_);
   }
   HWY_INLINE __m512i WithRuns(__m512i costs, __mmask64 set) const {
-    const __m512i runs = _mm512_permutexvar_epi8(distances_.Of(set), runs_);
-    return _mm512_sad_epu8(_mm512_add_epi8(costs, runs), _mm512_setzero_si512());
+    return _mm512_add_epi8(costs, _mm512_permutexvar_epi8(distances_.Of(set), runs_));
   }
 
   const Distances distances_;
@@ -307,6 +306,10 @@ class LevelCosts {
   const __m512i afterRunEscaped_;
   const __m512i runs_;
 };
+
+HWY_INLINE __m512i AddBytes(__m512i sums, __m512i bytes) {
+  return _mm512_add_epi64(sums, _mm512_sad_epu8(bytes, _mm512_setzero_si512()));
+}
 
 // The levels of a block with magnitudes from 64 on: one by one while there are any, and then those
 // that are left.
@@ -321,13 +324,13 @@ HWY_NOINLINE void AddLargeBlock(const LevelCosts& costs, __m512i low, __m512i hi
     if (escaped == 0) break;
     const __mmask64 set =
         MaskOfWords(_mm512_test_epi16_mask(low, low), _mm512_test_epi16_mask(high, high));
-    sums[i] = _mm512_add_epi64(sums[i], costs.Of(LowBytes(low, high), set, escaped));
+    sums[i] = AddBytes(sums[i], costs.Of(LowBytes(low, high), set, escaped));
     low = _mm512_srli_epi16(low, 1);
     high = _mm512_srli_epi16(high, 1);
   }
   for (__m512i magnitudes = LowBytes(low, high); i < levels; ++i) {
     const __mmask64 set = _mm512_test_epi8_mask(magnitudes, magnitudes);
-    sums[i] = _mm512_add_epi64(sums[i], costs.Of(magnitudes, set));
+    sums[i] = AddBytes(sums[i], costs.Of(magnitudes, set));
     magnitudes = _mm512_and_si512(_mm512_srli_epi16(magnitudes, 1), mask);
   }
 }
@@ -341,27 +344,35 @@ void CountLevels(const int16_t* blocks, size_t count, const BitCost& cost, uint3
   const __m512i large = _mm512_set1_epi16(-static_cast<int16_t>(kEscapeMagnitude));
   const __m512i mask = _mm512_set1_epi8(0x7F);
   __m512i sums[8];
-  __m512i sumsOfLarge[8];
-  for (size_t i = 0; i < 8; ++i) sums[i] = sumsOfLarge[i] = _mm512_setzero_si512();
-  for (const int16_t* block = blocks; block != blocks + 64 * count; block += 64) {
-    const __m512i low = _mm512_srl_epi16(
-        _mm512_maskz_abs_epi16(static_cast<__mmask32>(kBehindDc), _mm512_loadu_si512(block)),
-        shift);
-    const __m512i high = _mm512_srl_epi16(_mm512_abs_epi16(_mm512_loadu_si512(block + 32)), shift);
-    if (_mm512_test_epi16_mask(_mm512_or_si512(low, high), large) != 0) {
-      AddLargeBlock(costs, low, high, Levels, sumsOfLarge);
-      continue;
+  for (size_t i = 0; i < 8; ++i) sums[i] = _mm512_setzero_si512();
+  // Bytes have room for the costs of some blocks.
+  constexpr size_t kBlocksAtOnce = 4;
+  while (count > 0) {
+    __m512i bytes[Levels];
+    for (size_t i = 0; i < Levels; ++i) bytes[i] = _mm512_setzero_si512();
+    const size_t now = HWY_MIN(count, kBlocksAtOnce);
+    for (const int16_t* const end = blocks + 64 * now; blocks != end; blocks += 64) {
+      const __m512i low = _mm512_srl_epi16(
+          _mm512_maskz_abs_epi16(static_cast<__mmask32>(kBehindDc), _mm512_loadu_si512(blocks)),
+          shift);
+      const __m512i high =
+          _mm512_srl_epi16(_mm512_abs_epi16(_mm512_loadu_si512(blocks + 32)), shift);
+      if (_mm512_test_epi16_mask(_mm512_or_si512(low, high), large) != 0) {
+        AddLargeBlock(costs, low, high, Levels, sums);
+        continue;
+      }
+      __m512i magnitudes = LowBytes(low, high);
+      HWY_UNROLL(8)
+      for (size_t i = 0; i < Levels; ++i) {
+        const __mmask64 set = _mm512_test_epi8_mask(magnitudes, magnitudes);
+        if (i % kLevelsPerCheck == 0 && set == 0) break;
+        bytes[i] = _mm512_add_epi8(bytes[i], costs.Of(magnitudes, set));
+        magnitudes = _mm512_and_si512(_mm512_srli_epi16(magnitudes, 1), mask);
+      }
     }
-    __m512i magnitudes = LowBytes(low, high);
-    HWY_UNROLL(8)
-    for (size_t i = 0; i < Levels; ++i) {
-      const __mmask64 set = _mm512_test_epi8_mask(magnitudes, magnitudes);
-      if (i % kLevelsPerCheck == 0 && set == 0) break;
-      sums[i] = _mm512_add_epi64(sums[i], costs.Of(magnitudes, set));
-      magnitudes = _mm512_and_si512(_mm512_srli_epi16(magnitudes, 1), mask);
-    }
+    for (size_t i = 0; i < Levels; ++i) sums[i] = AddBytes(sums[i], bytes[i]);
+    count -= now;
   }
-  for (size_t i = 0; i < 8; ++i) sums[i] = _mm512_add_epi64(sums[i], sumsOfLarge[i]);
   alignas(64) uint64_t totals[8];
   _mm512_store_si512(totals, SumsOfEight(sums));
   for (size_t i = 0; i < Levels; ++i) bits[i] += static_cast<uint32_t>(totals[i]);
