@@ -8,6 +8,11 @@
 
 namespace zel::dnxhd {
 
+struct RowWriter::Bits {
+  uint64_t bits;
+  uint32_t length;
+};
+
 // Bits gather at the top of a word. Every code stores the word where the row has come to, and what
 // is whole in it goes: without a branch, and there is one store more than bytes need, but no
 // question that a processor could guess wrong. There has to be room for eight bytes.
@@ -16,7 +21,9 @@ struct RowWriter::Output {
   uint64_t word = 0;
   uint32_t used = 0;  // bits of the word, below 8
 
-  // At most 56 bits; those above are zero.
+  static constexpr uint32_t kMostBits = 56;
+
+  // At most so many; the bits above are zero.
   void Put(uint64_t value, uint32_t count) {
     word |= value << ((64 - used - count) % 64);
     base::storeBig64(at, word);
@@ -73,19 +80,31 @@ void RowWriter::Prepare(const RowInput& row, size_t column, int32_t* predictors,
       kernels_.list(coefficients, PlacesOf(mode_), shift, predictors, macroblock.codes.data());
 }
 
-// Two codes at a time; behind an odd number, the second one is one without bits.
+// Four codes at a time, but for those that are too long; behind the last there are some without
+// bits.
 void RowWriter::Write(Output& whole, Macroblock& macroblock) const {
-  static_assert(2 * WriteCode::kMostBits <= 56);
+  static_assert(2 * WriteCode::kMostBits <= Output::kMostBits);
   // In registers: nothing else sees it.
   Output out = whole;
   out.Put(macroblock.header, kMacroblockHeaderBits);
-  macroblock.codes[macroblock.count] = 0;
+  std::fill_n(macroblock.codes.begin() + macroblock.count, 3, uint16_t{0});
   const uint16_t* index = macroblock.codes.data();
-  for (const uint16_t* const end = index + macroblock.count; index < end; index += 2) {
-    const WriteCode first = codes_.codes[index[0]];
-    const WriteCode second = codes_.codes[index[1]];
-    out.Put(uint64_t{first.Bits()} << second.Length() | second.Bits(),
-            first.Length() + second.Length());
+  const auto two = [&](size_t i) {
+    const WriteCode first = codes_.codes[index[i]];
+    const WriteCode second = codes_.codes[index[i + 1]];
+    return Bits{uint64_t{first.Bits()} << second.Length() | second.Bits(),
+                first.Length() + second.Length()};
+  };
+  for (const uint16_t* const end = index + macroblock.count; index < end; index += 4) {
+    const Bits first = two(0);
+    const Bits second = two(2);
+    const uint32_t length = first.length + second.length;
+    if (length <= Output::kMostBits) [[likely]] {
+      out.Put(first.bits << second.length | second.bits, length);
+    } else {
+      out.Put(first.bits, first.length);
+      out.Put(second.bits, second.length);
+    }
   }
   whole = out;
 }

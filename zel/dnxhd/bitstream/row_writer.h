@@ -40,6 +40,7 @@ class RowWriter {
   ResultWord Write(const RowInput& row, std::span<uint8_t> out, size_t& written) const;
 
  private:
+  struct Bits;
   struct Output;
   struct Macroblock;
   void Prepare(const RowInput& row, size_t column, int32_t* predictors,
