@@ -51,6 +51,7 @@ class Clip:
         self.folder, self.frames = folder, frames
         self.size, self.depth, self.interlaced, self.rate = IDS[number]
         self.pixels = "yuv422p" if self.depth == 8 else "yuv422p10le"
+        self.fields = ["-flags", "+ildct+ilme", "-top", "1"] if self.interlaced else []  # of FFmpeg's encoder
         self.raw = folder / "clip.yuv"
         options = ["--interlaced", "tff"] if self.interlaced else []
         run(ZEL, "testsrc", "--size", self.size, "--rate", "25", "--chroma", "422", "--depth", self.depth, "--frames",
@@ -83,11 +84,10 @@ class Turn:
 
 def turns(clip, number, threads, passes, folder):
     """One round's encoding and decoding."""
-    fields = ["-flags", "+ildct+ilme", "-top", "1"] if clip.interlaced else []
     mine, total, loop = folder / "ours.dnxhd", clip.frames * passes, ["-stream_loop", passes - 1]
     encode = ours("encode", number, clip.raw, mine, threads, passes)
     coded, _ = ffmpeg_seconds(*loop, *clip.raw_input(), "-threads", threads, "-c:v", "dnxhd", "-b:v", clip.rate,
-                              *fields, "-f", "null", "-")
+                              *clip.fields, "-f", "null", "-")
     read, _ = ffmpeg_seconds(*loop, *clip.raw_input(), "-c", "copy", "-f", "null", "-")
     # Each decodes the frames that we made.
     decode = ours("decode", number, mine, "-", threads, passes)
@@ -99,9 +99,8 @@ def turns(clip, number, threads, passes, folder):
 
 def qualities(clip, folder):
     theirs = folder / "theirs.dnxhd"
-    fields = ["-flags", "+ildct+ilme", "-top", "1"] if clip.interlaced else []
     run("ffmpeg", "-v", "error", "-nostdin", "-y", *clip.raw_input(), "-threads", "1", "-c:v", "dnxhd", "-b:v",
-        clip.rate, *fields, "-f", "dnxhd", theirs)
+        clip.rate, *clip.fields, "-f", "dnxhd", theirs)
     marks = [quality(clip, frames) for frames in (folder / "ours.dnxhd", theirs)]
     return ", ".join(f"{psnr:.2f} / {ssim:.4f}" for psnr, ssim in marks)
 

@@ -114,10 +114,11 @@ class Mux(ZelTest):
         self.assertIn("a.ts is a transport stream; name the stream to take out of it", outcome.err)
 
     def test_missing_files(self):
-        self.fails("mux", "b.mp2", "-o", "a.ts", message="mux: b.mp2: No such file or directory")
+        self.fails("mux", "-", "-o", "a.ts", message="mux: standard input: streams are read from files")
+        self.fails("mux", "b.mp2", "-o", "a.ts", message="mux: b.mp2: cannot open: No such file or directory")
         self.fails("mux", "--audio", "b.mp2", "-o", "a.ts",
                    message="mux: Audio stream input file open error.  Filename = b.mp2")
-        self.fails("mux", "--config", "c.cfg", "-o", "a.ts", message="mux: c.cfg: No such file or directory")
+        self.fails("mux", "--config", "c.cfg", "-o", "a.ts", message="mux: c.cfg: cannot open: No such file or directory")
         self.assertFalse(self.has("a.ts"))
 
     def test_streams_that_are_none(self):

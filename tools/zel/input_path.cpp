@@ -3,12 +3,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstdio>
-#include <memory>
+#include <array>
 
-#include "tools/zel/console.h"
 #include "tools/zel/failure.h"
+#include "tools/zel/media/byte_stream.h"
 
 namespace zel::tool {
 
@@ -24,16 +22,12 @@ std::optional<uint64_t> regularFileSize(const std::string& path) {
 }
 
 std::string contentsOf(const std::string& path) {
-  const bool isStandard = path == "-";
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
-      isStandard ? stdin : std::fopen(path.c_str(), "rbe"),
-      isStandard ? [](std::FILE*) { return 0; } : &std::fclose);
-  if (file == nullptr) throw Failure(inputName(path) + ": " + errorText(errno));
+  media::FileSource file(path);
   std::string text;
-  char bytes[4096];
-  for (size_t size = 0; (size = std::fread(bytes, 1, sizeof bytes, file.get())) > 0;)
-    text.append(bytes, size);
-  if (std::ferror(file.get()) != 0) throw Failure(inputName(path) + ": " + errorText(errno));
+  std::array<uint8_t, 4096> bytes;
+  for (size_t size = 0; (size = file.read(bytes)) > 0;)
+    text.append(reinterpret_cast<const char*>(bytes.data()), size);
+  if (!file.error().empty()) throw Failure(file.error());
   return text;
 }
 

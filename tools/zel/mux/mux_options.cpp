@@ -1,13 +1,11 @@
 #include "tools/zel/mux/mux_options.h"
 
-#include <cerrno>
 #include <map>
-#include <memory>
 
 #include <fmt/format.h>
 
-#include "tools/zel/console.h"
 #include "tools/zel/failure.h"
+#include "tools/zel/media/byte_stream.h"
 #include "tools/zel/option_values.h"
 #include "zel/mux/engine/input/stream_content.h"
 
@@ -57,12 +55,11 @@ constexpr ContentSection kContentSections[] = {
 };
 
 tsm_content contentOf(const std::string& path) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
-                                                             &std::fclose);
-  if (file == nullptr) throw Failure(fmt::format("{}: {}", path, errorText(errno)));
+  if (path == "-") throw Failure("standard input: streams are read from files");
+  media::FileSource file(path);
   std::vector<uint8_t> bytes(tsm_content_bytes);
-  bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
-  if (std::ferror(file.get()) != 0) throw Failure(fmt::format("{}: {}", path, errorText(errno)));
+  bytes.resize(file.read(bytes));
+  if (!file.error().empty()) throw Failure(file.error());
   return tsm_recognise(bytes);
 }
 
