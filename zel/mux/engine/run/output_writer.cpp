@@ -11,7 +11,7 @@ output_writer::output_writer(const layout& form, const packet_time_stamps& stamp
       stamps_(stamps),
       write_(write),
       user_(user),
-      plain_(form.packetSize == static_cast<int>(kPacketBytes) && !form.events &&
+      plain_(form.packetSize == static_cast<int>(kPacketBytes) && !form.events && !form.dropNulls &&
              !stamps.enabled()),
       room_(static_cast<size_t>(form.packetSize) *
             static_cast<size_t>(std::max(form.bufferedPackets, 1))),
@@ -29,27 +29,19 @@ void output_writer::lay_out(const tsm_packet& packet, uint8_t* out) {
   if (stampBytes > 0) stamps_.write(stamps_.precedes() ? out : out + kPacketBytes);
 }
 
-bool output_writer::put(const tsm_packet& packet, Morvalen::Zel::tsm_stats& stats) {
-  const bool isNull = packet.pid() == kNullPid;
-  const auto size = static_cast<size_t>(form_.packetSize);
-  ++stats.packetsWritten;
-  ++stats.packetsCounted;
-  stats.nullPackets += isNull ? 1 : 0;
-  stats.bytesWritten += form_.packetSize;
-
+bool output_writer::put_laid_out(const tsm_packet& packet, bool isNull) {
   if (isNull && form_.dropNulls) {
     stamps_.advance();
     return true;
   }
-  uint8_t* const out = buffer_.data() + used_;
-  if (packet.bytes != out) lay_out(packet, out);
+  lay_out(packet, buffer_.data() + used_);
   if (stamps_.enabled()) stamps_.advance();
-  if (form_.bufferedPackets <= 0) {
-    return write_(user_, buffer_.data(), form_.packetSize,
-                  isNull ? kNullPacketKind : kPacketKind) == 0;
-  }
-  used_ += size;
-  return used_ < room_ || flush();
+  return pass_on(isNull);
+}
+
+bool output_writer::write_one(bool isNull) {
+  return write_(user_, buffer_.data(), form_.packetSize, isNull ? kNullPacketKind : kPacketKind) ==
+         0;
 }
 
 bool output_writer::flush() {

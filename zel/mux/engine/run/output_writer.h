@@ -42,6 +42,9 @@ class output_writer {
 
  private:
   void lay_out(const tsm_packet& packet, uint8_t* out);
+  bool put_laid_out(const tsm_packet& packet, bool isNull);
+  bool write_one(bool isNull);
+  bool pass_on(bool isNull);
 
   layout form_;
   packet_time_stamps stamps_;
@@ -52,5 +55,23 @@ class output_writer {
   std::vector<uint8_t> buffer_;  // so large, and the last packet's events; its size never changes
   size_t used_ = 0;
 };
+
+// Each packet passes here.
+inline bool output_writer::put(const tsm_packet& packet, Morvalen::Zel::tsm_stats& stats) {
+  const bool isNull = packet.pid() == kNullPid;
+  ++stats.packetsWritten;
+  ++stats.packetsCounted;
+  stats.nullPackets += isNull ? 1 : 0;
+  stats.bytesWritten += form_.packetSize;
+  const bool isInPlace = packet.bytes == buffer_.data() + used_;
+  return isInPlace ? pass_on(isNull) : put_laid_out(packet, isNull);
+}
+
+// The packet stands behind those that are gathered.
+inline bool output_writer::pass_on(bool isNull) {
+  if (form_.bufferedPackets <= 0) return write_one(isNull);
+  used_ += static_cast<size_t>(form_.packetSize);
+  return used_ < room_ || flush();
+}
 
 }  // namespace zel::mux

@@ -9,10 +9,6 @@ namespace zel::mux {
 
 namespace {
 
-bool is_candidate(const tsm_stream& stream, const tsm_time& now) {
-  return !stream.has(kNoMorePackets) && !is_before(now, stream.nextTime);
-}
-
 bool is_audio_or_video(stream_kind kind) {
   return kind == stream_kind::video || kind == stream_kind::audio ||
          kind == stream_kind::smpte302m || kind == stream_kind::lpcm;
@@ -27,13 +23,6 @@ bool leak_and_test(smoothing_buffer& buffer, const tsm_mux& mux) {
 }
 
 }  // namespace
-
-bool slot_watch::holds(const tsm_time& now) const {
-  if (!isValid_ || (anyRests_ && !is_before(now, wakeTime_))) return false;
-  return std::ranges::all_of(awake_, [](const awake_stream& each) {
-    return each.stream->has(kSourceEnded) == each.ended;
-  });
-}
 
 void slot_watch::look_at_all(tsm_mux& mux) {
   isValid_ = true;
@@ -64,23 +53,6 @@ void slot_watch::look_at_all(tsm_mux& mux) {
   }
   if (mux.stopOnAv == stop_on_av::first) lasting_.stopOnAv = anyAvEnded;
   if (mux.stopOnAv == stop_on_av::last) lasting_.stopOnAv = sawAv && allAvEnded;
-}
-
-slot_survey slot_watch::survey(tsm_mux& mux) {
-  if (!holds(mux.now)) look_at_all(mux);
-  slot_survey survey = lasting_;
-  for (const awake_stream& each : awake_) {
-    tsm_stream& stream = *each.stream;
-    if (!is_candidate(stream, mux.now)) continue;
-    if (survey.earliestDue == nullptr || is_before(stream.dueTime, survey.earliestDue->dueTime)) {
-      survey.earliestDue = &stream;
-    }
-    if (stream.has(kPriority) &&
-        (survey.priority == nullptr || is_before(stream.nextTime, survey.priority->nextTime))) {
-      survey.priority = &stream;
-    }
-  }
-  return survey;
 }
 
 bool pass_smoothing_buffers(tsm_stream& stream, const tsm_mux& mux) {

@@ -33,8 +33,8 @@ class slot_watch {
  public:
   /// Makes room for a run with so many streams.
   void prepare(size_t streams) { awake_.reserve(streams); }
-  /// The slot at mux.now.
-  slot_survey survey(tsm_mux& mux);
+  /// The slot at `now`, which is mux.now.
+  slot_survey survey(const tsm_time& now, tsm_mux& mux);
   /// Has to be called where the clock was set, or a stream was asked that the survey hadn't told.
   void forget() { isValid_ = false; }
 
@@ -44,6 +44,9 @@ class slot_watch {
     bool ended;  // kSourceEnded; all else that may change is looked at each time
   };
 
+  static bool is_candidate(const tsm_stream& stream, const tsm_time& now) {
+    return !stream.has(kNoMorePackets) && !is_before(now, stream.nextTime);
+  }
   bool holds(const tsm_time& now) const;
   void look_at_all(tsm_mux& mux);
 
@@ -53,6 +56,31 @@ class slot_watch {
   slot_survey lasting_;              // what is the same as long as this holds
   std::vector<awake_stream> awake_;  // in the order of the list
 };
+
+inline bool slot_watch::holds(const tsm_time& now) const {
+  if (!isValid_ || (anyRests_ && !is_before(now, wakeTime_))) return false;
+  for (const awake_stream& each : awake_) {
+    if (each.stream->has(kSourceEnded) != each.ended) return false;
+  }
+  return true;
+}
+
+inline slot_survey slot_watch::survey(const tsm_time& now, tsm_mux& mux) {
+  if (!holds(now)) look_at_all(mux);
+  slot_survey survey = lasting_;
+  for (const awake_stream& each : awake_) {
+    tsm_stream& stream = *each.stream;
+    if (!is_candidate(stream, now)) continue;
+    if (survey.earliestDue == nullptr || is_before(stream.dueTime, survey.earliestDue->dueTime)) {
+      survey.earliestDue = &stream;
+    }
+    if (stream.has(kPriority) &&
+        (survey.priority == nullptr || is_before(stream.nextTime, survey.priority->nextTime))) {
+      survey.priority = &stream;
+    }
+  }
+  return survey;
+}
 
 /// Leaks both smoothing buffers of `stream` up to now. True where both have room for a packet,
 /// which is then taken.

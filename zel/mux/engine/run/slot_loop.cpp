@@ -60,18 +60,18 @@ void trace(tsm_mux& mux, const tsm_stream* stream) {
 }
 
 // At a variable rate the writer comes to packets only when they are whole.
-void begin_next_packet(tsm_mux& mux) {
+inline void begin_next_packet(tsm_mux& mux) {
   mux.packet = mux.vbr == nullptr ? &mux.writer.place_of_next(mux.ownPacket) : &mux.ownPacket;
 }
 
-void write(tsm_mux& mux) {
+inline void write(tsm_mux& mux) {
   if (!mux.writer.put(*mux.packet, mux.stats)) mux.reports.fatal(kWriteFailed);
   begin_next_packet(mux);
   mux.bursts.packet_sent();
 }
 
 // The packet under construction, of `stream`.
-void put(tsm_mux& mux, tsm_stream& stream) {
+inline void put(tsm_mux& mux, tsm_stream& stream) {
   ++mux.sinceProgress;
   ++stream.packetsSent;
   if (mux.trace != nullptr) trace(mux, &stream);
@@ -91,7 +91,7 @@ void put_null(tsm_mux& mux) {
   write(mux);
 }
 
-bool termination_reached(tsm_mux& mux) {
+inline bool termination_reached(tsm_mux& mux) {
   if (mux.terminatePacket <= 0 || mux.stats.packetsCounted < mux.terminatePacket) return false;
   for (const auto& stream : mux.streams) {
     if (!stream->has2(kTerminated) || stream->has(kSourceEnded)) continue;
@@ -100,20 +100,20 @@ bool termination_reached(tsm_mux& mux) {
   return true;
 }
 
-bool progress_stops(tsm_mux& mux) {
+inline bool progress_stops(tsm_mux& mux) {
   if (mux.sinceProgress < mux.progressPeriod) return false;
   mux.sinceProgress = 0;
   return mux.progress != nullptr && mux.progress(mux.progressUser, &mux.stats) != 0;
 }
 
-bool run_is_over(const tsm_mux& mux, const slot_survey& survey) {
+inline bool run_is_over(const tsm_mux& mux, const slot_survey& survey) {
   if (mux.terminate) return false;
   if (mux.forceDuration) return !is_before(mux.now, mux.endTime);
   return survey.allEnded || survey.stopOnAv;
 }
 
 // The stream of this slot, or null where it goes to a null packet.
-tsm_stream* choose(const tsm_mux& mux, const slot_survey& survey) {
+inline tsm_stream* choose(const tsm_mux& mux, const slot_survey& survey) {
   tsm_stream* stream = survey.choice();
   if (stream != nullptr && stream->has2(kHold)) {
     if (is_before(mux.now, stream->holdUntil)) {
@@ -147,7 +147,7 @@ void write_clock(tsm_mux& mux, const tsm_stream& stream) {
 }
 
 // True where a packet is there to go out; otherwise the slot is open to the next candidate.
-bool make_packet(tsm_mux& mux, tsm_stream& stream) {
+inline bool make_packet(tsm_mux& mux, tsm_stream& stream) {
   const tsm_time before = stream.nextTime;
   const bool hadPackets = !stream.has(kNoMorePackets);
   mux.packet->events[0] = mux.packet->events[1] = 0;
@@ -182,7 +182,7 @@ void step_back(tsm_stream& stream, int lost) {
 
 // Sound has little to spare, and so makes up for whatever takes room in its packets. Not so video,
 // whose deep buffer bears it, and whose rate may be all that leaves MB.
-void make_up_for_fields(tsm_mux& mux, tsm_stream& stream) {
+inline void make_up_for_fields(tsm_mux& mux, tsm_stream& stream) {
   if (mux.vbr == nullptr || &stream != mux.vbr->clock || stream.has(kNoMorePackets)) return;
   if (stream.kind == stream_kind::video) return;
   const bool carries = (mux.packet->bytes[3] & kPayloadBit) != 0;
@@ -219,7 +219,7 @@ void make_forced_packet(tsm_mux& mux) {
 }
 
 // One slot of the time line is over.
-void next_slot(tsm_mux& mux) {
+inline void next_slot(tsm_mux& mux) {
   mux.now = add(mux.now, mux.packetTime);
   if (mux.vbr == nullptr) return;
   ++mux.vbr->slotsSincePcr;
@@ -266,7 +266,7 @@ slot_outcome run_slots(tsm_mux& mux) {
     if (termination_reached(mux) || progress_stops(mux)) return finish(mux);
     sync_clock(mux);
 
-    const slot_survey survey = mux.watch.survey(mux);
+    const slot_survey survey = mux.watch.survey(mux.now, mux);
     if (run_is_over(mux, survey)) return finish(mux);
     if (mux.vbr != nullptr && pcr_is_forced(mux)) {
       make_forced_packet(mux);

@@ -26,7 +26,7 @@ struct tsm_packet {
 
   int pid() const { return (bytes[1] & 0x1F) << 8 | bytes[2]; }
   /// Turns the packet into "nothing to send", which passes the slot to the next candidate.
-  void make_null() {
+  constexpr void make_null() {
     bytes[0] = 0x47;
     bytes[1] = 0x1F;
     bytes[2] = 0xFF;

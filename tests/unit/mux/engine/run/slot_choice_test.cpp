@@ -60,8 +60,8 @@ TEST_F(SlotChoice, WhatAWatchRemembersIsWhatAnotherLookTells) {
     slot_watch watch;
     for (int slot = 0; slot < 1'500; ++slot) {
       slot_watch fresh;
-      const slot_survey survey = watch.survey(mux_);
-      ASSERT_EQ(survey, fresh.survey(mux_)) << round << ", " << slot;
+      const slot_survey survey = watch.survey(mux_.now, mux_);
+      ASSERT_EQ(survey, fresh.survey(mux_.now, mux_)) << round << ", " << slot;
       tsm_stream* const stream = survey.choice();
       choices += stream != nullptr ? 1 : 0;
       if (stream != nullptr) ask(*stream);
