@@ -86,6 +86,8 @@ def compare(options, folder):
     figures = {name: [] for name in rivals}
     for turn in range(options.runs + 1):
         for name, command in rivals.items():
+            if not options.discard and os.path.exists(out[name]):
+                os.remove(out[name])  # what a file held before takes time to free
             figure = run(command)
             if turn > 0:  # the first turn warms the caches
                 figures[name].append(figure)

@@ -58,7 +58,8 @@ OutputFile::OutputFile(const std::string& path, std::span<const TakenFile> taken
   }
   if (path == "-") return;  // what the shell opened is the shell's
   unfinished_ = std::make_unique<UnfinishedFile>(path, file);
-  if (isRegular_ && ftruncate(file, 0) != 0) {
+  // A new file isn't cut: some file systems write one that was at once when it's closed.
+  if (isRegular_ && status.st_size > 0 && ftruncate(file, 0) != 0) {
     const int error = errno;
     std::fclose(file_);
     throw Failure(name_ + ": " + errorText(error));
