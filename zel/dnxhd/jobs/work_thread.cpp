@@ -1,8 +1,11 @@
 #include "zel/dnxhd/jobs/work_thread.h"
 
 #include <array>
+#include <chrono>
 #include <cstring>
 #include <new>
+#include <span>
+#include <thread>
 
 #include "zel/dnxhd/jobs/job_list_mgr.h"
 #include "zel/platform/debug_output.h"
@@ -22,6 +25,20 @@ constexpr std::array<char[kErrorTextBytes], 7> kErrorTexts = {{
     "Worker Thread Error Thread Not free to delete\t",
     "Worker Thread Error Thread Not free to start new job",
 }};
+
+// The next stage of a frame is there sooner than a thread that sleeps is awake. So who has been at
+// a job looks for the next one for a moment, while nobody else wants the processor.
+constexpr std::chrono::microseconds kMoment{60};
+
+int NextOf(std::span<platform::Event* const> events) {
+  const auto end = std::chrono::steady_clock::now() + kMoment;
+  do {
+    const int signalled = platform::Event::waitAny(events, 0);
+    if (signalled != platform::Event::kTimedOut) return signalled;
+    std::this_thread::yield();
+  } while (std::chrono::steady_clock::now() < end);
+  return platform::Event::waitAny(events);
+}
 
 }  // namespace
 
@@ -92,7 +109,7 @@ int32_t WorkThread_Win::SetPriority(int32_t value) {
 void WorkThread_Win::Run() {
   // A job that was started comes before the end: a start is never lost.
   platform::Event* const events[] = {&startEvent_, &exitEvent_};
-  while (platform::Event::waitAny(events) == 0) {
+  for (int next = platform::Event::waitAny(events); next == 0; next = NextOf(events)) {
     IThreadCallback* const callback = callback_;
     ThreadJobSlot* const slot = workParameter_;
     Keep(callback->Execute(slot));
