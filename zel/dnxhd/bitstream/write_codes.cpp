@@ -25,9 +25,7 @@ void ForEachDifference(const VCIDEntry& entry, Visit visit) {
 }  // namespace
 
 BitCost::BitCost(const VCIDEntry& entry)
-    : endOfBlocks(static_cast<uint8_t>(entry.endOfBlockLength * BlocksOf(CodingModeOf(entry)))),
-      endOfBlock(static_cast<uint8_t>(entry.endOfBlockLength)),
-      longestRun(static_cast<uint8_t>(entry.runLengths.back())) {
+    : endOfBlocks(static_cast<uint8_t>(entry.endOfBlockLength * BlocksOf(CodingModeOf(entry)))) {
   const auto escapeBits = static_cast<uint32_t>(entry.depth - 4);
   for (size_t kind = 0; kind < entry.acLengths.size(); ++kind) {
     const uint32_t extra = 1 + ((kind & kEscape) != 0 ? escapeBits : 0);

@@ -28,11 +28,9 @@ constexpr uint32_t DcIndex(int32_t difference) {
 /// Lengths, signs and escape bits included.
 struct BitCost {
   uint8_t endOfBlocks = 0;  // of all blocks of a macroblock
-  uint8_t endOfBlock = 0;
   /// By AcIndex, less 1: below 64, escaped, and the same two after a run.
   std::array<uint8_t, 256> ac{};
   std::array<uint8_t, 63> run{};  // by length; entry 0 is 0
-  uint8_t longestRun = 0;
   /// The same for vectors: of coefficients by magnitude, 0 for 0, without and after a run; of runs
   /// by the distance between coefficients; and what each zero more adds to a run, up to 15.
   alignas(64) std::array<uint8_t, 64> plainByMagnitude{};

@@ -30,7 +30,6 @@ constexpr double kEarly = 26'000'000;  // 0.963 s
 // The buffer limits are sizes of main buffers less this much for PES headers.
 constexpr int32_t kHeaderRoom = 184;
 constexpr int32_t kMostInput = 1 << 29;
-constexpr int32_t kPayload = static_cast<int32_t>(kPacketBytes) - kTsHeaderBytes;
 constexpr int32_t kMostPesLength = 0xFFFF;
 constexpr uint8_t kAlignmentFlag = 4;  // of pes_fields::headerFlags
 constexpr int kPesFixedBytes = 6;      // in front of what PES_packet_length counts
@@ -93,9 +92,9 @@ int32_t expected_pcrs(const tsm_stream& stream, int32_t packets) {
 // The payload of a PES packet of `frames` bytes whose first packet takes `room`.
 int32_t whole_packets(const tsm_stream& stream, int32_t frames, int32_t room) {
   if (frames <= room) return frames;
-  const int32_t packets = (frames - room) / kPayload;
+  const int32_t packets = (frames - room) / kPayloadBytes;
   const int32_t bytes =
-      room + packets * kPayload - expected_pcrs(stream, packets) * int32_t{kAdaptationWithPcr};
+      room + packets * kPayloadBytes - expected_pcrs(stream, packets) * int32_t{kAdaptationWithPcr};
   return std::max(bytes, room);
 }
 

@@ -10,6 +10,8 @@ namespace zel::mux {
 
 inline constexpr int kSyncByte = 0x47;
 inline constexpr int kTsHeaderBytes = 4;
+/// What a packet without adaptation field carries: 184.
+inline constexpr int kPayloadBytes = static_cast<int>(kPacketBytes) - kTsHeaderBytes;
 inline constexpr uint8_t kUnitStartBit = 0x40;  // of byte 1
 inline constexpr uint8_t kTransportPriorityBit = 0x20;
 inline constexpr uint8_t kAdaptationBit = 0x20;  // of byte 3

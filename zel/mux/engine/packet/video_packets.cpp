@@ -38,7 +38,6 @@ constexpr int kMostStrictHolds = 10;
 constexpr int kDelimiterBytes = 6;
 constexpr int32_t kMostInput = 1 << 29;
 constexpr int kEndCodeReach = 368;
-constexpr int32_t kPayload = static_cast<int32_t>(kPacketBytes) - kTsHeaderBytes;
 
 bool is_nal_coded(const video_state& state) {
   return state.characteristics.coding == video_coding::avc ||
@@ -71,8 +70,11 @@ void scan_for_unit(video_state& state, size_t index) {
 }  // namespace
 
 bool video_unit_ready(video_state& state, size_t index) {
-  if (waits_for_unit(state, index)) scan_for_unit(state, index);
-  return !waits_for_unit(state, index) && state.units.size() > index;
+  if (waits_for_unit(state, index)) {
+    scan_for_unit(state, index);
+    if (waits_for_unit(state, index)) return false;
+  }
+  return state.units.size() > index;
 }
 
 namespace {
@@ -386,13 +388,13 @@ inline bool make_inner_packet(video_state& state, tsm_stream& stream, const tsm_
                               double ticks, tsm_packet& packet) {
   const access_unit& unit = state.units.front();
   const int32_t sent = state.cursor.unitSent;
-  if (sent == 0 || unit.base_size() - sent <= kPayload) return false;
-  if (cut_by_length(state) && state.cursor.pesBytesLeft < kPayload) return false;
+  if (sent == 0 || unit.base_size() - sent <= kPayloadBytes) return false;
+  if (cut_by_length(state) && state.cursor.pesBytesLeft < kPayloadBytes) return false;
   if (stream.has(kInitDiPending) || pcr_is_due(stream, now)) return false;
   if (is_withheld(state, stream, kTsHeaderBytes, tested_time(state, unit), ticks)) return false;
   step_header(stream, packet);
-  send_bytes(state, unit, packet.bytes + kTsHeaderBytes, kPayload);
-  state.model.level += kPayload;
+  send_bytes(state, unit, packet.bytes + kTsHeaderBytes, kPayloadBytes);
+  state.model.level += kPayloadBytes;
   end_layer_turn(state, false);
   return true;
 }

@@ -21,7 +21,6 @@ constexpr int kUnderflow = 1;
 constexpr double kEarly = 26'000'000;  // 0.963 s
 constexpr uint8_t kAlignmentFlag = 4;  // of pes_fields::headerFlags
 constexpr double kRateMargin = 1.01;   // slots that others take first are made up for
-constexpr int kPayload = static_cast<int>(kPacketBytes) - kTsHeaderBytes;
 
 pes_fields fields_of(const tsm_stream& stream, size_t bytes, double pts) {
   pes_fields pes;
@@ -100,7 +99,7 @@ void fill_packet(pcm_state& state, const tsm_stream& stream, tsm_packet& packet)
 double pcm_stream_rate(const tsm_stream& stream, size_t bytes, double perSecond, bool noEmptyAf) {
   int all = pes_header_size(fields_of(stream, bytes, 0)) + static_cast<int>(bytes);
   if (stream.has2(kRandomAccess)) all += 2;
-  const int packets = (all + kPayload - 1) / kPayload + (noEmptyAf ? 1 : 0);
+  const int packets = (all + kPayloadBytes - 1) / kPayloadBytes + (noEmptyAf ? 1 : 0);
   return packets * 1504.0 * perSecond * kRateMargin;
 }
 

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <cstring>
 
+#include "zel/mux/engine/packet/packet_header.h"
 #include "zel/mux/engine/stream/pcr_schedule.h"
 
 namespace zel::mux {
 
 namespace {
 
-constexpr size_t kPayloadBytes = kPacketBytes - 4;
 constexpr double kQuickSpacing = 40608;   // 27 MHz ticks between packets: 1 Mbit/s
 constexpr double kPacedSpacing = 507600;  // 80 kbit/s, the leak rate of the PSI buffer
 

@@ -174,8 +174,7 @@ inline bool make_packet(tsm_mux& mux, tsm_stream& stream) {
 // What a packet of the clock's stream carries too little, its next comes earlier by: a stream's
 // rate allows for a PCR every PCRper, and at a variable rate they come as they have to.
 void step_back(tsm_stream& stream, int lost) {
-  constexpr int kPayload = static_cast<int>(kPacketBytes) - kTsHeaderBytes;
-  const tsm_time step = time_from_ticks(ticks_of(stream.interval) * lost / kPayload);
+  const tsm_time step = time_from_ticks(ticks_of(stream.interval) * lost / kPayloadBytes);
   stream.nextTime = subtract(stream.nextTime, step);
   stream.dueTime = subtract(stream.dueTime, step);
 }

@@ -26,7 +26,7 @@ constexpr int kNoTablesPerSecond = 83;
 constexpr int kNoStartToAdjust = 123;  // a warning
 constexpr int32_t kNegative = 3;
 constexpr double kTransportLeak = 1e6;
-constexpr size_t kRoom = kPacketBytes - kTsHeaderBytes;
+constexpr size_t kRoom = kPayloadBytes;
 constexpr uint8_t kPrivateSections = 0x05;
 constexpr uint8_t kStuffing = 0xFF;
 

@@ -120,13 +120,13 @@ bool bears_wait(const tsm_stream& stream, double now, double ticks) {
 
 // Whether a stream could send but for what the next PCR would credit it with, and can't wait.
 bool is_blocked(const tsm_mux& mux) {
-  constexpr auto kPayload = static_cast<int64_t>(kPacketBytes);
+  constexpr auto kPacket = static_cast<int64_t>(kPacketBytes);
   const double now = ticks_of(mux.now);
   for (const auto& stream : mux.streams) {
     const buffer_model* const model = stream->buffer;
     if (model == nullptr || model->heldBack == 0 || stream->has(kNoMorePackets)) continue;
-    const bool hasRoom = model->level + kPayload < model->limit;
-    const bool lacksCredit = model->level + model->heldBack + kPayload >= model->limit;
+    const bool hasRoom = model->level + kPacket < model->limit;
+    const bool lacksCredit = model->level + model->heldBack + kPacket >= model->limit;
     if (hasRoom && lacksCredit && !bears_wait(*stream, now, wait_for_room(mux))) return true;
   }
   return false;
