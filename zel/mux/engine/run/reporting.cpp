@@ -43,7 +43,7 @@ void reporting::deliver(bool isFatal, int code, int pid, const message_argument&
   const int systemError = errno;
   ++(isFatal ? stats_.errors : stats_.warnings);
   // The high word doesn't count: after 6.6 hours the time in the text starts again.
-  std::string text = place_of(isFatal, stats_.packetsWritten, pid, now_.low / 90000.0);
+  std::string text = place_of(isFatal, stats_.packetsWritten, pid, now_.low() / 90000.0);
   const message* row =
       isFatal ? find_message(kFatalMessages, code) : find_message(kWarningMessages, code);
   if (row != nullptr) text += format_message(row->text, argument);

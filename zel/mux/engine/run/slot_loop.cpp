@@ -133,7 +133,7 @@ void note_end(tsm_mux& mux, const tsm_stream& stream) {
     return;
   }
   const tsm_time span = subtract(mux.now, mux.firstEndedAt);
-  const uint64_t milliseconds = (uint64_t{span.high} * kLowRange + span.low) / 90;
+  const uint64_t milliseconds = span.base() / 90;
   const double seconds = static_cast<double>(milliseconds) / 1000.0;
   if (seconds > mux.warnIfEndEarly) mux.reports.warn(kEndedEarly, mux.firstEndedPid, seconds);
 }

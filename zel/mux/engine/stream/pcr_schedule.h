@@ -32,8 +32,8 @@ inline void schedule_next_pcr(tsm_stream& stream, const tsm_time& packetTime,
 
 /// 33 bits of base, 6 reserved ones, 9 bits of extension.
 inline void write_pcr(uint8_t* field, const tsm_time& time) {
-  const uint64_t base = uint64_t{time.high & 3} << 31 | time.low;
-  const auto extension = static_cast<uint32_t>(time.fraction / 1048576.5);
+  const uint64_t base = time.base();
+  const auto extension = static_cast<uint32_t>(time.fraction() / 1048576.5);
   field[0] = static_cast<uint8_t>(base >> 25);
   field[1] = static_cast<uint8_t>(base >> 17);
   field[2] = static_cast<uint8_t>(base >> 9);

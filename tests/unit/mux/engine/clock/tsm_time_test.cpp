@@ -14,7 +14,7 @@ __extension__ using Wide = unsigned __int128;
 constexpr Wide kWrap = (Wide{1} << 33) * kFractionRange;
 
 Wide wide(const tsm_time& time) {
-  return ((Wide{time.high} << 31) + time.low) * kFractionRange + time.fraction;
+  return ((Wide{time.high()} << 31) + time.low()) * kFractionRange + time.fraction();
 }
 
 tsm_time narrow(Wide value) {
@@ -84,9 +84,9 @@ TEST(TsmTime, WholeTicksSurviveTheWayThroughDoubles) {
   for (int i = 0; i < 100000; ++i) {
     const auto ticks = static_cast<double>(random() % 2576980377600u);
     const tsm_time time = time_from_ticks(ticks);
-    ASSERT_LT(time.high, 4u);
-    ASSERT_LT(time.low, kLowRange);
-    ASSERT_LT(time.fraction, kFractionRange);
+    ASSERT_LT(time.high(), 4u);
+    ASSERT_LT(time.low(), kLowRange);
+    ASSERT_LT(time.fraction(), kFractionRange);
     // A double of 41 bits has 12 bits below the tick; base / 300 loses some of them.
     ASSERT_NEAR(ticks_of(time), ticks, 0.07) << static_cast<uint64_t>(ticks);
   }
@@ -100,7 +100,7 @@ TEST(TsmTime, ConvertsWhatTheConstantsSay) {
   EXPECT_EQ(time_from_ticks(timeWrap - 300), (tsm_time{3, kLowRange - 1, 0}));
   EXPECT_EQ(time_from_ticks(timeWrap), tsm_time{});
   EXPECT_EQ(time_from_ticks(-300), (tsm_time{3, kLowRange - 1, 0}));
-  EXPECT_EQ(time_from_ticks(kPacketBitTicks / 15e6).low, 9u);
+  EXPECT_EQ(time_from_ticks(kPacketBitTicks / 15e6).low(), 9u);
 }
 
 TEST(TsmTime, TheLastFractionsCarryInsteadOfOverflowing) {

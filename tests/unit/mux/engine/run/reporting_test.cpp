@@ -20,7 +20,7 @@ struct Heard {
 struct Reporting : testing::Test {
   Reporting() {
     stats.packetsWritten = 12;
-    now.low = 45000;
+    now = {0, 45000, 0};
     reports.deliver_to(Heard::take, &heard);
     reports.stop_on(false, false);
   }
