@@ -31,6 +31,23 @@ void expectOnlyWhatHasToBeSaid(const RandomMultiplex& multiplex, const Multiplex
     EXPECT_TRUE(multiplex.expects(tool::toText(group))) << tool::toText(group);
 }
 
+// Slots that are gone through in a row come to what each by itself does.
+void expectTheSameSlotBySlot(const std::string& text, const Multiplexed& run) {
+  int64_t packets = 0;
+  const Multiplexed traced =
+      multiplexText(text, [&](const Morvalen::Zel::tsm_trace_event&) { ++packets; });
+  EXPECT_TRUE(traced.bytes == run.bytes);
+  EXPECT_GE(packets, traced.result.stats.packetsWritten);
+  EXPECT_EQ(traced.result.stats.nullPackets, run.result.stats.nullPackets);
+  EXPECT_EQ(traced.said(), run.said());
+  ASSERT_EQ(traced.result.streams.size(), run.result.streams.size());
+  for (size_t i = 0; i < run.result.streams.size(); ++i) {
+    EXPECT_EQ(traced.result.streams[i].packets, run.result.streams[i].packets) << i;
+    EXPECT_EQ(traced.result.streams[i].bufferPeak, run.result.streams[i].bufferPeak) << i;
+    EXPECT_EQ(traced.result.streams[i].bufferLowest, run.result.streams[i].bufferLowest) << i;
+  }
+}
+
 void multiplexAtRandom(uint64_t seed, bool again, ElementaryMediaShelf* shelf) {
   const ScratchFolder folder;
   const RandomMultiplex multiplex(seed, folder, shelf);
@@ -48,6 +65,8 @@ void multiplexAtRandom(uint64_t seed, bool again, ElementaryMediaShelf* shelf) {
     EXPECT_NEAR(verdict.rate, rate, 2);
   }
   EXPECT_EQ(multiplex.missing(roomy.bytes), "");
+  expectTheSameSlotBySlot(text, roomy);
+  expectTheSameSlotBySlot(multiplex.text(0), tight);
   // The same again is the same bytes.
   if (again) {
     EXPECT_TRUE(multiplexText(text).bytes == roomy.bytes);

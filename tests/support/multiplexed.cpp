@@ -23,12 +23,14 @@ bool Multiplexed::warned(int32_t code) const {
   return false;
 }
 
-Multiplexed multiplexText(const std::string& text) {
+Multiplexed multiplexText(const std::string& text,
+                          const std::function<void(const Morvalen::Zel::tsm_trace_event&)>& trace) {
   std::vector<std::string> warnings;
   const tool::Configuration config =
       tool::rightConfiguration<tool::Failure>(text, "configuration", warnings);
   Multiplexed done;
   tool::MuxSink sink;
+  sink.trace = trace;
   sink.write = [&](std::span<const uint8_t> bytes) {
     if (done.bytes.size() > kMostBytes) throw tool::Failure("the run doesn't end");
     done.bytes.insert(done.bytes.end(), bytes.begin(), bytes.end());

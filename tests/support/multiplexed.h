@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,10 @@ struct Multiplexed {
   bool warned(int32_t code) const;
 };
 
-/// Throws tool::Failure where the text is no configuration, and where the run doesn't end.
-Multiplexed multiplexText(const std::string& text);
+/// Throws tool::Failure where the text is no configuration, and where the run doesn't end. With a
+/// trace, which hears of each packet, the engine asks for each slot by itself.
+Multiplexed multiplexText(
+    const std::string& text,
+    const std::function<void(const Morvalen::Zel::tsm_trace_event&)>& trace = {});
 
 }  // namespace zel::test

@@ -116,6 +116,9 @@ constexpr tsm_time subtract(const tsm_time& a, const tsm_time& b) {
 constexpr bool is_before(const tsm_time& a, const tsm_time& b) {
   return subtract(a, b).count_ >= tsm_time::kWrap / 2;
 }
+constexpr const tsm_time& earlier(const tsm_time& a, const tsm_time& b) {
+  return is_before(b, a) ? b : a;
+}
 /// -1 where a stands before b, 0 where they are equal, 1 where it stands behind.
 constexpr int compare(const tsm_time& a, const tsm_time& b) {
   if (is_before(a, b)) return -1;

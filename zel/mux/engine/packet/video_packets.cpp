@@ -382,21 +382,24 @@ inline void end_layer_turn(video_state& state, bool dependent) {
 }
 
 // Most packets are from the middle of a unit: nothing but payload behind the four bytes, and the
-// unit goes on in the next. Such a packet is made without plan and draft, which would come to the
-// same. False, and nothing done, where it's another packet or has to wait.
-inline bool make_inner_packet(video_state& state, tsm_stream& stream, const tsm_time& now,
-                              double ticks, tsm_packet& packet) {
-  const access_unit& unit = state.units.front();
-  const int32_t sent = state.cursor.unitSent;
-  if (sent == 0 || unit.base_size() - sent <= kPayloadBytes) return false;
-  if (cut_by_length(state) && state.cursor.pesBytesLeft < kPayloadBytes) return false;
-  if (stream.has(kInitDiPending) || pcr_is_due(stream, now)) return false;
-  if (is_withheld(state, stream, kTsHeaderBytes, tested_time(state, unit), ticks)) return false;
+// unit goes on in the next. Such packets are made without plan and draft, which would come to the
+// same. So many follow at `now`; what comes later may say less.
+inline int64_t inner_packets(video_state& state, const tsm_stream& stream, const tsm_time& now,
+                             double ticks) {
+  if (state.cursor.unitSent == 0) return 0;
+  int64_t packets = (remaining(state) - 1) / kPayloadBytes;
+  if (cut_by_length(state)) {
+    packets = std::min<int64_t>(packets, state.cursor.pesBytesLeft / kPayloadBytes);
+  }
+  if (packets <= 0 || stream.has(kInitDiPending) || pcr_is_due(stream, now)) return 0;
+  const double tested = tested_time(state, state.units.front());
+  return is_withheld(state, stream, kTsHeaderBytes, tested, ticks) ? 0 : packets;
+}
+
+inline void make_inner_packet(video_state& state, tsm_stream& stream, tsm_packet& packet) {
   step_header(stream, packet);
-  send_bytes(state, unit, packet.bytes + kTsHeaderBytes, kPayloadBytes);
+  send_bytes(state, state.units.front(), packet.bytes + kTsHeaderBytes, kPayloadBytes);
   state.model.level += kPayloadBytes;
-  end_layer_turn(state, false);
-  return true;
 }
 
 // A packet of the second layer, on its own PID. Each access unit's part is a PES packet of its own
@@ -533,10 +536,42 @@ void make_planned_packet(video_state& state, tsm_stream& stream, const tsm_time&
 void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet, tsm_mux&) {
   auto& state = static_cast<video_state&>(*stream.state);
   const double ticks = ticks_of(now);
-  if (begin_slot(state, stream, ticks, packet) &&
-      !make_inner_packet(state, stream, now, ticks, packet)) {
-    make_planned_packet(state, stream, now, ticks, packet);
+  if (begin_slot(state, stream, ticks, packet)) {
+    if (inner_packets(state, stream, now, ticks) > 0) {
+      make_inner_packet(state, stream, packet);
+      end_layer_turn(state, false);
+    } else {
+      make_planned_packet(state, stream, now, ticks, packet);
+    }
   }
+  stream.step_times();
+}
+
+// Between the packets of a stretch nothing may leave the decoder's buffer, no clock be due, and no
+// other bytes be wanted: a second layer's, or an end code.
+bool plan_video_stretch(tsm_stream& stream, const tsm_time& now, packet_stretch& stretch) {
+  constexpr int64_t kWorthwhile = 4;
+  auto& state = static_cast<video_state&>(*stream.state);
+  if (state.units.empty() || waits_for_unit(state, 0) || state.cursor.layerTurn != 0) return false;
+  if (dependent_remaining(state) > 0 || (state.config->insertSec && state.sourceEnded))
+    return false;
+  const double ticks = ticks_of(now);
+  const buffer_model& model = state.model;
+  if (!model.removals.empty()) {
+    const double left = signed_difference(model.removals.front().time, ticks);
+    if (left <= 1) return false;
+    stretch.until = earlier(stretch.until, add_ticks(now, left - 1));
+  }
+  if (stream.has(kCarriesPcr)) stretch.until = earlier(stretch.until, stream.pcrNext);
+  const int64_t room = (model.limit - 1 - model.level - model.heldBack) / kPayloadBytes;
+  stretch.packets = std::min({stretch.packets, room, inner_packets(state, stream, now, ticks)});
+  if (stretch.packets < kWorthwhile) return false;
+  stream.clear(kPacketHasPcr);
+  return true;
+}
+
+void make_inner_video_packet(tsm_stream& stream, tsm_packet& packet) {
+  make_inner_packet(static_cast<video_state&>(*stream.state), stream, packet);
   stream.step_times();
 }
 

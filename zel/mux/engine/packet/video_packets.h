@@ -11,6 +11,11 @@ namespace zel::mux {
 /// doesn't fit into the input buffer, which then grows.
 void make_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet, tsm_mux& mux);
 
+/// The planStretch and makeInner of a video stream: packets from the middle of the unit that is
+/// being sent.
+bool plan_video_stretch(tsm_stream& stream, const tsm_time& now, packet_stretch& stretch);
+void make_inner_video_packet(tsm_stream& stream, tsm_packet& packet);
+
 /// The same, each packet by a plan of its own: what make_video_packet() takes a shortcut for, and
 /// has to equal.
 void plan_video_packet(tsm_stream& stream, const tsm_time& now, tsm_packet& packet, tsm_mux& mux);

@@ -9,6 +9,7 @@ class burst_nulls {
   burst_nulls() = default;
   burst_nulls(int count, int spacing) : count_(count), spacing_(spacing), spacingLeft_(spacing) {}
 
+  bool armed() const { return spacing_ > 0; }
   /// Whether the slot belongs to a burst, so that no stream may have it.
   bool wants_null() const { return nullsLeft_ > 0; }
 

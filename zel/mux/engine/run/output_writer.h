@@ -33,6 +33,12 @@ class output_writer {
   tsm_packet& place_of_next(tsm_packet& other) {
     return plain_ ? *reinterpret_cast<tsm_packet*>(buffer_.data() + used_) : other;
   }
+  /// How many packets go to their place and are gathered, the last of which makes put() write; 0
+  /// where the file wants them otherwise.
+  int64_t packets_gathered_next() const {
+    if (!plain_ || form_.bufferedPackets <= 0) return 0;
+    return static_cast<int64_t>((room_ - used_) / kPacketBytes);
+  }
   /// False where the write callback failed.
   bool put(const tsm_packet& packet, Morvalen::Zel::tsm_stats& stats);
   /// Writes what is gathered.

@@ -65,6 +65,7 @@ void turn_into_pcr_only(tsm_stream& stream, const tsm_mux& mux) {
   stream.clear(kNoMorePackets);
   stream.set(kPriority);
   stream.makePacket = make_pcr_only_packet;
+  stream.planStretch = nullptr;
   stream.rate = pcr_only_rate(static_cast<int>(stream.pcrPeriod));
   // One packet a period. Taken from the step itself: 4.0608e10 / rate may fall short of it by a
   // rounding, and a packet that comes that much early would have to wait a whole period.

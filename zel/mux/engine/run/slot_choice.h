@@ -35,6 +35,9 @@ class slot_watch {
   void prepare(size_t streams) { awake_.reserve(streams); }
   /// The slot at `now`, which is mux.now.
   slot_survey survey(const tsm_time& now, tsm_mux& mux);
+  /// Whether no stream but `alone`, which the last survey told, is a candidate at `now`. `until` is
+  /// brought forward to where another may be. So long surveys tell nothing but that stream.
+  bool leaves_alone(const tsm_stream& alone, const tsm_time& now, tsm_time& until) const;
   /// Has to be called where the clock was set, or a stream was asked that the survey hadn't told.
   void forget() { isValid_ = false; }
 
@@ -80,6 +83,19 @@ inline slot_survey slot_watch::survey(const tsm_time& now, tsm_mux& mux) {
     }
   }
   return survey;
+}
+
+inline bool slot_watch::leaves_alone(const tsm_stream& alone, const tsm_time& now,
+                                     tsm_time& until) const {
+  if (!holds(now)) return false;
+  for (const awake_stream& each : awake_) {
+    const tsm_stream& stream = *each.stream;
+    if (&stream == &alone || stream.has(kNoMorePackets)) continue;
+    if (is_candidate(stream, now)) return false;
+    until = earlier(until, stream.nextTime);
+  }
+  if (anyRests_) until = earlier(until, wakeTime_);
+  return true;
 }
 
 /// Leaks both smoothing buffers of `stream` up to now. True where both have room for a packet,

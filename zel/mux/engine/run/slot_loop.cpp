@@ -1,11 +1,13 @@
 #include "zel/mux/engine/run/slot_loop.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "zel/mux/engine/packet/adaptation_field.h"
 #include "zel/mux/engine/packet/packet_header.h"
 #include "zel/mux/engine/run/pcr_only_stream.h"
 #include "zel/mux/engine/run/slot_choice.h"
+#include "zel/mux/engine/run/slot_stretch.h"
 #include "zel/mux/engine/stream/buffer_model.h"
 #include "zel/mux/engine/stream/pcr_schedule.h"
 
@@ -225,6 +227,28 @@ inline void next_slot(tsm_mux& mux) {
   ++mux.stats.packetsCounted;
 }
 
+// What one slot after the other would ask comes to nothing for as many as this: the end, progress
+// and the clock's rounding.
+inline int64_t unasked_slots(const tsm_mux& mux, int64_t firstPacket) {
+  int64_t slots =
+      std::min(kSlotsPerSync - mux.slotsSinceSync, mux.progressPeriod - mux.sinceProgress);
+  if (mux.terminatePacket > 0) {
+    slots = std::min(slots, mux.terminatePacket - mux.stats.packetsCounted);
+  }
+  if (mux.packetsPerCall > 0) {
+    slots = std::min(slots, mux.packetsPerCall - (mux.stats.packetsWritten - firstPacket));
+  }
+  return slots;
+}
+
+// Behind a packet of `stream`.
+inline void go_on(tsm_mux& mux, tsm_stream& stream, int64_t firstPacket) {
+  if (stream.planStretch == nullptr) return;
+  const auto slots = static_cast<int>(run_stretch(mux, stream, unasked_slots(mux, firstPacket)));
+  mux.slotsSinceSync += slots;
+  mux.sinceProgress += slots;
+}
+
 }  // namespace
 
 void flush_output(tsm_mux& mux) {
@@ -283,7 +307,11 @@ slot_outcome run_slots(tsm_mux& mux) {
       if (!make_packet(mux, *stream)) continue;
       make_up_for_fields(mux, *stream);
       put(mux, *stream);
-    } else if (mux.vbr == nullptr) {
+      next_slot(mux);
+      go_on(mux, *stream, firstPacket);
+      continue;
+    }
+    if (mux.vbr == nullptr) {
       put_null(mux);
     } else {
       ++mux.sinceProgress;  // a run that sends nothing for long can still be stopped

@@ -135,6 +135,19 @@ struct pmt_description {
 using make_packet_function = void (*)(tsm_stream& stream, const tsm_time& now, tsm_packet& packet,
                                       tsm_mux& mux);
 
+/// What a stream tells of its next packets, where they are nothing but payload behind the header.
+struct packet_stretch {
+  int64_t packets = 0;  // so many, if each goes
+  tsm_time until;       // before this
+};
+
+/// Tells a stretch that begins at `now`; `stretch` holds what others allow and is made narrower.
+/// False where there's none, or none that's worth while.
+using plan_stretch_function = bool (*)(tsm_stream& stream, const tsm_time& now,
+                                       packet_stretch& stretch);
+/// Makes the next packet of a stretch, and steps the stream's times.
+using make_inner_function = void (*)(tsm_stream& stream, tsm_packet& packet);
+
 /// The program index of a stream that belongs to no program.
 inline constexpr uint32_t kTransportLevel = 0xFFFFFFFF;
 
@@ -157,6 +170,8 @@ struct tsm_stream {
   smoothing_buffer* streamSB = nullptr;
   smoothing_buffer* programSB = nullptr;
   make_packet_function makePacket = nullptr;
+  plan_stretch_function planStretch = nullptr;  // null where the kind has none
+  make_inner_function makeInner = nullptr;
   std::unique_ptr<stream_state> state;
   tsm_time pcrOffset;
   uint8_t pesId = 0, pesIdExtension = 0;

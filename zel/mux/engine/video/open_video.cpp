@@ -193,6 +193,8 @@ std::unique_ptr<tsm_stream> open_video(const tsm_video& record, const tsm_progra
   stream->state = std::move(owned);
   stream->kind = stream_kind::video;
   stream->makePacket = make_video_packet;
+  stream->planStretch = plan_video_stretch;
+  stream->makeInner = make_inner_video_packet;
   stream->unitsToSend = video_units_to_send;
   set_video_flags(*stream, record);
   set_cuts(state, *mux.config);
